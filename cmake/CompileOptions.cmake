@@ -1,0 +1,31 @@
+# Compile options of everything in the tree: warnings, the router's shape of a release build, and
+# the sanitizers.
+
+add_compile_options(
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wformat=2 -Wundef
+  # The C files of the tree are the testbed's preload library and match plugins.
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+  $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>)
+if(WARNINGS_AS_ERRORS)
+  add_compile_options(-Werror)
+endif()
+
+if(SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+  # The program starts the restore tool with a preloaded library. A testbed tool that links the
+  # shared runtime refuses to start behind one, the static runtime does not mind. Clang links it
+  # statically by itself.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_link_options(-static-libasan -static-libubsan)
+  endif()
+endif()
+
+# A router's flash is small: unused sections go, and no symbol is kept that nobody looks up.
+add_compile_options($<$<CONFIG:Release>:-ffunction-sections> $<$<CONFIG:Release>:-fdata-sections>)
+add_link_options($<$<CONFIG:Release>:-Wl,--gc-sections> $<$<CONFIG:Release>:-s>)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
