@@ -1,0 +1,43 @@
+// Tables in files on a machine that refuses namespaces: the product's fixed paths are then the
+// machine's own, taken for one run at a time and given back as they were.
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace testbed::router {
+
+// The right to use the machine's paths. The constructor waits while another run has it; it refuses,
+// with a std::runtime_error that names the reason, when the machine is a router or inside another
+// such run. Leaves no file behind.
+class MachineLock {
+ public:
+  MachineLock();
+  ~MachineLock();
+  MachineLock(const MachineLock&) = delete;
+  MachineLock& operator=(const MachineLock&) = delete;
+
+ private:
+  int fd_;
+};
+
+// Holds the machine's socket, lock and output paths for one run. The constructor throws
+// std::runtime_error when a bus daemon answers on the socket or when the paths cannot be written.
+//
+// What stood at these paths is set aside (a lock file stays in use) and put back by the destructor,
+// which removes everything made there since.
+class MachinePaths {
+ public:
+  // `preloadLibrary` is linked to its installed place where that can be written; without it the
+  // tools in files work too, with a message of the dynamic loader.
+  MachinePaths(const MachineLock& lock, const std::string& preloadLibrary);
+  ~MachinePaths();
+  MachinePaths(const MachinePaths&) = delete;
+  MachinePaths& operator=(const MachinePaths&) = delete;
+
+ private:
+  class Parts;
+  std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace testbed::router

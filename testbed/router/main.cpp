@@ -1,0 +1,122 @@
+// `router`: runs a command on this machine as on the router. Read options.cpp for the usage text,
+// session.cpp for what a run consists of.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "testbed/router/errors.h"
+#include "testbed/router/options.h"
+#include "testbed/router/session.h"
+
+namespace testbed::router {
+namespace {
+
+constexpr int kRouterFailed = 125;
+
+int fail(const std::string& message) {
+  fprintf(stderr, "router: %s\n", message.c_str());
+  return kRouterFailed;
+}
+
+std::string readConfig(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream content;
+  // Reading a directory fails only at its first byte, and copying an empty file sets a bit too.
+  if (!file || file.peek() == std::ifstream::traits_type::eof() ? !file.eof()
+                                                                : !(content << file.rdbuf())) {
+    throw std::runtime_error(withErrno("cannot read " + path));
+  }
+  return content.str();
+}
+
+// Dies of the signal that ended the run, as the caller expects from any program.
+int endBySignal(int number, const RunSignals& signals) {
+  signal(number, SIG_DFL);
+  signals.restore();
+  raise(number);
+  return 128 + number;
+}
+
+// The kinds that the choice allows, best first.
+std::vector<TablesKind> kindsToTry(TablesChoice choice) {
+  switch (choice) {
+    case TablesChoice::Legacy:
+      return {TablesKind::Legacy};
+    case TablesChoice::Nft:
+      return {TablesKind::Nft};
+    case TablesChoice::Files:
+      return {TablesKind::Files};
+    case TablesChoice::Auto:
+      break;
+  }
+  return {TablesKind::Legacy, TablesKind::Files};
+}
+
+// Every namespace choice for one kind of tables, until one lets the command run or ends the search.
+Outcome tryKind(const SessionInput& input, TablesKind kind, const std::string& because) {
+  const bool kernel = kind != TablesKind::Files;
+  if (kernel) requireKernelTools(kind);
+  Outcome outcome;
+  for (const std::optional<Namespaces>& namespaces : namespacesToTry(kernel)) {
+    std::string reason = because;
+    // A run without namespaces has their refusal to tell too, unless that is the reason already.
+    if (!namespaces && because.empty()) reason = outcome.message;
+    if (!namespaces && !because.empty() && because != outcome.message) {
+      reason += " and " + outcome.message;
+    }
+    outcome = runSession(input, {kind, namespaces, reason});
+    if (outcome.kind != Outcome::Kind::NamespacesRefused) return outcome;
+    outcome.message = "namespaces are refused (" + outcome.message + ")";
+  }
+  return outcome;
+}
+
+int run(const Options& options) {
+  const RunSignals signals;
+  const TestbedFiles files = findTestbedFiles();
+  SessionInput input{options, files, signals, {}, {}};
+  if (!options.configFile.empty()) input.configText = readConfig(options.configFile);
+  if (!options.tableDirectory.empty()) {
+    std::filesystem::create_directories(options.tableDirectory);
+    input.tableDirectory = std::filesystem::canonical(options.tableDirectory);
+  }
+
+  Outcome outcome;
+  for (const TablesKind kind : kindsToTry(options.tables)) {
+    try {
+      outcome = tryKind(input, kind, outcome.message);
+    } catch (const TablesUnavailable& error) {
+      outcome = {Outcome::Kind::TablesUnavailable, 0, error.what()};
+    }
+    if (outcome.kind == Outcome::Kind::Ran) return outcome.status;
+    if (outcome.kind == Outcome::Kind::Interrupted) return endBySignal(outcome.status, signals);
+    if (outcome.kind == Outcome::Kind::Failed) break;
+  }
+  return fail(outcome.message);
+}
+
+}  // namespace
+}  // namespace testbed::router
+
+int main(int argc, char** argv) {
+  using namespace testbed::router;
+  try {
+    const Options options = parseOptions({argv + 1, argv + argc});
+    if (options.help) {
+      fputs(std::string(usageText()).c_str(), stdout);
+      return 0;
+    }
+    return run(options);
+  } catch (const UsageError& error) {
+    fprintf(stderr, "router: %s\nTry --help.\n", error.what());
+    return kRouterFailed;
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+}
