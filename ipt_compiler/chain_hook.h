@@ -1,0 +1,21 @@
+// A rule program and the place in a table where its rules go.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "ipt_compiler/ir_graph.h"
+
+namespace tavrix {
+
+// After the last saved rule of the chain.
+inline constexpr std::uint32_t kHookAtEnd = 0xFFFFFFFF;
+
+struct ChainHook {
+  std::string_view chain;  // a built-in chain of the table; a string literal
+  std::uint32_t position;  // 0: before the chain's saved rules, n: after the n-th, or kHookAtEnd
+  bool ownChain;           // the chain holds nothing else: see IptCompiler::compileHook
+  IptProg program;
+};
+
+}  // namespace tavrix

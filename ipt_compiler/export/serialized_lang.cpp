@@ -1,0 +1,192 @@
+// The readers of the language as a list of tokens. Nesting is kept on explicit stacks: how deep it
+// goes is up to the configuration.
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "ipt_compiler/export/ipt_lang.h"
+
+namespace tavrix {
+namespace {
+
+// What a match text, a target text and a negated match text are reported as: they stand in the
+// configuration, so the location names the reader that took them.
+constexpr const char* kFile = "./ipt_compiler/export/ipt_lang";
+constexpr int kNegatedMatchesLine = 297;
+constexpr int kMatchesLine = 299;
+constexpr int kTargetLine = 349;
+
+std::invalid_argument invalidMatches() {
+  return std::invalid_argument("Invalid serialized matches!");
+}
+
+std::invalid_argument invalidTargets() {
+  return std::invalid_argument("Invalid serialized targets!");
+}
+
+// For each "(" of the tokens, in order, the ")" that closes it; `end` for one that is never closed.
+std::vector<IptTokenPosition> closingParentheses(IptTokenPosition position, IptTokenPosition end) {
+  std::vector<IptTokenPosition> closing;
+  std::vector<std::size_t> open;
+  for (; position != end; ++position) {
+    if (*position == "(") {
+      open.push_back(closing.size());
+      closing.push_back(end);
+    } else if (*position == ")" && !open.empty()) {
+      closing[open.back()] = position;
+      open.pop_back();
+    }
+  }
+  return closing;
+}
+
+// A disjunction of conjunctions, as far as it was read.
+struct Disjunction {
+  explicit Disjunction(IptTokenPosition endOfTokens) : end(endOfTokens) {}
+
+  void addOperand(IptCond operand) {
+    if (afterOperand) throw invalidMatches();
+    conjunction = condAnd(std::move(conjunction), std::move(operand));
+    afterOperand = true;
+  }
+
+  void startConjunction() {
+    if (!afterOperand) throw invalidMatches();
+    disjunction = condOr(std::move(disjunction), std::move(conjunction));
+    conjunction = makeConstCond(true);
+    afterOperand = false;
+  }
+
+  void continueConjunction() {
+    if (!afterOperand) throw invalidMatches();
+    afterOperand = false;
+  }
+
+  // What stands after the last "OR" counts even when it is nothing, which always holds.
+  IptCond finish() { return condOr(std::move(disjunction), std::move(conjunction)); }
+
+  IptTokenPosition end;
+  IptCond disjunction = makeConstCond(false);
+  IptCond conjunction = makeConstCond(true);
+  bool afterOperand = false;
+};
+
+// An IF block whose closing token was not read yet.
+struct OpenBlock {
+  enum class Branch { kThen, kElse, kElseif };
+
+  explicit OpenBlock(IptCond condition) : block(openIf(std::move(condition))) {}
+
+  void addStatement(IptProg statement) {
+    if (branch == Branch::kElseif) {
+      otherwise = std::move(statement);
+      return;
+    }
+    IptProg& list = branch == Branch::kThen ? body : otherwise;
+    list = sequence(std::move(list), std::move(statement));
+  }
+
+  // Reads what may stand where a statement ended or the block began. Returns whether that closed
+  // the block; otherwise a statement is due, or the inside of a block after "ELSEIF".
+  bool readKeyword(IptTokenPosition& position, IptTokenPosition end) {
+    if (position == end) throw invalidTargets();
+    if (branch == Branch::kElseif) {
+      // Configurations have a "FI" here. It was never looked at, so it stays that way.
+      ++position;
+      return true;
+    }
+    if (branch == Branch::kThen && (*position == "ELSE" || *position == "ELSEIF")) {
+      branch = *position == "ELSE" ? Branch::kElse : Branch::kElseif;
+      if (++position == end) throw invalidTargets();
+      if (branch == Branch::kElseif) return false;
+    }
+    if (*position != "FI") return false;
+    ++position;
+    return true;
+  }
+
+  IptProg close() {
+    IptIfBlock whole = appendThen(std::move(block), std::move(body));
+    return branch == Branch::kThen ? closeFi(std::move(whole))
+                                   : closeElse(std::move(whole), std::move(otherwise));
+  }
+
+  IptIfBlock block;
+  IptProg body = makeEmptyProg();
+  IptProg otherwise = makeEmptyProg();
+  Branch branch = Branch::kThen;
+};
+
+// Reads [IF] condition THEN; without the "IF" after an "ELSEIF".
+OpenBlock readBlockHead(IptTokenPosition& position, IptTokenPosition end, bool elseifMode) {
+  if (*position == "IF") {
+    if (elseifMode) throw invalidTargets();
+    ++position;
+  }
+  const IptTokenPosition then = std::find(position, end, "THEN");
+  if (then == end) throw invalidTargets();
+  IptCond condition = parseSerializedMatches(position, then);
+  position = then + 1;
+  return OpenBlock(std::move(condition));
+}
+
+}  // namespace
+
+IptCond parseSerializedMatches(IptTokenPosition& position, IptTokenPosition end) {
+  const std::vector<IptTokenPosition> closing = closingParentheses(position, end);
+  auto nextClosing = closing.begin();
+  std::vector<Disjunction> nested;  // the innermost last
+  nested.emplace_back(end);
+  for (;;) {
+    if (position == nested.back().end) {
+      IptCond whole = nested.back().finish();
+      nested.pop_back();
+      if (nested.empty()) return whole;
+      ++position;
+      nested.back().addOperand(std::move(whole));
+      continue;
+    }
+    const std::string_view token = *position++;
+    if (token == "AND") {
+      nested.back().continueConjunction();
+    } else if (token == "OR") {
+      nested.back().startConjunction();
+    } else if (token.starts_with("NOT")) {
+      nested.back().addOperand(condNot(makeMatches(token.substr(3), kFile, kNegatedMatchesLine)));
+    } else if (token == "(") {
+      const IptTokenPosition close = *nextClosing++;
+      if (close == end) throw invalidMatches();
+      nested.emplace_back(close);
+    } else {
+      nested.back().addOperand(makeMatches(token, kFile, kMatchesLine));
+    }
+  }
+}
+
+IptProg parseSerializedTargets(IptTokenPosition& position, IptTokenPosition end, bool elseifMode) {
+  std::vector<OpenBlock> open;  // the innermost last
+  for (;;) {
+    IptProg statement;
+    bool complete = !elseifMode && *position != "IF";
+    if (complete) {
+      statement = makeTarget(*position++, kFile, kTargetLine);
+    } else {
+      open.push_back(readBlockHead(position, end, elseifMode));
+    }
+    // Closes every block that ends here.
+    for (;;) {
+      if (complete) {
+        if (open.empty()) return statement;
+        open.back().addStatement(std::move(statement));
+      }
+      complete = open.back().readKeyword(position, end);
+      if (!complete) break;
+      statement = open.back().close();
+      open.pop_back();
+    }
+    elseifMode = open.back().branch == OpenBlock::Branch::kElseif;
+  }
+}
+
+}  // namespace tavrix

@@ -1,0 +1,81 @@
+// Wiring and release of nodes; ir_graph.h explains the graph.
+#include "ipt_compiler/ir_graph.h"
+
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace tavrix {
+namespace {
+
+std::logic_error setNextTwice() {
+  return std::logic_error("IPT compiler: Internal error. setNext() twice.");
+}
+
+}  // namespace
+
+namespace _IptIrNode {
+
+ProxyIrNode::~ProxyIrNode() {
+  std::vector<Pointer> released;
+  const auto release = [&released](ProxyIrNode& node) {
+    for (Pointer& slot : node.successor) {
+      if (!slot) continue;
+      --slot->predecessorCount;
+      released.push_back(std::move(slot));
+    }
+  };
+  // Emptying the slots of a node before its last pointer goes keeps its own destructor from
+  // descending further.
+  release(*this);
+  while (!released.empty()) {
+    const Pointer node = std::move(released.back());
+    released.pop_back();
+    if (node.use_count() == 1) release(*node);
+  }
+}
+
+void ProxyIrNode::setNext(const Pointer& target) {
+  if (successor[kNext]) throw setNextTwice();
+  setSuccessor(kNext, target);
+}
+
+void ProxyIrNode::setSuccessor(std::size_t index, Pointer target) {
+  // The old target dies, if it does, after the new one is in place and counted.
+  if (target) ++target->predecessorCount;
+  successor[index].swap(target);
+  if (target) --target->predecessorCount;
+}
+
+void ProxyIrNode::clearSuccessor(std::size_t index) {
+  setSuccessor(index, nullptr);
+}
+
+std::string debugText(const ProxyIrNode& node) {
+  const ProxyIrNode::Pointer& next = node.successor[kNext];
+  const ProxyIrNode::Pointer& noMatch = node.successor[kNoMatch];
+  std::ostringstream text;
+  text << "{id: " << &node;
+  for (const IptTarget& target : node.targets) text << ", tgt: " << target.text;
+  text << ", matches: " << matchesText(node.matches);
+  text << ", alwaysTure: " << (node.isUnconditional() ? 1 : 0);
+  if (next) text << ", true: " << next.get();
+  if (noMatch) text << ", false: " << noMatch.get();
+  text << "}";
+  return text.str();
+}
+
+}  // namespace _IptIrNode
+
+ProxyIrNode::Pointer makeProxy() {
+  return std::make_shared<ProxyIrNode>();
+}
+
+IptProg sequence(IptProg a, IptProg b) {
+  if (a.last == b.last || b.last->successor[_IptIrNode::kNext]) throw setNextTwice();
+  a.last->setNext(b.first);
+  return {std::move(a.first), std::move(b.last)};
+}
+
+}  // namespace tavrix

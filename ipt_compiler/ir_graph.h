@@ -1,0 +1,79 @@
+// The graph that rule programs are made of: nodes held by shared pointers, and a program as the
+// pair of its first and last node. What a node is follows from what it holds: nothing (a junction),
+// targets (a rule), matches (a condition), or, after simplification, targets and then matches.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "ipt_compiler/graph_order.h"
+#include "ipt_compiler/rule_model.h"
+
+namespace tavrix {
+
+namespace _IptIrNode {
+
+// successor[kNext]: where control goes when the condition holds, or always without one.
+// successor[kNoMatch]: where it goes when the condition does not hold.
+inline constexpr std::size_t kNoMatch = 0;
+inline constexpr std::size_t kNext = 1;
+
+class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIrNode> {
+ public:
+  using Pointer = std::shared_ptr<ProxyIrNode>;
+
+  ProxyIrNode() = default;
+  // Gives back the predecessor counts that its successor slots hold. A chain of nodes that dies
+  // with it is released in a loop, so its length does not matter.
+  ~ProxyIrNode();
+  ProxyIrNode(const ProxyIrNode&) = delete;
+  ProxyIrNode& operator=(const ProxyIrNode&) = delete;
+
+  // Sets successor[kNext], once. Throws std::logic_error and changes nothing when it is set.
+  void setNext(const Pointer& target);
+  // Replaces successor[index], which may be empty before and after.
+  void setSuccessor(std::size_t index, Pointer target);
+  // The same under the name that the rule-building operations use when they wire a new condition.
+  void setBranch(std::size_t index, Pointer target) { setSuccessor(index, std::move(target)); }
+  // Empties successor[index], which must be set.
+  void clearSuccessor(std::size_t index);
+
+  // Whether control always goes on at successor[kNext]. Looks at the element count of the match
+  // list, as mergeMatches left it, and not at its items.
+  bool isUnconditional() const {
+    return matches.elementCount == 0 || successor[kNoMatch] == successor[kNext];
+  }
+
+  bool isExit = false;                 // ends the program: never bypassed, absorbed or merged
+  std::uint32_t predecessorCount = 0;  // successor slots of existing nodes that point here
+  std::list<IptTarget> targets;        // what happens when control arrives, in order
+  IptMatchList matches;                // the condition that is tested afterwards
+  std::array<Pointer, 2> successor;
+  std::uint32_t rulesIndex = 0;  // the node's record in chain generation; written there only
+};
+
+// The node in one line, for diagnosis.
+std::string debugText(const ProxyIrNode& node);
+
+}  // namespace _IptIrNode
+
+using _IptIrNode::ProxyIrNode;
+
+// Control enters at first and leaves through last, whose successor[kNext] is empty. Copies share
+// the graph.
+struct IptProg {
+  ProxyIrNode::Pointer first;
+  ProxyIrNode::Pointer last;
+};
+
+// A fresh node without content.
+ProxyIrNode::Pointer makeProxy();
+
+// a, then b. Throws std::logic_error and changes nothing when the last node of either was continued
+// already, or would be by its own program: a graph has no cycles.
+IptProg sequence(IptProg a, IptProg b);
+
+}  // namespace tavrix

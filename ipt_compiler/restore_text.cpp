@@ -1,0 +1,98 @@
+// The merge of a saved table with generated rules. Since the restore tool replaces the whole table,
+// what is not copied here is deleted from the kernel: that is how the output of the last run goes
+// and how foreign rules stay.
+#include <sstream>
+#include <string_view>
+
+#include "ipt_compiler/generated_marks.h"
+#include "ipt_compiler/ipt_compiler.h"
+
+namespace tavrix {
+namespace {
+
+using HookList = std::list<ChainHook>;
+
+// How far the output has come in one hooked chain.
+struct ChainProgress {
+  std::uint32_t ruleCount;  // rules of the chain written so far, foreign ones only
+  HookList::iterator next;  // the first hook not generated yet
+};
+
+class RestoreTextWriter {
+ public:
+  RestoreTextWriter(std::ostream& out, IptCompiler::HookMap& hooks) : out_(out), hooks_(hooks) {}
+
+  // line: one saved line with its newline.
+  void writeLine(std::string_view line) {
+    if (line.find(kRuleMark) != std::string_view::npos ||
+        line.find(kChainPrefix) != std::string_view::npos) {
+      return;
+    }
+    if (line.front() == ':') {
+      writeDeclaration(line);
+    } else {
+      if (line == "COMMIT\n") emitEndHooks();
+      writeRule(line);
+    }
+  }
+
+ private:
+  void writeDeclaration(std::string_view line) {
+    const std::string_view chain = line.substr(1, line.find(' ') - 1);
+    const auto hooked = hooks_.find(chain);
+    out_ << line;
+    if (hooked == hooks_.end()) return;
+    // Keyed by the hook's literal: the line's buffer is used again.
+    const auto [entry, isNew] = progress_.insert({hooked->first, {0, hooked->second.begin()}});
+    emitHooksAt(entry->second.next, hooked->second.end(), entry->second.ruleCount);
+  }
+
+  // Also copies every other line: what is not "-A" and a chain name is no rule.
+  void writeRule(std::string_view line) {
+    out_ << line;
+    const std::size_t blank = line.find(' ');
+    if (blank == std::string_view::npos || line.substr(0, blank) != "-A") return;
+    const std::size_t nameStart = blank + 1;
+    const std::string_view chain = line.substr(nameStart, line.find(' ', nameStart) - nameStart);
+    // The save tools declare every chain before its rules; a rule of an undeclared one is copied.
+    const auto entry = progress_.find(chain);
+    if (entry == progress_.end()) return;
+    ++entry->second.ruleCount;
+    emitHooksAt(entry->second.next, hooks_.find(chain)->second.end(), entry->second.ruleCount);
+  }
+
+  void emitEndHooks() {
+    for (auto& [chain, progress] : progress_) {
+      emitHooksAt(progress.next, hooks_.find(chain)->second.end(), kHookAtEnd);
+    }
+  }
+
+  // Generates the hooks from `next` on that have this very position. It never skips one: a hook
+  // behind the chain's last rule, unless at kHookAtEnd, also holds back those after it.
+  void emitHooksAt(HookList::iterator& next, HookList::iterator end, std::uint32_t position) {
+    for (; next != end && next->position == position; ++next) {
+      std::ostringstream block;
+      IptCompiler::compileHook(chainCounter_, block, next->program, next->chain, next->ownChain);
+      out_ << block.str();
+    }
+  }
+
+  std::ostream& out_;
+  IptCompiler::HookMap& hooks_;
+  std::uint32_t chainCounter_ = 0;  // one numbering for all hooks of the table
+  std::map<std::string_view, ChainProgress, std::less<>> progress_;
+};
+
+}  // namespace
+
+void IptCompiler::writeRestoreText(std::ostream& out, const std::string& savedText,
+                                   HookMap& hooks) {
+  RestoreTextWriter writer(out, hooks);
+  std::istringstream saved(savedText);
+  for (std::string line; std::getline(saved, line);) {
+    line += '\n';
+    writer.writeLine(line);
+  }
+}
+
+}  // namespace tavrix

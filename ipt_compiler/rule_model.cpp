@@ -1,0 +1,97 @@
+// Operations on rule fragments; rule_model.h explains the values.
+#include "ipt_compiler/rule_model.h"
+
+#include <iterator>
+#include <utility>
+
+#include "ipt_compiler/rule_parser.h"
+
+namespace tavrix {
+
+IptCompileFailed::IptCompileFailed(const std::string& message, const char* file, int line)
+    : what_(std::string(file) + ":" + std::to_string(line) + ": " + message) {}
+
+namespace _IptMatches {
+
+template <int Kind>
+Option<Kind>::Option(std::string_view segment, const char* sourceFile, std::int32_t sourceLine)
+    : text(normalizeTokens(segment)), file(sourceFile), line(sourceLine) {}
+
+template struct Option<1>;
+template struct Option<2>;
+template struct Option<3>;
+template struct Option<4>;
+template struct Option<5>;
+template struct Option<6>;
+template struct Option<7>;
+template struct Option<8>;
+template struct Option<9>;
+template struct Option<10>;
+
+}  // namespace _IptMatches
+
+int matchKind(const IptMatch& match) {
+  return std::visit([](const auto& option) { return option.kKind; }, match);
+}
+
+const std::string& matchText(const IptMatch& match) {
+  return std::visit([](const auto& option) -> const std::string& { return option.text; }, match);
+}
+
+bool sortsBefore(const IptMatch& a, const IptMatch& b) {
+  return matchKind(a) < matchKind(b);
+}
+
+bool operator==(const IptMatch& a, const IptMatch& b) {
+  return (std::holds_alternative<_IptMatches::Ipv4>(a) &&
+          std::holds_alternative<_IptMatches::Ipv4>(b)) ||
+         (std::holds_alternative<_IptMatches::Ipv6>(a) &&
+          std::holds_alternative<_IptMatches::Ipv6>(b));
+}
+
+IptMatchList::IptMatchList(std::list<IptMatch> sortedItems, const char* sourceFile,
+                           std::int32_t sourceLine)
+    : items(std::move(sortedItems)),
+      elementCount(items.size()),
+      file(sourceFile),
+      line(sourceLine) {}
+
+std::string matchesText(const IptMatchList& list) {
+  std::string text;
+  for (const IptMatch& match : list.items) {
+    if (!text.empty()) text += ' ';
+    text += matchText(match);
+  }
+  return text;
+}
+
+unsigned mergeMatches(IptMatchList& destination, IptMatchList& source) {
+  unsigned count = 0;
+  auto d = destination.items.begin();
+  for (auto s = source.items.begin(); s != source.items.end();) {
+    const auto current = s++;
+    const int kind = matchKind(*current);
+    while (d != destination.items.end() && matchKind(*d) < kind) ++d;
+
+    if (d == destination.items.end() || matchKind(*d) != kind) {
+      destination.items.splice(d, source.items, current);
+      ++destination.elementCount;
+      --source.elementCount;
+      ++count;
+    } else if (kind != _IptMatches::Match::kKind && *current == *d) {
+      source.items.erase(current);
+      --destination.elementCount;
+      ++count;
+    }
+  }
+
+  // Modules keep their order, so those held back follow as one block, unless an option that cannot
+  // stand in the same rule stayed behind before them.
+  if (!source.items.empty() && matchKind(source.items.front()) == _IptMatches::Match::kKind) {
+    destination.items.splice(destination.items.end(), source.items);
+    destination.elementCount += std::exchange(source.elementCount, 0);
+  }
+  return count;
+}
+
+}  // namespace tavrix
