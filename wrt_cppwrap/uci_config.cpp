@@ -1,0 +1,72 @@
+// Loading of the configuration store; uci_config.h says how it is read.
+#include "wrt_cppwrap/uci_config.h"
+
+#include <libubus.h>
+
+#include <string>
+
+#include "wrt_cppwrap/blob_msg_parser.h"
+
+namespace tavrix {
+
+using wrt_cppwrap::BlobMsg;
+using wrt_cppwrap::BlobMsgParser;
+using wrt_cppwrap::Ubus;
+
+namespace {
+
+// What the bus library hands to the reply handler.
+struct ReplyContext {
+  UciConfig* store;
+};
+
+constexpr int kNoTimeLimit = 0;
+constexpr int kNoDescriptor = -1;
+
+}  // namespace
+
+UciConfig::UciConfig(std::string_view package) {
+  std::uint32_t object = 0;
+  Ubus::checkStatus(ubus_lookup_id(ubus.context(), "uci", &object));
+  BlobMsg request;
+  request.addString("config", std::string(package));
+  ReplyContext context{this};
+  Ubus::checkStatus(ubus_invoke_fd(ubus.context(), object, "get", request.head(), &UciReplyHandler,
+                                   &context, kNoTimeLimit, kNoDescriptor));
+}
+
+// Runs inside ubus_invoke_fd, once per reply. An exception must not pass through the library's C
+// frames, so it ends the process here.
+void UciConfig::UciReplyHandler(ubus_request* request, int /*type*/, blob_attr* message) noexcept {
+  static_cast<ReplyContext*>(request->priv)->store->readReply(message);
+}
+
+void UciConfig::readReply(blob_attr* message) {
+  // Adding to the storage may move it, and the views of an earlier reply with it.
+  clear();
+  storage.addBlob(BlobMsgParser(message).find("values"));
+  const BlobMsgParser sections(
+      BlobMsgParser(storage.head()).find("values", wrt_cppwrap::kBlobTable));
+  for (blob_attr* section : sections.elements()) readSection(section);
+}
+
+void UciConfig::readSection(blob_attr* section) {
+  const BlobMsgParser members(section, wrt_cppwrap::kBlobTable);
+  const char* const name = members.getString(members.find(".name", wrt_cppwrap::kBlobString));
+  // A second section of the same name adds to the first.
+  Section& options = try_emplace(name).first->second;
+  for (blob_attr* member : members.elements()) {
+    const std::string_view option = BlobMsgParser::nameOf(member);
+    if (blob_id(member) == wrt_cppwrap::kBlobString) {
+      options.try_emplace(option).first->second.emplace_back(BlobMsgParser::getString(member));
+    } else if (blob_id(member) == wrt_cppwrap::kBlobArray) {
+      const BlobMsgParser items(member);
+      for (blob_attr* item : items.elements()) {
+        const char* const value = BlobMsgParser::getString(item);
+        options.try_emplace(option).first->second.emplace_back(value);
+      }
+    }
+  }
+}
+
+}  // namespace tavrix

@@ -1,0 +1,65 @@
+// The UCI package with the program's settings, read once over the bus and then only looked up: a
+// section by name, in it an option by name. What is missing reads as empty.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "wrt_cppwrap/blob_msg.h"
+#include "wrt_cppwrap/ubus.h"
+#include "wrt_cppwrap/uloop.h"
+
+struct ubus_request;
+
+namespace tavrix {
+
+// The types and the empty defaults of UciConfig. A base class, since UciConfig derives from one of
+// these types.
+class UciConfigTypes {
+ public:
+  // A map whose lookup gives the object Default, which must outlive it, for a missing key.
+  template <const auto& Default, class Key, class Value, class Compare>
+  class MapConstAccess : public std::map<Key, Value, Compare> {
+   public:
+    const Value& operator[](const Key& key) const {
+      const auto found = this->find(key);
+      return found == this->end() ? Default : found->second;
+    }
+  };
+
+  static const std::vector<std::string_view> defaultVec;
+  // Option name to values; an option that is no list has one.
+  using Section =
+      MapConstAccess<defaultVec, std::string_view, std::vector<std::string_view>, std::less<void>>;
+  static const Section defaultMap;
+};
+
+// Section name to section. Every name and value is a view of the store's own copy of the reply and
+// valid as long as the store.
+class UciConfig
+    : public UciConfigTypes,
+      public UciConfigTypes::MapConstAccess<UciConfigTypes::defaultMap, std::string_view,
+                                            UciConfigTypes::Section, std::less<void>> {
+ public:
+  // Reads the package through the global bus connection. Throws std::runtime_error when the bus
+  // refuses the call; a reply of another shape ends the process, since it is read inside a callback
+  // of the bus library.
+  explicit UciConfig(std::string_view package);
+
+ private:
+  static void UciReplyHandler(ubus_request* request, int type, blob_attr* message) noexcept;
+  void readReply(blob_attr* message);
+  void readSection(blob_attr* section);
+
+  wrt_cppwrap::BlobMsg storage;
+};
+
+// The objects that exist before main, constructed in this order and after the defaults above, and
+// destroyed in reverse. Defined by the program; a test that needs them brings its own.
+extern wrt_cppwrap::Uloop uloop;
+extern wrt_cppwrap::Ubus ubus;
+extern UciConfig params;  // package "firewall_cpp"
+
+}  // namespace tavrix

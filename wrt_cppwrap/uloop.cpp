@@ -1,0 +1,26 @@
+#include "wrt_cppwrap/uloop.h"
+
+#include <libubox/uloop.h>
+
+#include <stdexcept>
+
+namespace wrt_cppwrap {
+
+bool Uloop::isInit = false;
+
+Uloop::Uloop(bool handleSigchld) {
+  if (isInit) throw std::logic_error("Uloop: Uloop instance existed.");
+#ifdef HAVE_ULOOP_SUPPORT_PARAMTIMER
+  uloop_support_paramtimer = true;
+#endif
+  uloop_handle_sigchld = handleSigchld;
+  if (uloop_init() != 0) throw std::runtime_error("Uloop: Failed to init.");
+  isInit = true;
+}
+
+Uloop::~Uloop() {
+  isInit = false;
+  uloop_done();
+}
+
+}  // namespace wrt_cppwrap
