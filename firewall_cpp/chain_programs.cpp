@@ -1,0 +1,30 @@
+#include "firewall_cpp/chain_programs.h"
+
+#include <utility>
+
+#include "firewall_cpp/kovsel/kovsel.h"
+#include "firewall_cpp/nfnlq/nfnlq.h"
+
+namespace tavrix {
+
+// Access control first: its marks are there when the queue decision is made.
+IptProg manglePreroutingProgram() {
+  IptProg accessControl = kovsel::mangleProgram();
+  IptProg queue = nfnlq::queueProgram();
+  return sequence(std::move(accessControl), std::move(queue));
+}
+
+IptProg mangleOutputProgram() {
+  return nfnlq::queueProgram();
+}
+IptProg natPreroutingProgram() {
+  return kovsel::natPreroutingProgram();
+}
+IptProg filterInputProgram() {
+  return kovsel::filterInputProgram();
+}
+IptProg filterForwardProgram() {
+  return kovsel::filterForwardProgram();
+}
+
+}  // namespace tavrix

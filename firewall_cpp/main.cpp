@@ -1,0 +1,61 @@
+// The schedule of a run: one pass per tool and table, in this order. A pass that fails ends the
+// run; the tables of the passes before it stay as they were committed.
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "firewall_cpp/chain_programs.h"
+#include "firewall_cpp/xtables_lock.h"
+#include "ipt_compiler/ipt_compiler.h"
+
+namespace tavrix {
+namespace {
+
+struct HookPlan {
+  std::string_view chain;
+  std::uint32_t position;
+  IptProg (*makeProgram)();
+
+  ChainHook make() const { return {chain, position, false, makeProgram()}; }
+};
+
+// The hooks of one table, the same for both address families. In mangle the generated jumps come
+// after every saved rule, in nat and filter before.
+constexpr HookPlan kMangleHooks[] = {
+    {"PREROUTING", kHookAtEnd, manglePreroutingProgram},
+    {"OUTPUT", kHookAtEnd, mangleOutputProgram},
+};
+constexpr HookPlan kNatHooks[] = {
+    {"PREROUTING", 0, natPreroutingProgram},
+};
+constexpr HookPlan kFilterHooks[] = {
+    {"INPUT", 0, filterInputProgram},
+    {"FORWARD", 0, filterForwardProgram},
+};
+
+struct Pass {
+  std::string_view tool;
+  std::string_view table;
+  std::span<const HookPlan> hooks;
+};
+
+constexpr Pass kPasses[] = {
+    {"iptables", "mangle", kMangleHooks}, {"iptables", "nat", kNatHooks},
+    {"iptables", "filter", kFilterHooks}, {"ip6tables", "mangle", kMangleHooks},
+    {"ip6tables", "nat", kNatHooks},      {"ip6tables", "filter", kFilterHooks},
+};
+
+}  // namespace
+}  // namespace tavrix
+
+int main() {
+  const tavrix::XtablesLock lock;
+  for (const tavrix::Pass& pass : tavrix::kPasses) {
+    tavrix::IptCompiler compiler(lock, pass.tool, pass.table);
+    std::vector<tavrix::ChainHook> hooks;
+    for (const tavrix::HookPlan& plan : pass.hooks) hooks.push_back(plan.make());
+    compiler.commit(std::move(hooks));
+  }
+}

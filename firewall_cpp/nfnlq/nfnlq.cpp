@@ -1,0 +1,62 @@
+// IF the queue is configured THEN the statements of "pre_targets", IF "matches" THEN queue FI FI.
+#include "firewall_cpp/nfnlq/nfnlq.h"
+
+#include <string>
+#include <utility>
+
+#include "wrt_cppwrap/uci_config.h"
+
+namespace tavrix::nfnlq {
+namespace {
+
+constexpr const char* kFile = "firewall_cpp/nfnlq/nfnlq";
+constexpr int kQueueTargetLine = 30;
+
+const UciConfig::Section& section() {
+  return params["nfnlq"];
+}
+
+bool isQueueConfigured() {
+  return !section()["queue_first"].empty() && !section()["queue_last"].empty();
+}
+
+IptProg preStatements() {
+  const IptTokens& tokens = section()["pre_targets"];
+  IptProg statements = makeEmptyProg();
+  for (auto position = tokens.begin(); position != tokens.end();) {
+    IptProg statement = parseSerializedTargets(position, tokens.end());
+    statements = sequence(std::move(statements), std::move(statement));
+  }
+  return statements;
+}
+
+IptCond queueCondition() {
+  const IptTokens& tokens = section()["matches"];
+  auto position = tokens.begin();
+  return parseSerializedMatches(position, tokens.end());
+}
+
+// Queues are compared as text, as they stand in the configuration: the restore tool judges them.
+IptProg queueTarget() {
+  if (!isQueueConfigured()) return makeEmptyProg();
+  const std::string first(section()["queue_first"].front());
+  const std::string last(section()["queue_last"].front());
+  const std::string queues =
+      first == last ? " --queue-num " + first : " --queue-balance " + first + ":" + last;
+  // Without an inspector at the queue, packets pass.
+  return makeTarget("-j NFQUEUE --queue-bypass" + queues, kFile, kQueueTargetLine);
+}
+
+}  // namespace
+
+IptProg queueProgram() {
+  IptIfBlock whenConfigured = openIf(makeConstCond(isQueueConfigured()));
+  IptProg statements = preStatements();
+  IptIfBlock whenSelected = openIf(queueCondition());
+  IptProg target = queueTarget();
+  whenSelected = appendThen(std::move(whenSelected), std::move(target));
+  IptProg body = sequence(std::move(statements), std::move(whenSelected));
+  return closeFi(appendThen(std::move(whenConfigured), std::move(body)));
+}
+
+}  // namespace tavrix::nfnlq
