@@ -1,0 +1,295 @@
+// The predicates, each a walk over a view.
+#include "testbed/file_tables/argument_shapes.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <string>
+#include <tuple>
+#include <utility>
+
+namespace file_tables {
+namespace {
+
+constexpr std::array<std::pair<std::string_view, std::uint16_t>, 20> kServices{
+    {{"ftp", 21},     {"ssh", 22},     {"telnet", 23}, {"smtp", 25},   {"domain", 53},
+     {"bootps", 67},  {"bootpc", 68},  {"tftp", 69},   {"http", 80},   {"pop3", 110},
+     {"sunrpc", 111}, {"ntp", 123},    {"imap2", 143}, {"snmp", 161},  {"https", 443},
+     {"isakmp", 500}, {"syslog", 514}, {"imaps", 993}, {"pop3s", 995}, {"openvpn", 1194}}};
+
+constexpr std::array<std::pair<std::string_view, int>, 16> kProtocols{{{"all", 0},
+                                                                       {"icmp", 1},
+                                                                       {"igmp", 2},
+                                                                       {"tcp", 6},
+                                                                       {"udp", 17},
+                                                                       {"ipv6", 41},
+                                                                       {"gre", 47},
+                                                                       {"esp", 50},
+                                                                       {"ah", 51},
+                                                                       {"icmpv6", 58},
+                                                                       {"ospf", 89},
+                                                                       {"sctp", 132},
+                                                                       {"ipcomp", 108},
+                                                                       {"ipv6-icmp", 58},
+                                                                       {"udplite", 136},
+                                                                       {"dccp", 33}}};
+
+bool isDigit(char character) {
+  return character >= '0' && character <= '9';
+}
+bool isHexDigit(char character) {
+  return std::isxdigit(static_cast<unsigned char>(character)) != 0;
+}
+
+// Cuts the text at the first separator. The second part is absent when there is none.
+std::pair<std::string_view, std::optional<std::string_view>> cut(std::string_view text,
+                                                                 char separator) {
+  const std::size_t position = text.find(separator);
+  if (position == std::string_view::npos) {
+    return {text, std::nullopt};
+  }
+  return {text.substr(0, position), text.substr(position + 1)};
+}
+
+// True when every piece between commas passes; empty pieces are handed over too.
+template <typename Predicate>
+bool everyPiece(std::string_view text, Predicate passes, std::size_t most) {
+  std::size_t count = 0;
+  std::optional<std::string_view> rest = text;
+  while (rest) {
+    std::string_view piece;
+    std::tie(piece, rest) = cut(*rest, ',');
+    if (!passes(piece) || ++count > most) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool isIpv4Address(std::string_view text) {
+  // inet_aton takes "10.0" and hexadecimal parts as the real tools do, but also trailing text.
+  const bool plain = std::all_of(text.begin(), text.end(), [](char character) {
+    return isHexDigit(character) || character == '.' || character == 'x' || character == 'X';
+  });
+  in_addr address{};
+  return plain && !text.empty() && inet_aton(std::string(text).c_str(), &address) != 0;
+}
+
+bool isIpv6Address(std::string_view text) {
+  in6_addr address{};
+  return inet_pton(AF_INET6, std::string(text).c_str(), &address) == 1;
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> parseNumber(std::string_view text, std::uint64_t minimum,
+                                         std::uint64_t maximum) {
+  int base = 10;
+  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+    base = 16;
+    text.remove_prefix(2);
+  } else if (text.size() > 1 && text[0] == '0') {
+    base = 8;
+  }
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+  if (error != std::errc() || end != text.data() + text.size() || value < minimum ||
+      value > maximum) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+std::optional<std::uint16_t> parsePort(std::string_view text) {
+  if (const auto number = parseNumber(text, 0, 65535)) {
+    return static_cast<std::uint16_t>(*number);
+  }
+  for (const auto& [name, port] : kServices) {
+    if (name == text) {
+      return port;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<int> parseProtocol(std::string_view text) {
+  if (const auto number = parseNumber(text, 0, 255)) {
+    return static_cast<int>(*number);
+  }
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char character) {
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  });
+  for (const auto& [name, number] : kProtocols) {
+    if (name == lower) {
+      return number;
+    }
+  }
+  return std::nullopt;
+}
+
+bool isText(std::string_view text, const ShapeLimits& limits, Family) {
+  return text.size() >= limits.minimum && text.size() <= limits.maximum;
+}
+
+bool isNumber(std::string_view text, const ShapeLimits& limits, Family) {
+  return parseNumber(text, limits.minimum, limits.maximum).has_value();
+}
+
+bool isNumberRange(std::string_view text, const ShapeLimits& limits, Family) {
+  const auto [first, second] = cut(text, ':');
+  // An open end ("3:" or ":3") means the smallest or largest value.
+  const auto low =
+      second && first.empty() ? limits.minimum : parseNumber(first, limits.minimum, limits.maximum);
+  const auto high = second && !second->empty()
+                        ? parseNumber(*second, limits.minimum, limits.maximum)
+                        : std::optional(limits.maximum);
+  return low && high && *low <= *high;
+}
+
+bool isNumberSlashNumber(std::string_view text, const ShapeLimits& limits, Family) {
+  const auto [value, mask] = cut(text, '/');
+  return parseNumber(value, limits.minimum, limits.maximum) &&
+         (!mask || parseNumber(*mask, limits.minimum, limits.maximum));
+}
+
+bool isIncreasingPair(std::string_view text, const ShapeLimits& limits, Family) {
+  const auto [first, second] = cut(text, ':');
+  const auto low = parseNumber(first, limits.minimum, limits.maximum);
+  const auto high = second ? parseNumber(*second, limits.minimum, limits.maximum) : std::nullopt;
+  return low && high && *low < *high;
+}
+
+bool isPortRange(std::string_view text, const ShapeLimits&, Family) {
+  const auto [first, second] = cut(text, ':');
+  const auto low = second && first.empty() ? std::uint16_t{0} : parsePort(first);
+  const auto high =
+      second && !second->empty() ? parsePort(*second) : std::optional<std::uint16_t>(65535);
+  return low && high && *low <= *high;
+}
+
+bool isPortList(std::string_view text, const ShapeLimits&, Family) {
+  constexpr std::size_t kSlots = 15;
+  std::size_t slots = 0;  // a range takes two
+  return everyPiece(
+             text,
+             [&](std::string_view piece) {
+               const auto [first, second] = cut(piece, ':');
+               slots += second ? 2U : 1U;
+               const auto low = parsePort(first);
+               const auto high = second ? parsePort(*second) : low;
+               return low && high && (!second || *low < *high);
+             },
+             kSlots) &&
+         slots <= kSlots;
+}
+
+bool isDashPortRange(std::string_view text, const ShapeLimits&, Family) {
+  const auto [first, second] = cut(text, '-');
+  const auto low = parsePort(first);
+  const auto high = second ? parsePort(*second) : low;
+  return low && high && *low <= *high;
+}
+
+bool isMacAddress(std::string_view text, const ShapeLimits&, Family) {
+  std::size_t parts = 0;
+  std::optional<std::string_view> rest = text;
+  while (rest) {
+    std::string_view part;
+    std::tie(part, rest) = cut(*rest, ':');
+    const bool isByte =
+        !part.empty() && part.size() <= 2 && std::all_of(part.begin(), part.end(), isHexDigit);
+    if (!isByte || ++parts > 6) {
+      return false;
+    }
+  }
+  return parts == 6;
+}
+
+bool isWord(std::string_view text, const ShapeLimits& limits, Family) {
+  return std::find(limits.words.begin(), limits.words.end(), text) != limits.words.end();
+}
+
+bool isWordList(std::string_view text, const ShapeLimits& limits, Family family) {
+  return everyPiece(
+      text, [&](std::string_view piece) { return isWord(piece, limits, family); }, text.size() + 1);
+}
+
+bool isSetDirections(std::string_view text, const ShapeLimits&, Family) {
+  constexpr std::size_t kMostDimensions = 6;
+  return everyPiece(
+      text, [](std::string_view piece) { return piece == "src" || piece == "dst"; },
+      kMostDimensions);
+}
+
+bool isRate(std::string_view text, const ShapeLimits&, Family) {
+  constexpr std::array<std::string_view, 4> kUnits{"second", "minute", "hour", "day"};
+  const auto [number, unit] = cut(text, '/');
+  const bool unitFits =
+      !unit || (!unit->empty() && std::any_of(kUnits.begin(), kUnits.end(), [&](auto known) {
+        return known.starts_with(*unit);
+      }));
+  return unitFits && parseNumber(number, 1, 10000).has_value();
+}
+
+bool isInterfaceName(std::string_view text, const ShapeLimits&, Family) {
+  constexpr std::size_t kLongest = 15;
+  return !text.empty() && text.size() <= kLongest;
+}
+
+bool isProbability(std::string_view text, const ShapeLimits&, Family) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size() && value >= 0 && value <= 1;
+}
+
+bool isAddress(std::string_view text, const ShapeLimits&, Family family) {
+  return family == Family::Ipv4 ? isIpv4Address(text) : isIpv6Address(text);
+}
+
+bool isAddressWithMask(std::string_view text, const ShapeLimits& limits, Family family) {
+  const auto [address, mask] = cut(text, '/');
+  const std::uint64_t longest = family == Family::Ipv4 ? 32 : 128;
+  return isAddress(address, limits, family) &&
+         (!mask || parseNumber(*mask, 0, longest) ||
+          // A mask that is one number is a length; only the long form is an address.
+          (!std::all_of(mask->begin(), mask->end(), isDigit) && isAddress(*mask, limits, family)));
+}
+
+bool isAddressRange(std::string_view text, const ShapeLimits& limits, Family family) {
+  const auto [first, second] = cut(text, '-');
+  return isAddress(first, limits, family) && (!second || isAddress(*second, limits, family));
+}
+
+bool isNatDestination(std::string_view text, const ShapeLimits& limits, Family family) {
+  // IPv6 addresses stand in brackets when a port follows.
+  std::string_view addresses = text;
+  std::optional<std::string_view> ports;
+  if (family == Family::Ipv4) {
+    std::tie(addresses, ports) = cut(text, ':');
+  } else if (text.starts_with('[')) {
+    const std::size_t end = text.find(']');
+    if (end == std::string_view::npos) {
+      return false;
+    }
+    addresses = text.substr(1, end - 1);
+    const std::string_view after = text.substr(end + 1);
+    if (!after.empty() && after[0] != ':') {
+      return false;
+    }
+    ports = after.empty() ? std::nullopt : std::optional(after.substr(1));
+  }
+  return (addresses.empty() ? ports.has_value() : isAddressRange(addresses, limits, family)) &&
+         (!ports || isDashPortRange(*ports, limits, family));
+}
+
+bool isIcmpType(std::string_view text, const ShapeLimits& limits, Family family) {
+  const auto [type, code] = cut(text, '/');
+  return isWord(text, limits, family) ||
+         (parseNumber(type, 0, 255) && (!code || parseNumber(*code, 0, 255)));
+}
+
+}  // namespace file_tables

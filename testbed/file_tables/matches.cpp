@@ -1,0 +1,301 @@
+// The matches: the standard ones that a router's rules use, and the platform's own five.
+#include <algorithm>
+#include <array>
+
+#include "testbed/file_tables/option_specs.h"
+
+namespace file_tables {
+namespace {
+
+using Words = std::string_view;
+
+// --- tcp, udp, icmp, multiport
+
+constexpr std::array kPortOptions{
+    shapedOption("source-port", isPortRange).mayBeNegated(),
+    shapedOption("sport", isPortRange).mayBeNegated().aliasOf("source-port"),
+    shapedOption("destination-port", isPortRange).mayBeNegated(),
+    shapedOption("dport", isPortRange).mayBeNegated().aliasOf("destination-port"),
+};
+constexpr std::array<Words, 8> kTcpFlags{"SYN", "ACK", "FIN", "RST", "URG", "PSH", "ALL", "NONE"};
+bool isTcpFlagList(std::string_view text, const ShapeLimits&, Family family) {
+  return isWordList(text, {0, 0, kTcpFlags}, family);
+}
+constexpr std::array kTcpOptions{
+    kPortOptions[0],
+    kPortOptions[1],
+    kPortOptions[2],
+    kPortOptions[3],
+    shapedOption("tcp-flags", isTcpFlagList).followedBy(isTcpFlagList).mayBeNegated().oneOfGroup(1),
+    flagOption("syn").mayBeNegated().oneOfGroup(1),
+    numberOption("tcp-option", 1, kMaximum8).mayBeNegated(),
+};
+constexpr std::array<Words, 20> kIcmpTypes{"any",
+                                           "echo-reply",
+                                           "pong",
+                                           "destination-unreachable",
+                                           "network-unreachable",
+                                           "host-unreachable",
+                                           "protocol-unreachable",
+                                           "port-unreachable",
+                                           "fragmentation-needed",
+                                           "source-quench",
+                                           "redirect",
+                                           "echo-request",
+                                           "ping",
+                                           "router-advertisement",
+                                           "router-solicitation",
+                                           "time-exceeded",
+                                           "ttl-zero-during-transit",
+                                           "parameter-problem",
+                                           "timestamp-request",
+                                           "timestamp-reply"};
+constexpr std::array<Words, 18> kIcmpV6Types{"destination-unreachable",
+                                             "no-route",
+                                             "communication-prohibited",
+                                             "address-unreachable",
+                                             "port-unreachable",
+                                             "packet-too-big",
+                                             "time-exceeded",
+                                             "ttl-exceeded",
+                                             "parameter-problem",
+                                             "bad-header",
+                                             "unknown-header-type",
+                                             "echo-request",
+                                             "echo-reply",
+                                             "router-solicitation",
+                                             "router-advertisement",
+                                             "neighbour-solicitation",
+                                             "neighbour-advertisement",
+                                             "redirect"};
+constexpr std::array kIcmpOptions{OptionSpec{
+    .name = "icmp-type", .shape = isIcmpType, .limits = {0, 0, kIcmpTypes}, .negatable = true}};
+constexpr std::array kIcmpV6Options{OptionSpec{.name = "icmpv6-type",
+                                               .shape = isIcmpType,
+                                               .limits = {0, 0, kIcmpV6Types},
+                                               .negatable = true,
+                                               .required = true}};
+constexpr std::array kMultiportOptions{
+    shapedOption("source-ports", isPortList).mayBeNegated().oneOfGroup(1),
+    shapedOption("sports", isPortList).mayBeNegated().oneOfGroup(1).aliasOf("source-ports"),
+    shapedOption("destination-ports", isPortList).mayBeNegated().oneOfGroup(1),
+    shapedOption("dports", isPortList).mayBeNegated().oneOfGroup(1).aliasOf("destination-ports"),
+    shapedOption("ports", isPortList).mayBeNegated().oneOfGroup(1),
+};
+constexpr std::array<int, 1> kOnlyTcp{kTcp};
+constexpr std::array<int, 1> kOnlyUdp{kUdp};
+constexpr std::array<int, 1> kOnlyIcmp{kIcmp};
+constexpr std::array<int, 1> kOnlyIcmpV6{kIcmpV6};
+constexpr std::array<int, 5> kWithPorts{kTcp, kUdp, kUdpLite, kSctp, kDccp};
+
+const char* multiportObjection(const Rule& rule, const ExtensionUse&) {
+  return std::find(kWithPorts.begin(), kWithPorts.end(), rule.protocol) == kWithPorts.end()
+             ? "multiport needs `-p tcp', `-p udp', `-p udplite', `-p sctp' or `-p dccp'"
+             : nullptr;
+}
+
+// --- what a packet or a connection carries
+
+constexpr std::array kCommentOptions{textOption("comment", 0, 255).mustBeGiven()};
+constexpr std::array kMarkOptions{markOption("mark").mayBeNegated().mustBeGiven()};
+constexpr std::array kMacOptions{
+    shapedOption("mac-source", isMacAddress).mayBeNegated().mustBeGiven()};
+constexpr std::array kSetOptions{
+    setOption("match-set").mayBeNegated().mustBeGiven(),
+    flagOption("return-nomatch"),
+    flagOption("update-counters").mayBeNegated(),
+    flagOption("update-subcounters").mayBeNegated(),
+    numberOption("packets-eq", 0, kMaximum64).mayBeNegated().oneOfGroup(1),
+    numberOption("packets-lt", 0, kMaximum64).oneOfGroup(1),
+    numberOption("packets-gt", 0, kMaximum64).oneOfGroup(1),
+    numberOption("bytes-eq", 0, kMaximum64).mayBeNegated().oneOfGroup(2),
+    numberOption("bytes-lt", 0, kMaximum64).oneOfGroup(2),
+    numberOption("bytes-gt", 0, kMaximum64).oneOfGroup(2),
+};
+constexpr std::array<Words, 3> kConnbytesDirections{"original", "reply", "both"};
+constexpr std::array<Words, 3> kConnbytesModes{"packets", "bytes", "avgpkt"};
+constexpr std::array kConnbytesOptions{
+    rangeOption("connbytes", kMaximum64).mayBeNegated().mustBeGiven(),
+    wordOption("connbytes-dir", kConnbytesDirections).mustBeGiven(),
+    wordOption("connbytes-mode", kConnbytesModes).mustBeGiven(),
+};
+constexpr std::array<Words, 7> kConnectionStates{"INVALID",   "NEW",  "ESTABLISHED", "RELATED",
+                                                 "UNTRACKED", "SNAT", "DNAT"};
+constexpr std::array<Words, 5> kConnectionStatuses{"NONE", "EXPECTED", "SEEN_REPLY", "ASSURED",
+                                                   "CONFIRMED"};
+constexpr std::array<Words, 2> kConnectionDirections{"ORIGINAL", "REPLY"};
+bool isProtocolName(std::string_view text, const ShapeLimits&, Family) {
+  return parseProtocol(text).has_value();
+}
+constexpr std::array kConntrackOptions{
+    wordListOption("ctstate", kConnectionStates).mayBeNegated(),
+    shapedOption("ctproto", isProtocolName).mayBeNegated(),
+    shapedOption("ctorigsrc", isAddressWithMask).mayBeNegated(),
+    shapedOption("ctorigdst", isAddressWithMask).mayBeNegated(),
+    shapedOption("ctreplsrc", isAddressWithMask).mayBeNegated(),
+    shapedOption("ctrepldst", isAddressWithMask).mayBeNegated(),
+    shapedOption("ctorigsrcport", isPortRange).mayBeNegated(),
+    shapedOption("ctorigdstport", isPortRange).mayBeNegated(),
+    shapedOption("ctreplsrcport", isPortRange).mayBeNegated(),
+    shapedOption("ctrepldstport", isPortRange).mayBeNegated(),
+    wordListOption("ctstatus", kConnectionStatuses).mayBeNegated(),
+    rangeOption("ctexpire", kMaximum32).mayBeNegated(),
+    wordOption("ctdir", kConnectionDirections),
+};
+constexpr std::array<Words, 5> kStates{"INVALID", "NEW", "ESTABLISHED", "RELATED", "UNTRACKED"};
+constexpr std::array kStateOptions{wordListOption("state", kStates).mayBeNegated().mustBeGiven()};
+constexpr std::array kHelperOptions{textOption("helper", 1, 29).mayBeNegated().mustBeGiven()};
+
+// --- addresses, interfaces and the rest
+
+constexpr std::array<Words, 12> kAddressTypes{"UNSPEC",   "UNICAST",   "LOCAL",     "BROADCAST",
+                                              "ANYCAST",  "MULTICAST", "BLACKHOLE", "UNREACHABLE",
+                                              "PROHIBIT", "THROW",     "NAT",       "XRESOLVE"};
+constexpr std::array kAddrtypeOptions{
+    wordListOption("src-type", kAddressTypes).mayBeNegated(),
+    wordListOption("dst-type", kAddressTypes).mayBeNegated(),
+    flagOption("limit-iface-in").oneOfGroup(1),
+    flagOption("limit-iface-out").oneOfGroup(1),
+};
+const char* addrtypeObjection(const Rule&, const ExtensionUse& use) {
+  return use.find("src-type") == nullptr && use.find("dst-type") == nullptr
+             ? "addrtype: you must specify --src-type or --dst-type"
+             : nullptr;
+}
+constexpr std::array kIprangeOptions{
+    shapedOption("src-range", isAddressRange).mayBeNegated(),
+    shapedOption("dst-range", isAddressRange).mayBeNegated(),
+};
+constexpr std::array kPhysdevOptions{
+    shapedOption("physdev-in", isInterfaceName).mayBeNegated(),
+    shapedOption("physdev-out", isInterfaceName).mayBeNegated(),
+    flagOption("physdev-is-in").mayBeNegated(),
+    flagOption("physdev-is-out").mayBeNegated(),
+    flagOption("physdev-is-bridged").mayBeNegated(),
+};
+constexpr std::array<Words, 4> kPacketTypes{"unicast", "broadcast", "multicast", "host"};
+constexpr std::array kPkttypeOptions{
+    wordOption("pkt-type", kPacketTypes).mayBeNegated().mustBeGiven()};
+constexpr std::array kLimitOptions{shapedOption("limit", isRate),
+                                   numberOption("limit-burst", 0, 10000)};
+constexpr std::array kLengthOptions{rangeOption("length", kMaximum16).mayBeNegated().mustBeGiven()};
+constexpr std::array kDscpOptions{
+    numberOption("dscp", 0, 63).mayBeNegated().oneOfGroup(1),
+    textOption("dscp-class", 2, 4).mayBeNegated().oneOfGroup(1),
+};
+constexpr std::array kOwnerOptions{
+    rangeOption("uid-owner", kMaximum32).mayBeNegated(),
+    rangeOption("gid-owner", kMaximum32).mayBeNegated(),
+    flagOption("socket-exists").mayBeNegated(),
+};
+constexpr std::array<Words, 2> kStatisticModes{"random", "nth"};
+constexpr std::array kStatisticOptions{
+    wordOption("mode", kStatisticModes).mustBeGiven(),
+    shapedOption("probability", isProbability).mayBeNegated(),
+    numberOption("every", 1, kMaximum32).mayBeNegated(),
+    numberOption("packet", 0, kMaximum32),
+};
+
+// --- the platform's own
+
+constexpr std::uint64_t kLongestName = 127;
+constexpr std::array kConnlabelOptions{
+    textOption("label", 1, kLongestName).mayBeNegated().mustBeGiven(),
+    markOption("mark"),
+    flagOption("set"),
+};
+constexpr std::array kConnstatOptions{
+    flagOption("set").mustBeGiven(),
+    textOption("stat-node", 1, kLongestName).mustBeGiven(),
+};
+constexpr std::array kConndurvanOptions{
+    flagOption("mark").oneOfGroup(1),
+    textOption("class", 1, kLongestName).oneOfGroup(1),
+    textOption("subclass", 1, kLongestName).oneOfGroup(1),
+    flagOption("invert"),
+};
+const char* conndurvanObjection(const Rule&, const ExtensionUse& use) {
+  return use.find("mark") != nullptr && use.find("invert") != nullptr
+             ? "tavrix-conndurvan: option \"--invert\" cannot be used together with \"--mark\"."
+             : nullptr;
+}
+constexpr std::array kXtcounterOptions{textOption("inc", 1, kLongestName).mustBeGiven()};
+constexpr std::array kXthostsetOptions{textOption("set-name", 1, kLongestName).mustBeGiven()};
+
+constexpr std::array kMatches{
+    ExtensionSpec{.name = "tcp", .options = kTcpOptions, .protocols = kOnlyTcp},
+    ExtensionSpec{.name = "udp", .options = kPortOptions, .protocols = kOnlyUdp},
+    ExtensionSpec{.name = "icmp", .options = kIcmpOptions, .ipv6 = false, .protocols = kOnlyIcmp},
+    ExtensionSpec{
+        .name = "icmp6", .options = kIcmpV6Options, .ipv4 = false, .protocols = kOnlyIcmpV6},
+    ExtensionSpec{.name = "multiport",
+                  .options = kMultiportOptions,
+                  .needsAnOption = "multiport expection an option",
+                  .protocols = kWithPorts,
+                  .toolObjection = multiportObjection},
+    ExtensionSpec{.name = "comment", .options = kCommentOptions},
+    ExtensionSpec{.name = "mark", .options = kMarkOptions},
+    ExtensionSpec{.name = "connmark", .options = kMarkOptions},
+    ExtensionSpec{.name = "mac", .options = kMacOptions, .hooks = kPrerouting | kInput | kForward},
+    ExtensionSpec{.name = "set", .options = kSetOptions},
+    ExtensionSpec{.name = "connbytes", .options = kConnbytesOptions},
+    ExtensionSpec{.name = "conntrack",
+                  .options = kConntrackOptions,
+                  .needsAnOption = "conntrack: At least one option is required"},
+    ExtensionSpec{.name = "state", .options = kStateOptions},
+    ExtensionSpec{.name = "helper", .options = kHelperOptions},
+    ExtensionSpec{
+        .name = "addrtype", .options = kAddrtypeOptions, .toolObjection = addrtypeObjection},
+    ExtensionSpec{
+        .name = "iprange",
+        .options = kIprangeOptions,
+        .needsAnOption = "iprange match: You must specify `--src-range' or `--dst-range'"},
+    ExtensionSpec{.name = "physdev",
+                  .options = kPhysdevOptions,
+                  .needsAnOption = "PHYSDEV: no physdev option specified"},
+    ExtensionSpec{.name = "pkttype", .options = kPkttypeOptions},
+    ExtensionSpec{.name = "limit", .options = kLimitOptions},
+    ExtensionSpec{.name = "length", .options = kLengthOptions},
+    ExtensionSpec{.name = "dscp",
+                  .options = kDscpOptions,
+                  .needsAnOption = "DSCP match: Parameter --dscp is required"},
+    ExtensionSpec{.name = "owner",
+                  .options = kOwnerOptions,
+                  .needsAnOption = "owner: At least one of --uid-owner, --gid-owner or "
+                                   "--socket-exists is required",
+                  .hooks = kOutput | kPostrouting},
+    ExtensionSpec{.name = "statistic", .options = kStatisticOptions},
+    ExtensionSpec{.name = "tavrix-connlabel", .options = kConnlabelOptions},
+    ExtensionSpec{.name = "tavrix-connstat", .options = kConnstatOptions},
+    ExtensionSpec{
+        .name = "tavrix-conndurvan",
+        .options = kConndurvanOptions,
+        .needsAnOption = "tavrix-conndurvan: one of --mark, --class or --subclass is required",
+        .toolObjection = conndurvanObjection},
+    ExtensionSpec{.name = "tavrix-xtcounter", .options = kXtcounterOptions},
+    ExtensionSpec{.name = "tavrix-xthostset", .options = kXthostsetOptions},
+};
+
+}  // namespace
+
+const ExtensionSpec* findMatch(std::string_view name, Family family) {
+  for (const ExtensionSpec& match : kMatches) {
+    if (match.name == name && match.supports(family)) {
+      return &match;
+    }
+  }
+  return nullptr;
+}
+
+const ExtensionSpec* findProtocolMatch(int protocol, Family family) {
+  for (const ExtensionSpec& match : kMatches) {
+    // Only the matches of exactly one protocol bear the protocol's name.
+    if (match.protocols.size() == 1 && match.protocols.front() == protocol &&
+        match.supports(family)) {
+      return &match;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace file_tables

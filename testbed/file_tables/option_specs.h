@@ -1,0 +1,70 @@
+// Short ways to write one line of an option table, shared by the tables of matches and targets.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <string_view>
+
+#include "testbed/file_tables/extensions.h"
+
+namespace file_tables {
+
+constexpr int kIcmp = 1;
+constexpr int kTcp = 6;
+constexpr int kUdp = 17;
+constexpr int kDccp = 33;
+constexpr int kIcmpV6 = 58;
+constexpr int kSctp = 132;
+constexpr int kUdpLite = 136;
+
+constexpr std::uint64_t kMaximum8 = std::numeric_limits<std::uint8_t>::max();
+constexpr std::uint64_t kMaximum16 = std::numeric_limits<std::uint16_t>::max();
+constexpr std::uint64_t kMaximum32 = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t kMaximum64 = std::numeric_limits<std::uint64_t>::max();
+
+constexpr OptionSpec flagOption(std::string_view name) {
+  return {.name = name};
+}
+
+constexpr OptionSpec shapedOption(std::string_view name, Shape shape) {
+  return {.name = name, .shape = shape};
+}
+
+// A text of `minimum` to `maximum` characters.
+constexpr OptionSpec textOption(std::string_view name, std::uint64_t minimum,
+                                std::uint64_t maximum) {
+  return {.name = name, .shape = isText, .limits = {minimum, maximum, {}}};
+}
+
+constexpr OptionSpec numberOption(std::string_view name, std::uint64_t minimum,
+                                  std::uint64_t maximum) {
+  return {.name = name, .shape = isNumber, .limits = {minimum, maximum, {}}};
+}
+
+// "3" or "3:7" within 0 to `maximum`.
+constexpr OptionSpec rangeOption(std::string_view name, std::uint64_t maximum) {
+  return {.name = name, .shape = isNumberRange, .limits = {0, maximum, {}}};
+}
+
+// "value" or "value/mask" of 32 bits.
+constexpr OptionSpec markOption(std::string_view name) {
+  return {.name = name, .shape = isNumberSlashNumber, .limits = {0, kMaximum32, {}}};
+}
+
+constexpr OptionSpec wordOption(std::string_view name, std::span<const std::string_view> words) {
+  return {.name = name, .shape = isWord, .limits = {0, 0, words}};
+}
+
+constexpr OptionSpec wordListOption(std::string_view name,
+                                    std::span<const std::string_view> words) {
+  return {.name = name, .shape = isWordList, .limits = {0, 0, words}};
+}
+
+// The name of an ipset, then which addresses of the packet to look at.
+constexpr OptionSpec setOption(std::string_view name) {
+  constexpr std::uint64_t kLongestSetName = 31;
+  return textOption(name, 1, kLongestSetName).followedBy(isSetDirections);
+}
+
+}  // namespace file_tables

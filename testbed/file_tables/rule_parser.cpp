@@ -1,0 +1,538 @@
+// The reader of one line keeps the rule under construction and the numbers of its extensions.
+#include "testbed/file_tables/rule_parser.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <optional>
+#include <utility>
+
+#include "testbed/file_tables/extensions.h"
+#include "testbed/file_tables/option_reader.h"
+
+namespace file_tables {
+namespace {
+
+constexpr std::size_t kLongestName = 28;
+
+std::string quoted(std::string_view text) {
+  return "`" + std::string(text) + "'";
+}
+
+std::vector<std::string> splitAtCommas(std::string_view text) {
+  std::vector<std::string> parts;
+  std::size_t begin = 0;
+  while (true) {
+    const std::size_t comma = text.find(',', begin);
+    parts.emplace_back(text.substr(begin, comma - begin));
+    if (comma == std::string_view::npos) {
+      return parts;
+    }
+    begin = comma + 1;
+  }
+}
+
+class LineReader {
+ public:
+  LineReader(std::string_view line, const Table& table)
+      : line_(line), table_(table), tokens_(splitRuleLine(line)), reader_(tokens_) {
+    dropped_.resize(tokens_.size(), false);
+  }
+
+  ParsedRuleLine read();
+
+ private:
+  // Where the options of the extension with a given number go: a match, or the target.
+  struct LoadedExtension {
+    const ExtensionSpec* spec;
+    std::optional<std::size_t> match;
+  };
+
+  bool readBaseOption(const OptionReader::Item& item);
+  void readExtensionOption(const OptionReader::Item& item);
+  void readSelector(const OptionReader::Item& item);
+  void readProtocol(const OptionReader::Item& item);
+  void readCounters(const OptionReader::Item& item);
+  void readChain(const OptionReader::Item& item);
+  void readJump(const OptionReader::Item& item);
+  void loadMatch(std::string_view name);
+  bool loadProtocolMatch();
+  void resolveTarget();
+  void checkExtension(const LoadedExtension& loaded) const;
+  void checkInterfaces() const;
+  ExtensionUse& useOf(const LoadedExtension& loaded) {
+    return loaded.match ? rule_.matches[*loaded.match] : rule_.target;
+  }
+  const ExtensionUse& useOf(const LoadedExtension& loaded) const {
+    return loaded.match ? rule_.matches[*loaded.match] : rule_.target;
+  }
+  void addSelector(std::string name, std::string_view argument);
+  std::vector<Rule> expandAddresses() const;
+  std::string keptText(const std::string* source, const std::string* destination) const;
+
+  std::string_view line_;
+  const Table& table_;
+  std::vector<RuleToken> tokens_;
+  OptionReader reader_;
+  std::vector<bool> dropped_;  // tokens that do not belong to the rule's text
+  std::vector<LoadedExtension> extensions_;
+  ParsedRuleLine result_;
+  Rule rule_;
+  bool negated_ = false;  // a "!" waits for its option
+  bool hasCommand_ = false;
+  bool hasJump_ = false;
+  bool isGoto_ = false;
+  bool hasProtocol_ = false;
+  bool triedProtocolMatch_ = false;
+  int writtenProtocol_ = 0;  // also when it is negated
+  std::optional<std::size_t> sourceToken_;
+  std::optional<std::size_t> destinationToken_;
+};
+
+ParsedRuleLine LineReader::read() {
+  while (true) {
+    const OptionReader::Item item = reader_.next();
+    if (item.kind == OptionReader::Kind::End) {
+      break;
+    }
+    if (item.kind == OptionReader::Kind::Word) {
+      if (item.text != "!") {
+        throw ParameterProblem("Bad argument " + quoted(item.text));
+      }
+      if (negated_) {
+        throw ParameterProblem("multiple consecutive ! not allowed");
+      }
+      negated_ = true;
+      continue;
+    }
+    if (item.kind == OptionReader::Kind::Unknown) {
+      if (!loadProtocolMatch()) {
+        throw ParameterProblem("unknown option \"" + std::string(item.text) + "\"");
+      }
+      continue;
+    }
+    if (item.kind == OptionReader::Kind::ExtensionOption) {
+      readExtensionOption(item);
+    } else if (!readBaseOption(item)) {
+      return {};  // a rule of the other family, whatever else the line holds
+    }
+    negated_ = false;
+  }
+  if (negated_) {
+    throw ParameterProblem("nothing appropriate following !");
+  }
+  for (const LoadedExtension& loaded : extensions_) {
+    checkExtension(loaded);
+  }
+  if (!hasCommand_) {
+    throw ParameterProblem("no command specified");
+  }
+  checkInterfaces();
+  resolveTarget();
+  result_.rules = expandAddresses();
+  if (table_.findChain(result_.chain) == nullptr) {
+    result_.refusedByTable = true;
+  }
+  return std::move(result_);
+}
+
+// False when the line is for the other family.
+bool LineReader::readBaseOption(const OptionReader::Item& item) {
+  const char letter = item.base->letter;
+  if (negated_ && std::string_view("psdiof46").find(letter) == std::string_view::npos) {
+    throw ParameterProblem(letter == 'j' || letter == 'g'
+                               ? std::string("cannot have ! before -") + letter
+                               : "unexpected ! flag before --" + std::string(item.base->longName));
+  }
+  switch (letter) {
+    case 'A':
+      readChain(item);
+      break;
+    case '4':
+    case '6':
+      if ((letter == '4') != (table_.family() == Family::Ipv4)) {
+        return false;
+      }
+      dropped_[item.token] = true;
+      if (negated_) {
+        dropped_[item.token - 1] = true;
+      }
+      break;
+    case 'p':
+      readProtocol(item);
+      break;
+    case 's':
+    case 'd':
+    case 'i':
+    case 'o':
+    case 'f':
+      readSelector(item);
+      break;
+    case 'm':
+      loadMatch(item.argument);
+      break;
+    case 'j':
+    case 'g':
+      readJump(item);
+      break;
+    case 'c':
+      readCounters(item);
+      break;
+    case 'v':
+      dropped_[item.token] = true;
+      break;
+    case 't':
+      throw ParameterProblem("The -t option cannot be used in " +
+                             std::string(toolFamilyName(table_.family())) + "-restore.");
+    case 'w':
+      throw ParameterProblem("You cannot use `-w' from " +
+                             std::string(toolFamilyName(table_.family())) + "-restore");
+    case 'n':
+    case 'x':
+      throw ParameterProblem(std::string("Illegal option `-") + letter + "' with this command");
+    default:
+      throw ParameterProblem(std::string("the command -") + letter +
+                             " is not supported in a restore text, only -A");
+  }
+  return true;
+}
+
+void LineReader::readChain(const OptionReader::Item& item) {
+  if (hasCommand_) {
+    throw ParameterProblem("Cannot use -A with -A");
+  }
+  if (item.argument.size() > kLongestName) {
+    throw ParameterProblem("chain name " + quoted(item.argument) +
+                           " too long (must be under 29 chars)");
+  }
+  hasCommand_ = true;
+  result_.chain = item.argument;
+  dropped_[item.token] = true;
+  if (item.text == "-A" || item.text.find('=') == std::string_view::npos) {
+    // The argument is a token of its own unless it is joined ("-AINPUT").
+    const bool joined = item.text.starts_with("-A") && item.text.size() > 2;
+    if (!joined) {
+      dropped_[item.token + 1] = true;
+    }
+  }
+}
+
+void LineReader::readCounters(const OptionReader::Item& item) {
+  std::string_view packets = item.argument;
+  std::string_view bytes;
+  std::size_t lastToken = item.token + 1;
+  const std::size_t comma = packets.find(',');
+  if (comma != std::string_view::npos) {
+    bytes = packets.substr(comma + 1);
+    packets = packets.substr(0, comma);
+  } else {
+    const std::string_view following = reader_.peek();
+    if (following.empty() || following[0] == '-' || following[0] == '!') {
+      throw ParameterProblem("-c requires packet and byte counter");
+    }
+    bytes = reader_.takeArgument(item);
+    ++lastToken;
+  }
+  const auto isCount = [](std::string_view text) {
+    return parseNumber(text, 0, UINT64_MAX).has_value();
+  };
+  if (!isCount(packets)) {
+    throw ParameterProblem("-c packet counter not numeric");
+  }
+  if (!isCount(bytes)) {
+    throw ParameterProblem("-c byte counter not numeric");
+  }
+  for (std::size_t token = item.token; token <= lastToken; ++token) {
+    dropped_[token] = true;
+  }
+}
+
+void LineReader::addSelector(std::string name, std::string_view argument) {
+  OptionUse use{std::move(name), negated_, {}};
+  if (use.name != "fragments") {
+    use.arguments.emplace_back(argument);
+  }
+  rule_.selectors.push_back(std::move(use));
+}
+
+void LineReader::readProtocol(const OptionReader::Item& item) {
+  if (hasProtocol_) {
+    throw ParameterProblem("multiple -p flags not allowed");
+  }
+  // The real tools look at the token, not at the argument, so "-ptcp" is no protocol.
+  const bool joined =
+      item.text != "-p" && (item.text[1] != '-' || item.text.find('=') != std::string_view::npos);
+  const auto protocol = joined ? std::nullopt : parseProtocol(item.argument);
+  if (!protocol) {
+    throw ParameterProblem("unknown protocol \"" + std::string(joined ? item.text : item.argument) +
+                           "\" specified");
+  }
+  if (*protocol == 0 && negated_) {
+    throw ParameterProblem("rule would never match protocol");
+  }
+  hasProtocol_ = true;
+  writtenProtocol_ = *protocol;
+  rule_.protocol = negated_ ? 0 : *protocol;
+  addSelector("protocol", item.argument);
+}
+
+void LineReader::readSelector(const OptionReader::Item& item) {
+  static constexpr std::array<std::pair<char, std::string_view>, 5> kNames{{{'s', "source"},
+                                                                            {'d', "destination"},
+                                                                            {'i', "in-interface"},
+                                                                            {'o', "out-interface"},
+                                                                            {'f', "fragments"}}};
+  const char letter = item.base->letter;
+  const std::string name(std::find_if(kNames.begin(), kNames.end(), [&](const auto& pair) {
+                           return pair.first == letter;
+                         })->second);
+  if (rule_.findSelector(name) != nullptr) {
+    throw ParameterProblem(std::string("multiple -") + letter + " flags not allowed");
+  }
+  if (letter == 'f' && table_.family() == Family::Ipv6) {
+    throw ParameterProblem("unknown option \"" + std::string(item.text) + "\"");
+  }
+  if (letter == 'i' || letter == 'o') {
+    if (item.argument.empty()) {
+      throw ParameterProblem("Empty interface is likely to be undesired");
+    }
+    if (!isInterfaceName(item.argument, {}, table_.family())) {
+      throw ParameterProblem("interface name " + quoted(item.argument) +
+                             " must be shorter than IFNAMSIZ (15)");
+    }
+  }
+  if (letter == 's' || letter == 'd') {
+    const std::vector<std::string> addresses = splitAtCommas(item.argument);
+    for (const std::string& address : addresses) {
+      if (!isAddress(address.substr(0, address.find('/')), {}, table_.family())) {
+        throw ParameterProblem("host/network " + quoted(address) + " not found");
+      }
+      if (!isAddressWithMask(address, {}, table_.family())) {
+        throw ParameterProblem("invalid mask " + quoted(address.substr(address.find('/') + 1)) +
+                               " specified");
+      }
+    }
+    if (negated_ && addresses.size() > 1) {
+      throw ParameterProblem("! not allowed with multiple source or destination IP addresses");
+    }
+    if (addresses.size() > 1) {
+      const bool joined = item.text[1] != '-' ? item.text.size() > 2
+                                              : item.text.find('=') != std::string_view::npos;
+      if (joined) {
+        throw ParameterProblem("an address list must stand apart from its option");
+      }
+      (letter == 's' ? sourceToken_ : destinationToken_) = item.token + 1;
+    }
+  }
+  addSelector(name, item.argument);
+}
+
+void LineReader::readJump(const OptionReader::Item& item) {
+  if (hasJump_) {
+    throw ParameterProblem("multiple -j flags not allowed");
+  }
+  const std::string_view name = item.argument;
+  if (name.empty()) {
+    throw ParameterProblem("Invalid target name (too short)");
+  }
+  if (name.size() > kLongestName) {
+    throw ParameterProblem("Invalid target name " + quoted(name) + " (28 chars max)");
+  }
+  if (std::any_of(name.begin(), name.end(), [](char character) {
+        return std::isspace(static_cast<unsigned char>(character)) != 0;
+      })) {
+    throw ParameterProblem("Invalid target name " + quoted(name));
+  }
+  hasJump_ = true;
+  isGoto_ = item.base->letter == 'g';
+  rule_.target.name = name;
+  const ExtensionSpec* target = isGoto_ ? nullptr : findTarget(name, table_.family());
+  if (target != nullptr) {
+    extensions_.push_back({target, std::nullopt});
+    reader_.addExtension(target->options);
+  }
+}
+
+void LineReader::loadMatch(std::string_view name) {
+  const ExtensionSpec* match = findMatch(name, table_.family());
+  if (match == nullptr) {
+    throw ParameterProblem("Couldn't load match " + quoted(name) + ":No such file or directory");
+  }
+  if (match == findProtocolMatch(writtenProtocol_, table_.family())) {
+    triedProtocolMatch_ = true;
+  }
+  extensions_.push_back({match, rule_.matches.size()});
+  rule_.matches.push_back({std::string(name), {}});
+  reader_.addExtension(match->options);
+}
+
+// An option that nothing knows may belong to the protocol's match, which needs no "-m".
+bool LineReader::loadProtocolMatch() {
+  if (!hasProtocol_ || triedProtocolMatch_) {
+    return false;
+  }
+  triedProtocolMatch_ = true;
+  const ExtensionSpec* match = findProtocolMatch(writtenProtocol_, table_.family());
+  if (match == nullptr) {
+    return false;
+  }
+  loadMatch(match->name);
+  return true;
+}
+
+void LineReader::readExtensionOption(const OptionReader::Item& item) {
+  const LoadedExtension& loaded = extensions_[item.extension];
+  const OptionSpec& option = *item.option;
+  ExtensionUse& use = useOf(loaded);
+  const std::string extension(loaded.spec->name);
+  const std::string name(option.fullName());
+  if (negated_ && !option.negatable) {
+    throw ParameterProblem(extension + ": option \"--" + name + "\" cannot be inverted.");
+  }
+  if (use.find(name) != nullptr) {
+    throw ParameterProblem(extension + ": option \"--" + name + "\" can only be used once.");
+  }
+  OptionUse optionUse{name, negated_, {}};
+  std::array<Shape, 2> shapes{option.shape, option.secondShape};
+  for (std::size_t index = 0; index < shapes.size() && shapes[index] != nullptr; ++index) {
+    const std::string_view argument = index == 0 ? item.argument : reader_.takeArgument(item);
+    if (!shapes[index](argument, option.limits, table_.family())) {
+      throw ParameterProblem(extension + ": bad value for option \"--" + name +
+                             "\": " + quoted(argument));
+    }
+    optionUse.arguments.emplace_back(argument);
+  }
+  use.options.push_back(std::move(optionUse));
+}
+
+// What can be said only when all options have been read.
+void LineReader::checkExtension(const LoadedExtension& loaded) const {
+  const ExtensionSpec& spec = *loaded.spec;
+  const ExtensionUse& use = useOf(loaded);
+  const std::string extension(spec.name);
+  std::vector<const OptionSpec*> used;
+  for (const OptionSpec& option : spec.options) {
+    const bool isAlias = !option.canonical.empty();
+    if (isAlias) {
+      continue;
+    }
+    if (use.find(option.name) == nullptr) {
+      if (option.required) {
+        throw ParameterProblem(extension + ": option \"--" + std::string(option.name) +
+                               "\" must be specified");
+      }
+      continue;
+    }
+    for (const OptionSpec* other : used) {
+      if (option.exclusiveGroup != 0 && other->exclusiveGroup == option.exclusiveGroup) {
+        throw ParameterProblem(extension + ": option \"--" + std::string(option.name) +
+                               "\" cannot be used together with \"--" + std::string(other->name) +
+                               "\".");
+      }
+    }
+    used.push_back(&option);
+  }
+  if (!spec.needsAnOption.empty() && use.options.empty()) {
+    throw ParameterProblem(std::string(spec.needsAnOption));
+  }
+  if (spec.toolObjection != nullptr) {
+    if (const char* objection = spec.toolObjection(rule_, use)) {
+      throw ParameterProblem(objection);
+    }
+  }
+}
+
+void LineReader::checkInterfaces() const {
+  const std::string& chain = result_.chain;
+  if (rule_.findSelector("in-interface") != nullptr &&
+      (chain == "OUTPUT" || chain == "POSTROUTING")) {
+    throw ParameterProblem("Can't use -i with " + chain);
+  }
+  if (rule_.findSelector("out-interface") != nullptr &&
+      (chain == "INPUT" || chain == "PREROUTING")) {
+    throw ParameterProblem("Can't use -o with " + chain);
+  }
+}
+
+void LineReader::resolveTarget() {
+  if (!hasJump_) {
+    return;
+  }
+  const std::string& name = rule_.target.name;
+  const bool isVerdict = isVerdictName(name);
+  const bool isExtension = !isVerdict && findTarget(name, table_.family()) != nullptr;
+  const Chain* chain = isVerdict || isExtension ? nullptr : table_.findChain(name);
+  if (chain != nullptr) {
+    rule_.targetKind = isGoto_ ? TargetKind::Goto : TargetKind::Chain;
+    // Nothing jumps to a built-in chain.
+    result_.refusedByTable = chain->isBuiltIn();
+    return;
+  }
+  if (isGoto_) {
+    throw ParameterProblem("goto '" + name + "' is not a chain");
+  }
+  if (!isVerdict && !isExtension) {
+    throw ParameterProblem("Couldn't load target " + quoted(name) + ":No such file or directory");
+  }
+  if (name == "DROP" && table_.name() == "nat") {
+    throw ParameterProblem(
+        "The \"nat\" table is not intended for filtering, the use of DROP is therefore inhibited.");
+  }
+  rule_.targetKind = isVerdict ? TargetKind::Verdict : TargetKind::Extension;
+}
+
+// The kernel has no address lists: one rule per pair, sources outside.
+std::vector<Rule> LineReader::expandAddresses() const {
+  const auto listAt = [&](const std::optional<std::size_t>& token) {
+    return token ? splitAtCommas(tokens_[*token].value) : std::vector<std::string>{""};
+  };
+  std::vector<Rule> rules;
+  for (const std::string& source : listAt(sourceToken_)) {
+    for (const std::string& destination : listAt(destinationToken_)) {
+      Rule rule = rule_;
+      rule.text =
+          keptText(sourceToken_ ? &source : nullptr, destinationToken_ ? &destination : nullptr);
+      for (OptionUse& selector : rule.selectors) {
+        if (selector.name == "source" && sourceToken_) {
+          selector.arguments.front() = source;
+        } else if (selector.name == "destination" && destinationToken_) {
+          selector.arguments.front() = destination;
+        }
+      }
+      rules.push_back(std::move(rule));
+    }
+  }
+  return rules;
+}
+
+// The line's own text without the dropped tokens; the blanks between kept tokens stay.
+std::string LineReader::keptText(const std::string* source, const std::string* destination) const {
+  std::string text;
+  std::size_t previousEnd = 0;
+  for (std::size_t index = 0; index < tokens_.size(); ++index) {
+    const RuleToken& token = tokens_[index];
+    if (!dropped_[index]) {
+      if (!text.empty()) {
+        text.append(line_.substr(previousEnd, token.begin - previousEnd));
+      }
+      if (source != nullptr && index == *sourceToken_) {
+        text.append(*source);
+      } else if (destination != nullptr && index == *destinationToken_) {
+        text.append(*destination);
+      } else {
+        text.append(line_.substr(token.begin, token.end - token.begin));
+      }
+    }
+    previousEnd = token.end;
+  }
+  return text;
+}
+
+}  // namespace
+
+ParsedRuleLine parseRuleLine(std::string_view line, const Table& table) {
+  return LineReader(line, table).read();
+}
+
+}  // namespace file_tables
