@@ -24,7 +24,7 @@ IptCompiler::IptCompiler(const XtablesLock& /*lock*/, std::string_view tool, std
   const std::string command = toolName + "-save -t " + std::string(table);
   std::FILE* const stream = popen(command.c_str(), "r");
   if (stream == nullptr) throw std::runtime_error("Can't exec {toolName}-save");
-  std::array<char, 1024> buffer;
+  std::array<char, 1024> buffer{};
   while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), stream) != nullptr)
     savedText += buffer.data();
   pclose(stream);

@@ -103,7 +103,7 @@ inline IptProg closeFi(IptIfBlock block) {
 }
 
 // ELSE otherwise FI. ELSEIF is an `otherwise` that is itself a closed IF.
-inline IptProg closeElse(IptIfBlock block, IptProg otherwise) {
+inline IptProg closeElse(IptIfBlock block, const IptProg& otherwise) {
   block.elseExit->setNext(otherwise.first);
   block.tail->setNext(block.join);
   otherwise.last->setNext(block.join);

@@ -109,7 +109,7 @@ struct OpenBlock {
   IptProg close() {
     IptIfBlock whole = appendThen(std::move(block), std::move(body));
     return branch == Branch::kThen ? closeFi(std::move(whole))
-                                   : closeElse(std::move(whole), std::move(otherwise));
+                                   : closeElse(std::move(whole), otherwise);
   }
 
   IptIfBlock block;
@@ -124,7 +124,7 @@ OpenBlock readBlockHead(IptTokenPosition& position, IptTokenPosition end, bool e
     if (elseifMode) throw invalidTargets();
     ++position;
   }
-  const IptTokenPosition then = std::find(position, end, "THEN");
+  const auto then = std::find(position, end, "THEN");
   if (then == end) throw invalidTargets();
   IptCond condition = parseSerializedMatches(position, then);
   position = then + 1;
@@ -155,7 +155,7 @@ IptCond parseSerializedMatches(IptTokenPosition& position, IptTokenPosition end)
     } else if (token.starts_with("NOT")) {
       nested.back().addOperand(condNot(makeMatches(token.substr(3), kFile, kNegatedMatchesLine)));
     } else if (token == "(") {
-      const IptTokenPosition close = *nextClosing++;
+      const auto close = *nextClosing++;
       if (close == end) throw invalidMatches();
       nested.emplace_back(close);
     } else {
