@@ -121,39 +121,22 @@ class LockFileForRun {
   bool existed_;
 };
 
-class LinkForRun {
- public:
-  LinkForRun(const std::string& target, std::string_view path)
-      : path_(path), made_(symlink(target.c_str(), path_.c_str()) == 0) {}
-  ~LinkForRun() {
-    if (made_) unlink(path_.c_str());
-  }
-  LinkForRun(const LinkForRun&) = delete;
-  LinkForRun& operator=(const LinkForRun&) = delete;
-
- private:
-  std::string path_;
-  bool made_;
-};
-
 }  // namespace
 
 // Members are taken in this order and given back in the reverse one.
 class MachinePaths::Parts {
  public:
-  explicit Parts(const std::string& preloadLibrary)
+  Parts()
       : busDirectory_(std::filesystem::path(kBusSocket).parent_path()),
         busSocket_(kBusSocket),
         tablesLock_(kTablesLock),
-        compilerOutput_(kCompilerOutput),
-        preloadLibrary_(preloadLibrary, kInstalledPreloadLibrary) {}
+        compilerOutput_(kCompilerOutput) {}
 
  private:
   DirectoryForRun busDirectory_;
   FreePath busSocket_;
   LockFileForRun tablesLock_;
   FreePath compilerOutput_;
-  LinkForRun preloadLibrary_;
 };
 
 MachineLock::MachineLock() : fd_(-1) {
@@ -174,9 +157,9 @@ MachineLock::~MachineLock() {
   close(fd_);
 }
 
-MachinePaths::MachinePaths(const MachineLock&, const std::string& preloadLibrary) {
+MachinePaths::MachinePaths(const MachineLock&) {
   refuseLiveDaemon(std::string(kBusSocket));
-  parts_ = std::make_unique<Parts>(preloadLibrary);
+  parts_ = std::make_unique<Parts>();
   setenv(kNestedVariable, "1", 1);
 }
 

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 namespace testbed::router {
 
@@ -25,12 +24,11 @@ class MachineLock {
 // std::runtime_error when a bus daemon answers on the socket or when the paths cannot be written.
 //
 // What stood at these paths is set aside (a lock file stays in use) and put back by the destructor,
-// which removes everything made there since.
+// which removes everything made there since. The preload library is not put into /usr/lib: tools
+// that keep tables in files do without.
 class MachinePaths {
  public:
-  // `preloadLibrary` is linked to its installed place where that can be written; without it the
-  // tools in files work too, with a message of the dynamic loader.
-  MachinePaths(const MachineLock& lock, const std::string& preloadLibrary);
+  explicit MachinePaths(const MachineLock& lock);
   ~MachinePaths();
   MachinePaths(const MachinePaths&) = delete;
   MachinePaths& operator=(const MachinePaths&) = delete;

@@ -132,7 +132,7 @@ int runOnMachinePaths(const SessionInput& input, const Attempt& attempt,
   input.signals.restore();
   const MachineLock lock;
   input.signals.block();
-  const MachinePaths paths(lock, input.files.preloadLibrary);
+  const MachinePaths paths(lock);
   return prepareAndRun(input, attempt, started);
 }
 

@@ -1,0 +1,66 @@
+#!/bin/bash
+# What ./demo runs inside the testbed: foreign rules first, then the program twice.
+#
+# Usage: demo_run.sh BUILD-DIRECTORY UCI-FILE, from the root of the repository.
+set -euo pipefail
+build=$1
+config=$2
+
+families=(iptables ip6tables)
+tables=(mangle nat filter)
+declare -A family_titles=([iptables]=IPv4 [ip6tables]=IPv6)
+colours=()
+if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then colours=(--colours); fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# save_all DIRECTORY: one file per table, without what differs from save to save.
+save_all() {
+  local family table
+  mkdir "$1"
+  for family in "${families[@]}"; do
+    for table in "${tables[@]}"; do
+      "$family-save" -t "$table" | sed -e '/^#/d' -e 's/ \[[0-9]*:[0-9]*\]$//' \
+        > "$1/$family.$table"
+    done
+  done
+}
+
+run_program() {
+  local status=0
+  "$build/bin/firewall_cpp" || status=$?
+  if [ "$status" -ne 0 ]; then
+    echo "demo: firewall_cpp failed with exit status $status" >&2
+    exit 1
+  fi
+}
+
+for family in "${families[@]}"; do
+  for table in "${tables[@]}"; do
+    "$family-restore" < "examples/foreign_rules/$family.$table"
+  done
+done
+
+echo "Running firewall_cpp on $config"
+run_program
+save_all "$work/first"
+echo
+echo "The tables now. Rules with + are generated; the others are of other programs and were there"
+echo "before. The rules of a chain are indented under the first rule that leads to it."
+for family in "${families[@]}"; do
+  for table in "${tables[@]}"; do
+    echo
+    "$build/testbed/show_tables" "${colours[@]}" "${family_titles[$family]} $table" \
+      < "$work/first/$family.$table"
+  done
+done
+
+echo
+run_program
+save_all "$work/second"
+if ! diff -ru "$work/first" "$work/second"; then
+  echo "Second run: the tables changed, as shown above." >&2
+  exit 1
+fi
+echo "Second run: no change"

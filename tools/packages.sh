@@ -1,0 +1,39 @@
+# Sourced by ./demo and ./check: the Debian packages that each needs, and how they get installed.
+
+demo_packages=(g++ cmake ninja-build iptables iproute2 ipset util-linux)
+check_packages=("${demo_packages[@]}" clang clang-format clang-tidy libgtest-dev libgmock-dev
+                libbenchmark-dev libxtables-dev git)
+
+# install_missing PACKAGE...
+# Installs those that are not installed; says which. Ends the script when that needs a root user.
+install_missing() {
+  local package missing=()
+  # Elsewhere than on Debian the build itself says what it lacks.
+  command -v dpkg-query > /dev/null || return 0
+  for package in "$@"; do
+    if [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2> /dev/null)" != installed ]; then
+      missing+=("$package")
+    fi
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  if [ "$(id -u)" -ne 0 ]; then
+    echo "Missing packages: ${missing[*]}" >&2
+    echo "Install them as root: apt-get install ${missing[*]}" >&2
+    exit 1
+  fi
+  echo "Installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  quietly apt-get update
+  quietly apt-get install -y --no-install-recommends "${missing[@]}"
+}
+
+# quietly COMMAND...
+# Shows the command's output only when it fails, and then ends the script.
+quietly() {
+  local output
+  if ! output=$("$@" 2>&1); then
+    printf '%s\n' "$output" >&2
+    echo "Failed: $*" >&2
+    exit 1
+  fi
+}
