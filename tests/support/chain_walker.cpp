@@ -1,0 +1,103 @@
+#include "tests/support/chain_walker.h"
+
+#include <algorithm>
+#include <array>
+#include <sstream>
+#include <stdexcept>
+
+namespace test_support {
+namespace {
+
+constexpr std::array<std::string_view, 12> kOptionWords = {"-4", "-6", "-p", "-s", "-d", "-i",
+                                                           "-o", "-f", "-c", "-m", "-j", "-g"};
+
+bool isOptionWord(std::string_view word) {
+  return std::ranges::find(kOptionWords, word) != kOptionWords.end();
+}
+
+std::vector<std::string> splitWords(const std::string& line) {
+  std::istringstream in(line);
+  std::vector<std::string> words;
+  for (std::string word; in >> word;) words.push_back(word);
+  return words;
+}
+
+ChainRule parseRule(const std::vector<std::string>& words) {
+  ChainRule rule;
+  for (std::size_t begin = 2; begin < words.size();) {
+    // An option reaches to the next option word, or to the "!" before it.
+    const bool negated = words[begin] == "!";
+    std::size_t end = begin + (negated ? 2 : 1);
+    while (end < words.size() && !isOptionWord(words[end]) &&
+           !(words[end] == "!" && end + 1 < words.size() && isOptionWord(words[end + 1]))) {
+      ++end;
+    }
+    std::string option = words[begin];
+    for (std::size_t i = begin + 1; i < end; ++i) option += " " + words[i];
+    if (words[begin] == "-j" || words[begin] == "-g") {
+      rule.target = option;
+      rule.targetName = words.at(begin + 1);
+      rule.isGoto = words[begin] == "-g";
+    } else {
+      rule.matches.push_back(option);
+    }
+    begin = end;
+  }
+  return rule;
+}
+
+}  // namespace
+
+Chains parseChains(std::string_view restoreText) {
+  Chains chains;
+  std::istringstream in{std::string(restoreText)};
+  for (std::string line; std::getline(in, line);) {
+    const std::vector<std::string> words = splitWords(line);
+    if (words.empty()) continue;
+    if (line.front() == ':') {
+      chains.try_emplace(words[0].substr(1));
+    } else if (words[0] == "-A") {
+      const auto chain = chains.find(words.at(1));
+      if (chain == chains.end()) throw std::runtime_error("undeclared chain: " + line);
+      chain->second.push_back(parseRule(words));
+    }
+  }
+  return chains;
+}
+
+bool walkChains(const Chains& chains, std::string_view chain, const WalkCallbacks& callbacks) {
+  struct Frame {
+    const std::vector<ChainRule>* rules;
+    std::size_t next;
+  };
+  const auto rulesOf = [&chains](std::string_view name) {
+    const auto found = chains.find(name);
+    if (found == chains.end()) throw std::runtime_error("no such chain: " + std::string(name));
+    return &found->second;
+  };
+  std::vector<Frame> frames = {{rulesOf(chain), 0}};
+  while (!frames.empty()) {
+    Frame& frame = frames.back();
+    if (frame.next == frame.rules->size()) {
+      frames.pop_back();
+      continue;
+    }
+    const ChainRule& rule = (*frame.rules)[frame.next++];
+    if (!std::ranges::all_of(rule.matches, callbacks.holds) || rule.target.empty()) continue;
+    if (rule.targetName == "RETURN") {
+      frames.pop_back();
+    } else if (chains.contains(rule.targetName)) {
+      const Frame target = {rulesOf(rule.targetName), 0};
+      // After a goto, the end of the target chain returns to where this chain was jumped from.
+      if (rule.isGoto) frames.pop_back();
+      frames.push_back(target);
+    } else if (rule.isGoto) {
+      throw std::runtime_error("no such chain: " + rule.targetName);
+    } else if (callbacks.meet(rule)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace test_support

@@ -1,0 +1,40 @@
+// Walks the chains of a restore text for one packet, as the kernel would: rules in order, jumps,
+// gotos, returns. What a match decides and where a target ends the walk is up to the caller.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace test_support {
+
+// One "-A" rule, its options as text with single blanks, in the order written.
+struct ChainRule {
+  std::vector<std::string> matches;  // "-p tcp", "! -i br-lan", "-m mark --mark 0x1"
+  std::string target;                // "-j MARK --set-mark 0x1", "-g chain"; empty without one
+  std::string targetName;            // the word after "-j" or "-g"
+  bool isGoto = false;
+};
+
+using Chains = std::map<std::string, std::vector<ChainRule>, std::less<>>;
+
+// The chains of one table's restore text. Throws std::runtime_error, naming the line, on a rule for
+// a chain that is not declared before it.
+Chains parseChains(std::string_view restoreText);
+
+struct WalkCallbacks {
+  // Whether the packet meets the match. Called in the order of evaluation, until one fails; a match
+  // module used for its side effect is seen here too.
+  std::function<bool(const std::string& match)> holds;
+  // Called for every target of a rule whose matches hold, except jumps, gotos and returns. Returns
+  // whether the target ends the walk.
+  std::function<bool(const ChainRule& rule)> meet;
+};
+
+// Returns whether a target ended the walk; false when it fell off the end of the chain. Throws
+// std::runtime_error on a goto or jump to a chain that the text does not declare.
+bool walkChains(const Chains& chains, std::string_view chain, const WalkCallbacks& callbacks);
+
+}  // namespace test_support
