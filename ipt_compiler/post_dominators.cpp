@@ -3,7 +3,6 @@
 #include "ipt_compiler/post_dominators.h"
 
 #include <iterator>
-#include <ranges>
 #include <stdexcept>
 
 namespace tavrix {
@@ -39,12 +38,13 @@ void PostDominators::compress(IdomVertex& vertex) {
   for (IdomVertex* v = &vertex; v->ancestor_->ancestor_ != nullptr; v = v->ancestor_) {
     path.push_back(v);
   }
-  for (IdomVertex* v : std::ranges::reverse_view(path)) {
-    const IdomVertex& ancestor = *v->ancestor_;
-    if (ancestor.label_->semidominator_->dfsNumber_ < v->label_->semidominator_->dfsNumber_) {
-      v->label_ = ancestor.label_;
+  for (; !path.empty(); path.pop_back()) {
+    IdomVertex& v = *path.back();
+    const IdomVertex& ancestor = *v.ancestor_;
+    if (ancestor.label_->semidominator_->dfsNumber_ < v.label_->semidominator_->dfsNumber_) {
+      v.label_ = ancestor.label_;
     }
-    v->ancestor_ = ancestor.ancestor_;
+    v.ancestor_ = ancestor.ancestor_;
   }
 }
 

@@ -52,7 +52,8 @@ void UciConfig::readReply(blob_attr* message) {
 
 void UciConfig::readSection(blob_attr* section) {
   const BlobMsgParser members(section, wrt_cppwrap::kBlobTable);
-  const char* const name = BlobMsgParser::getString(members.find(".name", wrt_cppwrap::kBlobString));
+  const char* const name =
+      BlobMsgParser::getString(members.find(".name", wrt_cppwrap::kBlobString));
   // A second section of the same name adds to the first.
   Section& options = try_emplace(name).first->second;
   for (blob_attr* member : members.elements()) {

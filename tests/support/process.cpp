@@ -82,7 +82,9 @@ BackgroundProcess::~BackgroundProcess() {
   }
 }
 
-void BackgroundProcess::sendSignal(int signal) const { kill(pid_, signal); }
+void BackgroundProcess::sendSignal(int signal) const {
+  kill(pid_, signal);
+}
 
 bool BackgroundProcess::readLine(std::string& line) {
   while (outBuffer_.find('\n') == std::string::npos) {
@@ -115,8 +117,7 @@ ProcessResult BackgroundProcess::wait() {
   return result;
 }
 
-ProcessResult runProcess(const std::vector<std::string>& arguments,
-                         const ProcessOptions& options) {
+ProcessResult runProcess(const std::vector<std::string>& arguments, const ProcessOptions& options) {
   return BackgroundProcess(arguments, options).wait();
 }
 

@@ -1,0 +1,15 @@
+#!/bin/sh
+# The build of someone who has a compiler, cmake and make: no preset, no tests. What it installs is
+# the program and nothing else. Arguments: cmake, the C++ compiler.
+set -eu
+cmake=$1
+export CXX="$2"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+"$cmake" -S . -B "$work/build" -G 'Unix Makefiles' > "$work/log" 2>&1
+"$cmake" --build "$work/build" -j 2 >> "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+if grep -q 'warning:' "$work/log"; then cat "$work/log"; exit 1; fi
+if [ -d "$work/build/tests" ]; then echo 'tests were built without being asked for'; exit 1; fi
+"$cmake" --install "$work/build" --prefix "$work/root" > /dev/null
+installed=$(cd "$work/root" && find . -type f)
+if [ "$installed" != ./sbin/firewall_cpp ]; then echo "installed: $installed"; exit 1; fi

@@ -1,0 +1,44 @@
+#!/bin/sh
+# PLATFORM=system: one clear error without libubox and libubus; with them, at a place that
+# CMAKE_PREFIX_PATH names, the same sources build and link them, with and without the loop's timer
+# symbol that only some builds of libubox have. The testbed's stand-ins, built as shared libraries,
+# play the platform's. Arguments: cmake, the C++ compiler.
+set -eu
+cmake=$1
+export CXX="$2"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+if "$cmake" -S . -B "$work/without" -DPLATFORM=system > "$work/log" 2>&1; then
+  echo 'PLATFORM=system was accepted without the libraries'
+  exit 1
+fi
+if [ "$(grep -c 'CMake Error' "$work/log")" != 1 ] ||
+   ! grep -q 'libubox and libubus were not found' "$work/log"; then
+  cat "$work/log"
+  exit 1
+fi
+
+mkdir -p "$work/root/include" "$work/root/lib"
+cp -r testbed/include/. "$work/root/include"
+"$CXX" -std=c++20 -shared -fPIC -I. -Itestbed/include testbed/libubox/*.cpp -o "$work/root/lib/libubox.so"
+"$CXX" -std=c++20 -shared -fPIC -I. -Itestbed/include testbed/libubus/*.cpp -o "$work/root/lib/libubus.so"
+
+# build NAME: configures and builds against the libraries, and checks that they were linked.
+build() {
+  "$cmake" -S . -B "$work/$1" -DPLATFORM=system -DCMAKE_PREFIX_PATH="$work/root" \
+    -DWARNINGS_AS_ERRORS=ON > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+  grep -q "Platform libraries: system ($work/root/lib/libubus.so, $work/root/lib/libubox.so)" "$work/log"
+  "$cmake" --build "$work/$1" -j 2 > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+  objdump -p "$work/$1/bin/firewall_cpp" | grep -q 'NEEDED.*libubus.so'
+  objdump -p "$work/$1/bin/firewall_cpp" | grep -q 'NEEDED.*libubox.so'
+}
+
+build with_timer
+objdump -T "$work/with_timer/bin/firewall_cpp" | grep -q uloop_support_paramtimer
+sed -i '/uloop_support_paramtimer/d' "$work/root/include/libubox/uloop.h"
+build without_timer
+if objdump -T "$work/without_timer/bin/firewall_cpp" | grep -q uloop_support_paramtimer; then
+  echo 'the timer symbol is used although the header does not have it'
+  exit 1
+fi
