@@ -1,7 +1,7 @@
 # Sourced by ./demo and ./check: the Debian packages that each needs, and how they get installed.
 
 demo_packages=(g++ cmake ninja-build iptables iproute2 ipset util-linux)
-check_packages=("${demo_packages[@]}" clang clang-format clang-tidy libgtest-dev libgmock-dev
+check_packages=("${demo_packages[@]}" clang libclang-rt-dev clang-format clang-tidy libgtest-dev libgmock-dev
                 libbenchmark-dev libxtables-dev git)
 
 # install_missing PACKAGE...
