@@ -115,7 +115,8 @@ UciService::Reply UciService::get(std::string_view package) const {
     const std::optional<std::string> text = readConfig(fileName);
     if (!text) return {.status = BusStatus::NotFound, .members = {}};
     BlobBuffer reply;
-    if (writeReply(parseUci(*text, fileName), reply.get())) {
+    if (writeReply(parseUci(*text, fileName), reply.get()) &&
+        reply.members().size() <= maximumReplySize) {
       return {.status = BusStatus::Ok,
               .members = std::string(reply.members().data(), reply.members().size())};
     }

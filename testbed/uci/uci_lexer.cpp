@@ -21,7 +21,7 @@ bool UciLexer::next(UciStatement& statement) {
       if (!statement.words.empty()) return true;
     } else if (isBlank(c)) {
       take();
-    } else {
+    } else if (!skipEscapedLineEnd()) {
       if (statement.words.empty()) statement.line = line_;
       statement.words.push_back(readWord());
     }
@@ -29,7 +29,7 @@ bool UciLexer::next(UciStatement& statement) {
   return !statement.words.empty();
 }
 
-// Every character goes through here, so that lines inside quotes are counted too.
+// Counts lines, those inside quotes too.
 char UciLexer::take() {
   const char c = text_[position_++];
   if (c == '\0') throw UciSyntaxError(file_, line_, "NUL byte");
@@ -47,6 +47,7 @@ std::string UciLexer::readWord() {
   while (!atEnd()) {
     const char c = text_[position_];
     if (c == '\n' || c == '#' || isBlank(c)) break;
+    if (skipEscapedLineEnd()) continue;
     take();
     if (c == '\'' || c == '"') {
       readQuoted(c, word);
@@ -62,6 +63,7 @@ std::string UciLexer::readWord() {
 void UciLexer::readQuoted(char quote, std::string& word) {
   const std::size_t startLine = line_;
   while (!atEnd()) {
+    if (quote == '"' && skipEscapedLineEnd()) continue;
     const char c = take();
     if (c == quote) return;
     if (c == '\\' && quote == '"') {
@@ -73,11 +75,20 @@ void UciLexer::readQuoted(char quote, std::string& word) {
   throw UciSyntaxError(file_, startLine, std::string("the quote ") + quote + " is not closed");
 }
 
-// The character after a backslash stands for itself; an escaped line end disappears.
+// The character after a backslash stands for itself.
 void UciLexer::readEscaped(std::string& word) {
   if (atEnd()) throw UciSyntaxError(file_, line_, "nothing follows the backslash");
-  const char c = take();
-  if (c != '\n') word += c;
+  word += take();
+}
+
+bool UciLexer::skipEscapedLineEnd() {
+  for (const std::string_view lineEnd : {"\\\n", "\\\r\n"}) {
+    if (!text_.substr(position_).starts_with(lineEnd)) continue;
+    position_ += lineEnd.size();
+    ++line_;
+    return true;
+  }
+  return false;
 }
 
 }  // namespace testbed

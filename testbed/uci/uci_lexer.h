@@ -41,6 +41,9 @@ class UciLexer {
   std::string readWord();
   void readQuoted(char quote, std::string& word);
   void readEscaped(std::string& word);
+  // Passes over a backslash at the end of a line, which joins it with the next; false when there is
+  // none here.
+  bool skipEscapedLineEnd();
 
   std::string_view text_;
   const std::string& file_;
