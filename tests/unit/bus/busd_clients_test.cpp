@@ -157,6 +157,23 @@ TEST_F(BusdClients, OneThatNeverTakesItsAnswersHoldsUpNobodyAndIsNotReadFrom) {
   expectServing();
 }
 
+TEST(BusdWithFewDescriptors, TakesTheClientsThatHadToWaitOnceOthersHaveGone) {
+  const RunningBusd busd(16);
+  busd.writeConfig("empty", "");
+  std::vector<std::unique_ptr<RawClient>> first;
+  for (int i = 0; i < 40; ++i) {
+    first.push_back(std::make_unique<RawClient>(busd, RawClient::Greeting::Ignore));
+  }
+  // The first ones are served; nothing can be read from those that are not accepted yet.
+  EXPECT_EQ(first.front()->read(wire::hello(1).size()), wire::hello(1));
+  const RawClient last(busd, RawClient::Greeting::Ignore);
+  ASSERT_TRUE(last.send(wire::lookup(1, "none")));
+  first.clear();
+  EXPECT_EQ(last.read(wire::hello(41).size()), wire::hello(41));
+  EXPECT_EQ(last.read(wire::status(1, 0, 4).size()), wire::status(1, 0, 4));
+  EXPECT_EQ(busd.get("empty").members, emptyPackage);
+}
+
 TEST_F(BusdClients, OneThatDiesWithItsAnswerUntakenIsForgotten) {
   busd_.writeConfig("large", "config t s\n option o '" + std::string(1000000, 'v') + "'\n");
   for (int i = 0; i < 5; ++i) {

@@ -15,10 +15,15 @@
 
 namespace bus_test {
 
-RunningBusd::RunningBusd() {
+RunningBusd::RunningBusd(unsigned int descriptorLimit) {
   std::filesystem::create_directory(dir_.path() / "config");
-  process_ = std::make_unique<test_support::BackgroundProcess>(std::vector<std::string>{
-      UBUSD_PATH, "--socket=" + socketPath(), "--config-dir=" + (dir_ / "config"), "--ready-fd=1"});
+  std::vector<std::string> command = {UBUSD_PATH, "--socket=" + socketPath(),
+                                      "--config-dir=" + (dir_ / "config"), "--ready-fd=1"};
+  if (descriptorLimit != 0) {
+    const std::string limit = "ulimit -n " + std::to_string(descriptorLimit);
+    command.insert(command.begin(), {"sh", "-c", limit + "; exec \"$@\"", "sh"});
+  }
+  process_ = std::make_unique<test_support::BackgroundProcess>(command);
   std::string line;
   if (!process_->readLine(line) || !line.empty()) {
     throw std::runtime_error("the daemon did not start: " + line + process_->wait().err);
@@ -54,13 +59,15 @@ test_support::ProcessResult RunningBusd::stop(int signal) {
   return process_->wait();
 }
 
-RawClient::RawClient(const RunningBusd& busd) : fd_(socket(AF_UNIX, SOCK_STREAM, 0)) {
+RawClient::RawClient(const RunningBusd& busd, Greeting greeting)
+    : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   busd.socketPath().copy(address.sun_path, sizeof(address.sun_path) - 1);
   if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
     throw std::system_error(errno, std::generic_category(), busd.socketPath());
   }
+  if (greeting == Greeting::Ignore) return;
   const std::string hello = read(wire::hello(0).size());
   for (const char c : hello.substr(4, 4)) id_ = id_ << 8 | static_cast<unsigned char>(c);
   if (hello != wire::hello(id_)) throw std::runtime_error("no hello");

@@ -20,8 +20,9 @@ struct GetResult {
 
 class RunningBusd {
  public:
-  // Returns when the daemon listens.
-  RunningBusd();
+  // Returns when the daemon listens. A limit other than 0 is the number of descriptors that the
+  // daemon may have.
+  explicit RunningBusd(unsigned int descriptorLimit = 0);
 
   std::string socketPath() const { return dir_ / "run/ubus/ubus.sock"; }
   std::string configPath(const std::string& name) const { return dir_ / ("config/" + name); }
@@ -39,8 +40,10 @@ class RunningBusd {
 
 class RawClient {
  public:
-  // Connects and reads the hello, which must be a whole one.
-  explicit RawClient(const RunningBusd& busd);
+  enum class Greeting { Await, Ignore };
+
+  // Connects, and reads the hello, which must be a whole one, unless it is to be ignored.
+  explicit RawClient(const RunningBusd& busd, Greeting greeting = Greeting::Await);
   ~RawClient();
   RawClient(const RawClient&) = delete;
   RawClient& operator=(const RawClient&) = delete;
