@@ -1,13 +1,11 @@
 // `router`: runs a command on this machine as on the router. Read options.cpp for the usage text,
 // session.cpp for what a run consists of.
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "testbed/router/errors.h"
@@ -26,13 +24,11 @@ int fail(const std::string& message) {
 
 std::string readConfig(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  std::ostringstream content;
-  // Reading a directory fails only at its first byte, and copying an empty file sets a bit too.
-  if (!file || file.peek() == std::ifstream::traits_type::eof() ? !file.eof()
-                                                                : !(content << file.rdbuf())) {
-    throw std::runtime_error(withErrno("cannot read " + path));
+  // A directory opens as well as a file does.
+  if (!file || std::filesystem::is_directory(path)) {
+    throw std::runtime_error("cannot read " + path);
   }
-  return content.str();
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 // Dies of the signal that ended the run, as the caller expects from any program.
