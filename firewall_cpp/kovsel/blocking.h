@@ -1,0 +1,38 @@
+// What the nat and filter programs share: the conditions under which a user's traffic is blocked
+// and what is noted when it is. Each call builds fresh nodes.
+#pragma once
+
+#include <string_view>
+
+#include "firewall_cpp/kovsel/rule_texts.h"
+#include "firewall_cpp/kovsel/user.h"
+
+namespace tavrix::kovsel {
+
+// The connection carries the user's label; never, for a user without one.
+IptCond isLabelled(const User& user);
+
+// All of the user's traffic is blocked: "reject_user" is "1".
+IptCond isRejected(const User& user);
+
+// The connection goes to a host of the user's keyword set.
+IptCond hasBlockedHost(const User& user);
+
+// The connection is of a class to be blocked, and of none of its exempt subclasses.
+IptCond isOfBlockedClass(const User& user);
+
+// The packet goes to a destination on the user's blacklist of that family.
+IptCond isBlacklisted(const User& user, const BlacklistTexts& blacklist);
+
+// Puts the packet's destination on the blacklist again, for the set's time-out to start anew;
+// nothing, for a user without one.
+IptProg refreshBlacklist(const User& user, const BlacklistTexts& blacklist);
+
+// Increments the counter that the option names; nothing without the option.
+IptProg increment(const User& user, std::string_view option);
+
+// `condition` and of none of the class's exempt subclasses, which `notSubclass` tests.
+IptCond exceptSubclasses(IptCond condition, const User& user, std::string_view trafficClass,
+                         const RuleText& notSubclass);
+
+}  // namespace tavrix::kovsel

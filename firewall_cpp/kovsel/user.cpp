@@ -1,0 +1,44 @@
+#include "firewall_cpp/kovsel/user.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+
+#include "wrt_cppwrap/uci_config.h"
+
+namespace tavrix::kovsel {
+namespace {
+
+const UciConfig::Section& section() {
+  return params["kovsel"];
+}
+
+}  // namespace
+
+// strtol and not atoi, which has no defined result beyond the range of int.
+User::User(std::string_view listed)
+    : number_(std::to_string(
+          static_cast<std::uint32_t>(std::strtol(std::string(listed).c_str(), nullptr, 10)))) {}
+
+std::string User::optionName(std::string_view name) const {
+  return std::string(name) + number_;
+}
+
+const User::Values& User::values(std::string_view name) const {
+  return section()[optionName(name)];
+}
+
+const User::Values& User::classExceptions(std::string_view trafficClass) const {
+  return values("class_" + std::string(trafficClass) + "_except_user");
+}
+
+IptProg forEachUser(IptProg (*makeProgram)(const User& user)) {
+  IptProg all = makeEmptyProg();
+  for (const std::string_view listed : section()["user_list"]) {
+    IptProg program = makeProgram(User(listed));
+    all = sequence(std::move(all), std::move(program));
+  }
+  return all;
+}
+
+}  // namespace tavrix::kovsel

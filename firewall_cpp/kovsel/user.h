@@ -1,0 +1,38 @@
+// A configured user: the number, and the options that carry it in their name.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ipt_compiler/export/ipt_lang.h"
+
+namespace tavrix::kovsel {
+
+class User {
+ public:
+  using Values = std::vector<std::string_view>;
+
+  // listed: a value of "user_list", read as a decimal number up to its first other character. So
+  // "7", "07" and "7abc" are user 7, "-1" is user 4294967295 and "x" is user 0.
+  explicit User(std::string_view listed);
+
+  const std::string& number() const { return number_; }
+
+  // The option's name for this user: `name` and the number.
+  std::string optionName(std::string_view name) const;
+
+  // All values of that option; empty without it.
+  const Values& values(std::string_view name) const;
+
+  // The subclasses that are exempt from what is decided about a traffic class.
+  const Values& classExceptions(std::string_view trafficClass) const;
+
+ private:
+  std::string number_;
+};
+
+// The user's program for every value of "user_list", one after another.
+IptProg forEachUser(IptProg (*makeProgram)(const User& user));
+
+}  // namespace tavrix::kovsel
