@@ -20,28 +20,26 @@ constexpr std::array<std::pair<std::string_view, std::uint16_t>, 20> kServices{
      {"sunrpc", 111}, {"ntp", 123},    {"imap2", 143}, {"snmp", 161},  {"https", 443},
      {"isakmp", 500}, {"syslog", 514}, {"imaps", 993}, {"pop3s", 995}, {"openvpn", 1194}}};
 
-constexpr std::array<std::pair<std::string_view, int>, 16> kProtocols{{{"all", 0},
-                                                                       {"icmp", 1},
-                                                                       {"igmp", 2},
-                                                                       {"tcp", 6},
-                                                                       {"udp", 17},
-                                                                       {"ipv6", 41},
-                                                                       {"gre", 47},
-                                                                       {"esp", 50},
-                                                                       {"ah", 51},
-                                                                       {"icmpv6", 58},
-                                                                       {"ospf", 89},
-                                                                       {"sctp", 132},
-                                                                       {"ipcomp", 108},
-                                                                       {"ipv6-icmp", 58},
-                                                                       {"udplite", 136},
-                                                                       {"dccp", 33}}};
+constexpr std::array<std::pair<std::string_view, int>, 24> kProtocols{
+    {{"all", 0},         {"ip", 0},    {"hopopt", 0},    {"icmp", 1},     {"igmp", 2},
+     {"ipencap", 4},     {"tcp", 6},   {"udp", 17},      {"dccp", 33},    {"ipv6", 41},
+     {"gre", 47},        {"esp", 50},  {"ah", 51},       {"icmpv6", 58},  {"ipv6-icmp", 58},
+     {"ipv6-nonxt", 59}, {"ospf", 89}, {"ipcomp", 108},  {"vrrp", 112},   {"l2tp", 115},
+     {"sctp", 132},      {"mh", 135},  {"ipv6-mh", 135}, {"udplite", 136}}};
 
-bool isDigit(char character) {
-  return character >= '0' && character <= '9';
-}
 bool isHexDigit(char character) {
   return std::isxdigit(static_cast<unsigned char>(character)) != 0;
+}
+
+char lowerCase(char character) {
+  return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+}
+
+// True when `word` begins with `text`, whatever the case.
+bool beginsWith(std::string_view word, std::string_view text) {
+  return text.size() <= word.size() &&
+         std::equal(text.begin(), text.end(), word.begin(),
+                    [](char left, char right) { return lowerCase(left) == lowerCase(right); });
 }
 
 // Cuts the text at the first separator. The second part is absent when there is none.
@@ -78,9 +76,11 @@ bool isIpv4Address(std::string_view text) {
   return plain && !text.empty() && inet_aton(std::string(text).c_str(), &address) != 0;
 }
 
-bool isIpv6Address(std::string_view text) {
+// An address in its whole form: "10.0" is none.
+bool isFullAddress(std::string_view text, Family family) {
   in6_addr address{};
-  return inet_pton(AF_INET6, std::string(text).c_str(), &address) == 1;
+  return inet_pton(family == Family::Ipv4 ? AF_INET : AF_INET6, std::string(text).c_str(),
+                   &address) == 1;
 }
 
 }  // namespace
@@ -120,15 +120,57 @@ std::optional<int> parseProtocol(std::string_view text) {
     return static_cast<int>(*number);
   }
   std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](char character) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  });
+  std::transform(lower.begin(), lower.end(), lower.begin(), lowerCase);
   for (const auto& [name, number] : kProtocols) {
     if (name == lower) {
       return number;
     }
   }
   return std::nullopt;
+}
+
+namespace {
+
+// The two ends of "a:b"; "a" alone has two equal ends, an open end is the given limit.
+template <typename Parse, typename Number>
+std::optional<std::pair<Number, Number>> parseEnds(std::string_view text, Parse parse,
+                                                   Number lowest, Number highest) {
+  const auto [first, second] = cut(text, ':');
+  const std::optional<Number> low = second && first.empty() ? lowest : parse(first);
+  const std::optional<Number> high = !second ? low : second->empty() ? highest : parse(*second);
+  if (!low || !high) {
+    return std::nullopt;
+  }
+  return std::pair(*low, *high);
+}
+
+std::optional<std::pair<std::uint64_t, std::uint64_t>> parseRange(std::string_view text,
+                                                                  const ShapeLimits& limits) {
+  const auto parse = [&](std::string_view number) {
+    return parseNumber(number, limits.minimum, limits.maximum);
+  };
+  return parseEnds(text, parse, limits.minimum, limits.maximum);
+}
+
+std::optional<std::pair<std::uint16_t, std::uint16_t>> parsePortRange(std::string_view text) {
+  return parseEnds(text, parsePort, std::uint16_t{0}, std::uint16_t{65535});
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> parseTimeUnit(std::string_view text) {
+  constexpr std::array<std::pair<std::string_view, std::uint64_t>, 4> kUnits{
+      {{"second", 1}, {"minute", 60}, {"hour", 3600}, {"day", 86400}}};
+  for (const auto& [name, seconds] : kUnits) {
+    if (!text.empty() && beginsWith(name, text)) {
+      return seconds;
+    }
+  }
+  return std::nullopt;
+}
+
+bool isEmptyMask(std::string_view mask) {
+  return mask == "0" || mask == "0.0.0.0" || mask == "::";
 }
 
 bool isText(std::string_view text, const ShapeLimits& limits, Family) {
@@ -140,14 +182,17 @@ bool isNumber(std::string_view text, const ShapeLimits& limits, Family) {
 }
 
 bool isNumberRange(std::string_view text, const ShapeLimits& limits, Family) {
-  const auto [first, second] = cut(text, ':');
-  // An open end ("3:" or ":3") means the smallest or largest value.
-  const auto low =
-      second && first.empty() ? limits.minimum : parseNumber(first, limits.minimum, limits.maximum);
-  const auto high = second && !second->empty()
-                        ? parseNumber(*second, limits.minimum, limits.maximum)
-                        : std::optional(limits.maximum);
-  return low && high && *low <= *high;
+  const auto range = parseRange(text, limits);
+  return range && range->first <= range->second;
+}
+
+bool isUnorderedNumberRange(std::string_view text, const ShapeLimits& limits, Family) {
+  return parseRange(text, limits).has_value();
+}
+
+bool isIncreasingPair(std::string_view text, const ShapeLimits& limits, Family) {
+  const auto range = parseRange(text, limits);
+  return range && text.find(':') != std::string_view::npos && range->first < range->second;
 }
 
 bool isNumberSlashNumber(std::string_view text, const ShapeLimits& limits, Family) {
@@ -156,19 +201,13 @@ bool isNumberSlashNumber(std::string_view text, const ShapeLimits& limits, Famil
          (!mask || parseNumber(*mask, limits.minimum, limits.maximum));
 }
 
-bool isIncreasingPair(std::string_view text, const ShapeLimits& limits, Family) {
-  const auto [first, second] = cut(text, ':');
-  const auto low = parseNumber(first, limits.minimum, limits.maximum);
-  const auto high = second ? parseNumber(*second, limits.minimum, limits.maximum) : std::nullopt;
-  return low && high && *low < *high;
+bool isPortRange(std::string_view text, const ShapeLimits&, Family) {
+  const auto range = parsePortRange(text);
+  return range && range->first <= range->second;
 }
 
-bool isPortRange(std::string_view text, const ShapeLimits&, Family) {
-  const auto [first, second] = cut(text, ':');
-  const auto low = second && first.empty() ? std::uint16_t{0} : parsePort(first);
-  const auto high =
-      second && !second->empty() ? parsePort(*second) : std::optional<std::uint16_t>(65535);
-  return low && high && *low <= *high;
+bool isUnorderedPortRange(std::string_view text, const ShapeLimits&, Family) {
+  return parsePortRange(text).has_value();
 }
 
 bool isPortList(std::string_view text, const ShapeLimits&, Family) {
@@ -213,9 +252,29 @@ bool isWord(std::string_view text, const ShapeLimits& limits, Family) {
   return std::find(limits.words.begin(), limits.words.end(), text) != limits.words.end();
 }
 
-bool isWordList(std::string_view text, const ShapeLimits& limits, Family family) {
+bool isWordAnyCase(std::string_view text, const ShapeLimits& limits, Family) {
+  return std::any_of(limits.words.begin(), limits.words.end(), [&](std::string_view word) {
+    return word.size() == text.size() && beginsWith(word, text);
+  });
+}
+
+bool isWordPrefix(std::string_view text, const ShapeLimits& limits, Family) {
+  return !text.empty() &&
+         std::any_of(limits.words.begin(), limits.words.end(),
+                     [&](std::string_view word) { return beginsWith(word, text); });
+}
+
+bool isWordPrefixList(std::string_view text, const ShapeLimits& limits, Family family) {
   return everyPiece(
-      text, [&](std::string_view piece) { return isWord(piece, limits, family); }, text.size() + 1);
+      text, [&](std::string_view piece) { return isWordPrefix(piece, limits, family); },
+      text.size() + 1);
+}
+
+bool isLooseWordList(std::string_view text, const ShapeLimits& limits, Family family) {
+  return everyPiece(
+      text,
+      [&](std::string_view piece) { return piece.empty() || isWordAnyCase(piece, limits, family); },
+      text.size() + 1);
 }
 
 bool isSetDirections(std::string_view text, const ShapeLimits&, Family) {
@@ -226,13 +285,13 @@ bool isSetDirections(std::string_view text, const ShapeLimits&, Family) {
 }
 
 bool isRate(std::string_view text, const ShapeLimits&, Family) {
-  constexpr std::array<std::string_view, 4> kUnits{"second", "minute", "hour", "day"};
+  constexpr std::uint64_t kMostPerSecond = 10000;
   const auto [number, unit] = cut(text, '/');
-  const bool unitFits =
-      !unit || (!unit->empty() && std::any_of(kUnits.begin(), kUnits.end(), [&](auto known) {
-        return known.starts_with(*unit);
-      }));
-  return unitFits && parseNumber(number, 1, 10000).has_value();
+  if (!unit) {
+    return parseNumber(number, 1, kMostPerSecond).has_value();
+  }
+  const auto seconds = parseTimeUnit(*unit);
+  return seconds && parseNumber(number, 1, kMostPerSecond * *seconds);
 }
 
 bool isInterfaceName(std::string_view text, const ShapeLimits&, Family) {
@@ -246,17 +305,31 @@ bool isProbability(std::string_view text, const ShapeLimits&, Family) {
   return error == std::errc() && end == text.data() + text.size() && value >= 0 && value <= 1;
 }
 
+bool isOwnerRange(std::string_view text, const ShapeLimits&, Family) {
+  constexpr std::uint64_t kHighest = 0xFFFFFFFE;
+  const std::size_t separator = text.find_first_of("-:");
+  const auto low = parseNumber(text.substr(0, separator), 0, kHighest);
+  const auto high = separator == std::string_view::npos
+                        ? low
+                        : parseNumber(text.substr(separator + 1), 0, kHighest);
+  return low && high && *low <= *high;
+}
+
 bool isAddress(std::string_view text, const ShapeLimits&, Family family) {
-  return family == Family::Ipv4 ? isIpv4Address(text) : isIpv6Address(text);
+  return family == Family::Ipv4 ? isIpv4Address(text) : isFullAddress(text, family);
 }
 
 bool isAddressWithMask(std::string_view text, const ShapeLimits& limits, Family family) {
   const auto [address, mask] = cut(text, '/');
+  if (!mask) {
+    return isAddress(address, limits, family);
+  }
+  if (isEmptyMask(*mask)) {
+    return true;
+  }
   const std::uint64_t longest = family == Family::Ipv4 ? 32 : 128;
   return isAddress(address, limits, family) &&
-         (!mask || parseNumber(*mask, 0, longest) ||
-          // A mask that is one number is a length; only the long form is an address.
-          (!std::all_of(mask->begin(), mask->end(), isDigit) && isAddress(*mask, limits, family)));
+         (parseNumber(*mask, 0, longest) || isFullAddress(*mask, family));
 }
 
 bool isAddressRange(std::string_view text, const ShapeLimits& limits, Family family) {
@@ -270,6 +343,8 @@ bool isNatDestination(std::string_view text, const ShapeLimits& limits, Family f
   std::optional<std::string_view> ports;
   if (family == Family::Ipv4) {
     std::tie(addresses, ports) = cut(text, ':');
+  } else if (text.starts_with(':') && isDashPortRange(text.substr(1), limits, family)) {
+    return true;
   } else if (text.starts_with('[')) {
     const std::size_t end = text.find(']');
     if (end == std::string_view::npos) {
@@ -286,10 +361,14 @@ bool isNatDestination(std::string_view text, const ShapeLimits& limits, Family f
          (!ports || isDashPortRange(*ports, limits, family));
 }
 
-bool isIcmpType(std::string_view text, const ShapeLimits& limits, Family family) {
+bool isIcmpType(std::string_view text, const ShapeLimits& limits, Family) {
   const auto [type, code] = cut(text, '/');
-  return isWord(text, limits, family) ||
-         (parseNumber(type, 0, 255) && (!code || parseNumber(*code, 0, 255)));
+  if (parseNumber(type, 0, 255)) {
+    return !code || parseNumber(*code, 0, 255);
+  }
+  return !text.empty() &&
+         std::count_if(limits.words.begin(), limits.words.end(),
+                       [&](std::string_view word) { return beginsWith(word, text); }) == 1;
 }
 
 }  // namespace file_tables

@@ -12,8 +12,8 @@
 namespace file_tables {
 namespace {
 
-bool endsTheChain(const Rule& rule) {
-  return rule.targetKind == TargetKind::Verdict && rule.matches.empty() && rule.selectors.empty();
+bool endsTheChain(const Rule& rule, Family family) {
+  return rule.targetKind == TargetKind::Verdict && rule.isUnconditional(family);
 }
 
 // What the walk needs of one chain.
@@ -30,7 +30,7 @@ std::vector<ChainNode> buildNodes(const Table& table) {
     ChainNode node;
     for (const Rule& rule : chain.rules) {
       ++node.walkedRules;
-      if (endsTheChain(rule)) {
+      if (endsTheChain(rule, table.family())) {
         break;
       }
       if (rule.targetKind == TargetKind::Chain || rule.targetKind == TargetKind::Goto) {

@@ -64,10 +64,15 @@ struct ExtensionSpec {
   std::span<const int> protocols{};
   std::string_view table{};  // the only table; empty: every table
   HookMask hooks = kAllHooks;
-  // What the tool itself refuses about the options together; null text when nothing. May be null.
-  const char* (*toolObjection)(const Rule& rule, const ExtensionUse& use) = nullptr;
-  // True when the kernel refuses the rule for a reason not given above. May be null. `reached`
-  // are the hooks from which the rule can be reached.
+  // The three checks below may be null. The first two give the tool's message, null when there
+  // is nothing to object. This one sees an option as it is read: the real tools hold some options
+  // against the "-p" before them (0 when there is none yet) and not against a later one.
+  const char* (*objectionToOption)(const OptionUse& option, int protocol,
+                                   bool protocolNegated) = nullptr;
+  // What is wrong with the options together.
+  const char* (*objection)(const ExtensionUse& use) = nullptr;
+  // True when the kernel refuses the rule for a reason not given above. `reached` are the hooks
+  // from which the rule can be reached.
   bool (*kernelRefuses)(const Rule& rule, const ExtensionUse& use, HookMask reached) = nullptr;
 
   bool supports(Family family) const { return family == Family::Ipv4 ? ipv4 : ipv6; }

@@ -19,7 +19,7 @@ constexpr std::array kPortOptions{
 };
 constexpr std::array<Words, 8> kTcpFlags{"SYN", "ACK", "FIN", "RST", "URG", "PSH", "ALL", "NONE"};
 bool isTcpFlagList(std::string_view text, const ShapeLimits&, Family family) {
-  return isWordList(text, {0, 0, kTcpFlags}, family);
+  return isLooseWordList(text, {0, 0, kTcpFlags}, family);
 }
 constexpr std::array kTcpOptions{
     kPortOptions[0],
@@ -30,7 +30,7 @@ constexpr std::array kTcpOptions{
     flagOption("syn").mayBeNegated().oneOfGroup(1),
     numberOption("tcp-option", 1, kMaximum8).mayBeNegated(),
 };
-constexpr std::array<Words, 20> kIcmpTypes{"any",
+constexpr std::array<Words, 40> kIcmpTypes{"any",
                                            "echo-reply",
                                            "pong",
                                            "destination-unreachable",
@@ -39,42 +39,69 @@ constexpr std::array<Words, 20> kIcmpTypes{"any",
                                            "protocol-unreachable",
                                            "port-unreachable",
                                            "fragmentation-needed",
+                                           "source-route-failed",
+                                           "network-unknown",
+                                           "host-unknown",
+                                           "network-prohibited",
+                                           "host-prohibited",
+                                           "TOS-network-unreachable",
+                                           "TOS-host-unreachable",
+                                           "communication-prohibited",
+                                           "host-precedence-violation",
+                                           "precedence-cutoff",
                                            "source-quench",
                                            "redirect",
+                                           "network-redirect",
+                                           "host-redirect",
+                                           "TOS-network-redirect",
+                                           "TOS-host-redirect",
                                            "echo-request",
                                            "ping",
                                            "router-advertisement",
                                            "router-solicitation",
                                            "time-exceeded",
+                                           "ttl-exceeded",
                                            "ttl-zero-during-transit",
+                                           "ttl-zero-during-reassembly",
                                            "parameter-problem",
+                                           "ip-header-bad",
+                                           "required-option-missing",
                                            "timestamp-request",
-                                           "timestamp-reply"};
-constexpr std::array<Words, 18> kIcmpV6Types{"destination-unreachable",
+                                           "timestamp-reply",
+                                           "address-mask-request",
+                                           "address-mask-reply"};
+constexpr std::array<Words, 28> kIcmpV6Types{"destination-unreachable",
                                              "no-route",
                                              "communication-prohibited",
+                                             "beyond-scope",
                                              "address-unreachable",
                                              "port-unreachable",
+                                             "failed-policy",
+                                             "reject-route",
                                              "packet-too-big",
                                              "time-exceeded",
                                              "ttl-exceeded",
+                                             "ttl-zero-during-transit",
+                                             "ttl-zero-during-reassembly",
                                              "parameter-problem",
                                              "bad-header",
                                              "unknown-header-type",
+                                             "unknown-option",
                                              "echo-request",
+                                             "ping",
                                              "echo-reply",
+                                             "pong",
                                              "router-solicitation",
                                              "router-advertisement",
                                              "neighbour-solicitation",
                                              "neighbour-advertisement",
+                                             "neighbor-solicitation",
+                                             "neighbor-advertisement",
                                              "redirect"};
-constexpr std::array kIcmpOptions{OptionSpec{
-    .name = "icmp-type", .shape = isIcmpType, .limits = {0, 0, kIcmpTypes}, .negatable = true}};
-constexpr std::array kIcmpV6Options{OptionSpec{.name = "icmpv6-type",
-                                               .shape = isIcmpType,
-                                               .limits = {0, 0, kIcmpV6Types},
-                                               .negatable = true,
-                                               .required = true}};
+constexpr std::array kIcmpOptions{
+    wordOption("icmp-type", isIcmpType, kIcmpTypes).mayBeNegated().mustBeGiven()};
+constexpr std::array kIcmpV6Options{
+    wordOption("icmpv6-type", isIcmpType, kIcmpV6Types).mayBeNegated().mustBeGiven()};
 constexpr std::array kMultiportOptions{
     shapedOption("source-ports", isPortList).mayBeNegated().oneOfGroup(1),
     shapedOption("sports", isPortList).mayBeNegated().oneOfGroup(1).aliasOf("source-ports"),
@@ -84,24 +111,28 @@ constexpr std::array kMultiportOptions{
 };
 constexpr std::array<int, 1> kOnlyTcp{kTcp};
 constexpr std::array<int, 1> kOnlyUdp{kUdp};
+constexpr std::array<int, 1> kOnlySctp{kSctp};
+constexpr std::array<int, 1> kOnlyDccp{kDccp};
 constexpr std::array<int, 1> kOnlyIcmp{kIcmp};
 constexpr std::array<int, 1> kOnlyIcmpV6{kIcmpV6};
 constexpr std::array<int, 5> kWithPorts{kTcp, kUdp, kUdpLite, kSctp, kDccp};
 
-const char* multiportObjection(const Rule& rule, const ExtensionUse&) {
-  return std::find(kWithPorts.begin(), kWithPorts.end(), rule.protocol) == kWithPorts.end()
+const char* multiportObjection(const OptionUse&, int protocol, bool protocolNegated) {
+  return protocolNegated ||
+                 std::find(kWithPorts.begin(), kWithPorts.end(), protocol) == kWithPorts.end()
              ? "multiport needs `-p tcp', `-p udp', `-p udplite', `-p sctp' or `-p dccp'"
              : nullptr;
 }
 
 // --- what a packet or a connection carries
 
-constexpr std::array kCommentOptions{textOption("comment", 0, 255).mustBeGiven()};
+constexpr std::array kCommentOptions{textOption("comment", 0).mustBeGiven()};
 constexpr std::array kMarkOptions{markOption("mark").mayBeNegated().mustBeGiven()};
 constexpr std::array kMacOptions{
     shapedOption("mac-source", isMacAddress).mayBeNegated().mustBeGiven()};
 constexpr std::array kSetOptions{
     setOption("match-set").mayBeNegated().mustBeGiven(),
+    setOption("set").mayBeNegated().aliasOf("match-set"),
     flagOption("return-nomatch"),
     flagOption("update-counters").mayBeNegated(),
     flagOption("update-subcounters").mayBeNegated(),
@@ -115,9 +146,9 @@ constexpr std::array kSetOptions{
 constexpr std::array<Words, 3> kConnbytesDirections{"original", "reply", "both"};
 constexpr std::array<Words, 3> kConnbytesModes{"packets", "bytes", "avgpkt"};
 constexpr std::array kConnbytesOptions{
-    rangeOption("connbytes", kMaximum64).mayBeNegated().mustBeGiven(),
-    wordOption("connbytes-dir", kConnbytesDirections).mustBeGiven(),
-    wordOption("connbytes-mode", kConnbytesModes).mustBeGiven(),
+    rangeOption("connbytes", isNumberRange, kMaximum64).mayBeNegated().mustBeGiven(),
+    wordOption("connbytes-dir", isWord, kConnbytesDirections).mustBeGiven(),
+    wordOption("connbytes-mode", isWord, kConnbytesModes).mustBeGiven(),
 };
 constexpr std::array<Words, 7> kConnectionStates{"INVALID",   "NEW",  "ESTABLISHED", "RELATED",
                                                  "UNTRACKED", "SNAT", "DNAT"};
@@ -128,23 +159,24 @@ bool isProtocolName(std::string_view text, const ShapeLimits&, Family) {
   return parseProtocol(text).has_value();
 }
 constexpr std::array kConntrackOptions{
-    wordListOption("ctstate", kConnectionStates).mayBeNegated(),
+    wordOption("ctstate", isWordPrefixList, kConnectionStates).mayBeNegated(),
     shapedOption("ctproto", isProtocolName).mayBeNegated(),
     shapedOption("ctorigsrc", isAddressWithMask).mayBeNegated(),
     shapedOption("ctorigdst", isAddressWithMask).mayBeNegated(),
     shapedOption("ctreplsrc", isAddressWithMask).mayBeNegated(),
     shapedOption("ctrepldst", isAddressWithMask).mayBeNegated(),
-    shapedOption("ctorigsrcport", isPortRange).mayBeNegated(),
-    shapedOption("ctorigdstport", isPortRange).mayBeNegated(),
-    shapedOption("ctreplsrcport", isPortRange).mayBeNegated(),
-    shapedOption("ctrepldstport", isPortRange).mayBeNegated(),
-    wordListOption("ctstatus", kConnectionStatuses).mayBeNegated(),
-    rangeOption("ctexpire", kMaximum32).mayBeNegated(),
-    wordOption("ctdir", kConnectionDirections),
+    shapedOption("ctorigsrcport", isUnorderedPortRange).mayBeNegated(),
+    shapedOption("ctorigdstport", isUnorderedPortRange).mayBeNegated(),
+    shapedOption("ctreplsrcport", isUnorderedPortRange).mayBeNegated(),
+    shapedOption("ctrepldstport", isUnorderedPortRange).mayBeNegated(),
+    wordOption("ctstatus", isWordPrefixList, kConnectionStatuses).mayBeNegated(),
+    rangeOption("ctexpire", isUnorderedNumberRange, kMaximum32).mayBeNegated(),
+    wordOption("ctdir", isWordAnyCase, kConnectionDirections),
 };
 constexpr std::array<Words, 5> kStates{"INVALID", "NEW", "ESTABLISHED", "RELATED", "UNTRACKED"};
-constexpr std::array kStateOptions{wordListOption("state", kStates).mayBeNegated().mustBeGiven()};
-constexpr std::array kHelperOptions{textOption("helper", 1, 29).mayBeNegated().mustBeGiven()};
+constexpr std::array kStateOptions{
+    wordOption("state", isWordPrefixList, kStates).mayBeNegated().mustBeGiven()};
+constexpr std::array kHelperOptions{textOption("helper", 0).mayBeNegated().mustBeGiven()};
 
 // --- addresses, interfaces and the rest
 
@@ -152,49 +184,91 @@ constexpr std::array<Words, 12> kAddressTypes{"UNSPEC",   "UNICAST",   "LOCAL", 
                                               "ANYCAST",  "MULTICAST", "BLACKHOLE", "UNREACHABLE",
                                               "PROHIBIT", "THROW",     "NAT",       "XRESOLVE"};
 constexpr std::array kAddrtypeOptions{
-    wordListOption("src-type", kAddressTypes).mayBeNegated(),
-    wordListOption("dst-type", kAddressTypes).mayBeNegated(),
+    wordOption("src-type", isWordPrefixList, kAddressTypes).mayBeNegated(),
+    wordOption("dst-type", isWordPrefixList, kAddressTypes).mayBeNegated(),
     flagOption("limit-iface-in").oneOfGroup(1),
     flagOption("limit-iface-out").oneOfGroup(1),
 };
-const char* addrtypeObjection(const Rule&, const ExtensionUse& use) {
+const char* addrtypeObjection(const ExtensionUse& use) {
   return use.find("src-type") == nullptr && use.find("dst-type") == nullptr
              ? "addrtype: you must specify --src-type or --dst-type"
              : nullptr;
+}
+bool addrtypeRefused(const Rule&, const ExtensionUse& use, HookMask reached) {
+  constexpr HookMask kWithoutInput = kOutput | kPostrouting;
+  constexpr HookMask kWithoutOutput = kPrerouting | kInput;
+  return (use.find("limit-iface-in") != nullptr && (reached & kWithoutInput) != 0) ||
+         (use.find("limit-iface-out") != nullptr && (reached & kWithoutOutput) != 0);
 }
 constexpr std::array kIprangeOptions{
     shapedOption("src-range", isAddressRange).mayBeNegated(),
     shapedOption("dst-range", isAddressRange).mayBeNegated(),
 };
 constexpr std::array kPhysdevOptions{
-    shapedOption("physdev-in", isInterfaceName).mayBeNegated(),
-    shapedOption("physdev-out", isInterfaceName).mayBeNegated(),
+    textOption("physdev-in", 0, 15).mayBeNegated(),
+    textOption("physdev-out", 0, 15).mayBeNegated(),
     flagOption("physdev-is-in").mayBeNegated(),
     flagOption("physdev-is-out").mayBeNegated(),
     flagOption("physdev-is-bridged").mayBeNegated(),
 };
 constexpr std::array<Words, 4> kPacketTypes{"unicast", "broadcast", "multicast", "host"};
 constexpr std::array kPkttypeOptions{
-    wordOption("pkt-type", kPacketTypes).mayBeNegated().mustBeGiven()};
+    wordOption("pkt-type", isWordAnyCase, kPacketTypes).mayBeNegated().mustBeGiven()};
 constexpr std::array kLimitOptions{shapedOption("limit", isRate),
                                    numberOption("limit-burst", 0, 10000)};
-constexpr std::array kLengthOptions{rangeOption("length", kMaximum16).mayBeNegated().mustBeGiven()};
+// The kernel counts what a full burst is worth in a 32-bit number that holds about a day and a
+// half. It refuses most bursts above that, this function all of them.
+bool limitRefused(const Rule&, const ExtensionUse& use, HookMask) {
+  constexpr std::uint64_t kMostSeconds = 134217;
+  std::string_view rate = "3/hour";
+  std::uint64_t burst = 5;
+  if (const OptionUse* limit = use.find("limit")) {
+    rate = limit->arguments.front();
+  }
+  if (const OptionUse* limitBurst = use.find("limit-burst")) {
+    burst = *parseNumber(limitBurst->arguments.front(), 0, kMaximum64);
+  }
+  const std::size_t slash = rate.find('/');
+  const std::uint64_t count = *parseNumber(rate.substr(0, slash), 0, kMaximum64);
+  const std::uint64_t seconds =
+      slash == std::string_view::npos ? 1 : *parseTimeUnit(rate.substr(slash + 1));
+  return burst == 0 || seconds * burst / count > kMostSeconds;
+}
+constexpr std::array kLengthOptions{
+    rangeOption("length", isUnorderedNumberRange, kMaximum16).mayBeNegated().mustBeGiven()};
 constexpr std::array kDscpOptions{
     numberOption("dscp", 0, 63).mayBeNegated().oneOfGroup(1),
-    textOption("dscp-class", 2, 4).mayBeNegated().oneOfGroup(1),
+    wordOption("dscp-class", isWordAnyCase, kDscpClasses).mayBeNegated().oneOfGroup(1),
 };
 constexpr std::array kOwnerOptions{
-    rangeOption("uid-owner", kMaximum32).mayBeNegated(),
-    rangeOption("gid-owner", kMaximum32).mayBeNegated(),
+    shapedOption("uid-owner", isOwnerRange).mayBeNegated(),
+    shapedOption("gid-owner", isOwnerRange).mayBeNegated(),
     flagOption("socket-exists").mayBeNegated(),
 };
 constexpr std::array<Words, 2> kStatisticModes{"random", "nth"};
 constexpr std::array kStatisticOptions{
-    wordOption("mode", kStatisticModes).mustBeGiven(),
+    wordOption("mode", isWord, kStatisticModes).mustBeGiven(),
     shapedOption("probability", isProbability).mayBeNegated(),
     numberOption("every", 1, kMaximum32).mayBeNegated(),
     numberOption("packet", 0, kMaximum32),
 };
+
+const char* statisticObjection(const ExtensionUse& use) {
+  const OptionUse* every = use.find("every");
+  const OptionUse* packet = use.find("packet");
+  if (use.find("mode")->arguments.front() == "random") {
+    return use.find("probability") == nullptr
+               ? "--probability must be specified when using random mode"
+               : nullptr;
+  }
+  if (every == nullptr || packet == nullptr) {
+    return "--every and --packet must be specified when using nth mode";
+  }
+  return *parseNumber(packet->arguments.front(), 0, kMaximum32) >=
+                 *parseNumber(every->arguments.front(), 0, kMaximum32)
+             ? "the --packet p must be 0 <= p <= n-1"
+             : nullptr;
+}
 
 // --- the platform's own
 
@@ -214,7 +288,7 @@ constexpr std::array kConndurvanOptions{
     textOption("subclass", 1, kLongestName).oneOfGroup(1),
     flagOption("invert"),
 };
-const char* conndurvanObjection(const Rule&, const ExtensionUse& use) {
+const char* conndurvanObjection(const ExtensionUse& use) {
   return use.find("mark") != nullptr && use.find("invert") != nullptr
              ? "tavrix-conndurvan: option \"--invert\" cannot be used together with \"--mark\"."
              : nullptr;
@@ -225,6 +299,8 @@ constexpr std::array kXthostsetOptions{textOption("set-name", 1, kLongestName).m
 constexpr std::array kMatches{
     ExtensionSpec{.name = "tcp", .options = kTcpOptions, .protocols = kOnlyTcp},
     ExtensionSpec{.name = "udp", .options = kPortOptions, .protocols = kOnlyUdp},
+    ExtensionSpec{.name = "sctp", .options = kPortOptions, .protocols = kOnlySctp},
+    ExtensionSpec{.name = "dccp", .options = kPortOptions, .protocols = kOnlyDccp},
     ExtensionSpec{.name = "icmp", .options = kIcmpOptions, .ipv6 = false, .protocols = kOnlyIcmp},
     ExtensionSpec{
         .name = "icmp6", .options = kIcmpV6Options, .ipv4 = false, .protocols = kOnlyIcmpV6},
@@ -232,7 +308,7 @@ constexpr std::array kMatches{
                   .options = kMultiportOptions,
                   .needsAnOption = "multiport expection an option",
                   .protocols = kWithPorts,
-                  .toolObjection = multiportObjection},
+                  .objectionToOption = multiportObjection},
     ExtensionSpec{.name = "comment", .options = kCommentOptions},
     ExtensionSpec{.name = "mark", .options = kMarkOptions},
     ExtensionSpec{.name = "connmark", .options = kMarkOptions},
@@ -244,8 +320,10 @@ constexpr std::array kMatches{
                   .needsAnOption = "conntrack: At least one option is required"},
     ExtensionSpec{.name = "state", .options = kStateOptions},
     ExtensionSpec{.name = "helper", .options = kHelperOptions},
-    ExtensionSpec{
-        .name = "addrtype", .options = kAddrtypeOptions, .toolObjection = addrtypeObjection},
+    ExtensionSpec{.name = "addrtype",
+                  .options = kAddrtypeOptions,
+                  .objection = addrtypeObjection,
+                  .kernelRefuses = addrtypeRefused},
     ExtensionSpec{
         .name = "iprange",
         .options = kIprangeOptions,
@@ -254,7 +332,7 @@ constexpr std::array kMatches{
                   .options = kPhysdevOptions,
                   .needsAnOption = "PHYSDEV: no physdev option specified"},
     ExtensionSpec{.name = "pkttype", .options = kPkttypeOptions},
-    ExtensionSpec{.name = "limit", .options = kLimitOptions},
+    ExtensionSpec{.name = "limit", .options = kLimitOptions, .kernelRefuses = limitRefused},
     ExtensionSpec{.name = "length", .options = kLengthOptions},
     ExtensionSpec{.name = "dscp",
                   .options = kDscpOptions,
@@ -264,14 +342,15 @@ constexpr std::array kMatches{
                   .needsAnOption = "owner: At least one of --uid-owner, --gid-owner or "
                                    "--socket-exists is required",
                   .hooks = kOutput | kPostrouting},
-    ExtensionSpec{.name = "statistic", .options = kStatisticOptions},
+    ExtensionSpec{
+        .name = "statistic", .options = kStatisticOptions, .objection = statisticObjection},
     ExtensionSpec{.name = "tavrix-connlabel", .options = kConnlabelOptions},
     ExtensionSpec{.name = "tavrix-connstat", .options = kConnstatOptions},
     ExtensionSpec{
         .name = "tavrix-conndurvan",
         .options = kConndurvanOptions,
         .needsAnOption = "tavrix-conndurvan: one of --mark, --class or --subclass is required",
-        .toolObjection = conndurvanObjection},
+        .objection = conndurvanObjection},
     ExtensionSpec{.name = "tavrix-xtcounter", .options = kXtcounterOptions},
     ExtensionSpec{.name = "tavrix-xthostset", .options = kXthostsetOptions},
 };

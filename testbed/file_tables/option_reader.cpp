@@ -6,17 +6,23 @@
 namespace file_tables {
 namespace {
 
-constexpr std::array<BaseOption, 29> kBaseOptions{
-    {{"append", 'A', true},       {"delete", 'D', true},       {"check", 'C', true},
-     {"insert", 'I', true},       {"replace", 'R', true},      {"flush", 'F', true},
-     {"new-chain", 'N', true},    {"delete-chain", 'X', true}, {"rename-chain", 'E', true},
-     {"policy", 'P', true},       {"source", 's', true},       {"destination", 'd', true},
-     {"src", 's', true},          {"dst", 'd', true},          {"protocol", 'p', true},
-     {"in-interface", 'i', true}, {"jump", 'j', true},         {"table", 't', true},
-     {"match", 'm', true},        {"numeric", 'n', false},     {"out-interface", 'o', true},
-     {"verbose", 'v', false},     {"wait", 'w', false},        {"exact", 'x', false},
-     {"fragments", 'f', false},   {"set-counters", 'c', true}, {"goto", 'g', true},
+constexpr std::array<BaseOption, 32> kBaseOptions{
+    {{"append", 'A', true},       {"delete", 'D', false},       {"check", 'C', false},
+     {"insert", 'I', false},      {"replace", 'R', false},      {"flush", 'F', false},
+     {"new-chain", 'N', false},   {"delete-chain", 'X', false}, {"rename-chain", 'E', false},
+     {"policy", 'P', false},      {"zero", 'Z', false},         {"list", 'L', false},
+     {"list-rules", 'S', false},  {"source", 's', true},        {"destination", 'd', true},
+     {"src", 's', true},          {"dst", 'd', true},           {"protocol", 'p', true},
+     {"in-interface", 'i', true}, {"jump", 'j', true},          {"table", 't', true},
+     {"match", 'm', true},        {"numeric", 'n', false},      {"out-interface", 'o', true},
+     {"verbose", 'v', false},     {"wait", 'w', false},         {"exact", 'x', false},
+     {"fragments", 'f', false},   {"set-counters", 'c', true},  {"goto", 'g', true},
      {"ipv4", '4', false},        {"ipv6", '6', false}}};
+
+// The real tools look at the whole token of these, so "-ptcp" names the protocol "-ptcp".
+bool ignoresJoinedForm(const BaseOption& option) {
+  return std::string_view("psdioj").find(option.letter) != std::string_view::npos;
+}
 
 // Both names mean the same option, so that an abbreviation of both is not ambiguous.
 bool sameOption(const OptionReader::Item& left, const OptionReader::Item& right) {
@@ -77,7 +83,8 @@ OptionReader::Item OptionReader::readLong(std::string_view token) {
   }
   ++position_;
   if (equals != std::string_view::npos) {
-    item.argument = token.substr(equals + 1);
+    const bool whole = item.base != nullptr && ignoresJoinedForm(*item.base);
+    item.argument = whole ? token : token.substr(equals + 1);
   } else if (takesArgument) {
     item.argument = takeArgument(item);
   }
@@ -105,7 +112,9 @@ OptionReader::Item OptionReader::readShort(std::string_view token) {
     letter_ = 0;
     ++position_;
     if (item.base->takesArgument) {
-      item.argument = tokenEnds ? takeArgument(item) : joined;
+      item.argument = tokenEnds                       ? takeArgument(item)
+                      : ignoresJoinedForm(*item.base) ? token
+                                                      : joined;
     }
   }
   return item;

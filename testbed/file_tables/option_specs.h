@@ -1,6 +1,7 @@
 // Short ways to write one line of an option table, shared by the tables of matches and targets.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -23,6 +24,11 @@ constexpr std::uint64_t kMaximum16 = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint64_t kMaximum32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t kMaximum64 = std::numeric_limits<std::uint64_t>::max();
 
+// The names of the "DSCP" match and target.
+inline constexpr std::array<std::string_view, 22> kDscpClasses{
+    "CS0",  "CS1",  "CS2",  "CS3",  "CS4",  "CS5",  "CS6",  "CS7",  "BE",   "AF11", "AF12",
+    "AF13", "AF21", "AF22", "AF23", "AF31", "AF32", "AF33", "AF41", "AF42", "AF43", "EF"};
+
 constexpr OptionSpec flagOption(std::string_view name) {
   return {.name = name};
 }
@@ -31,9 +37,9 @@ constexpr OptionSpec shapedOption(std::string_view name, Shape shape) {
   return {.name = name, .shape = shape};
 }
 
-// A text of `minimum` to `maximum` characters.
+// A text of `minimum` characters at least. The real tools cut a text that is too long.
 constexpr OptionSpec textOption(std::string_view name, std::uint64_t minimum,
-                                std::uint64_t maximum) {
+                                std::uint64_t maximum = kMaximum64) {
   return {.name = name, .shape = isText, .limits = {minimum, maximum, {}}};
 }
 
@@ -42,9 +48,9 @@ constexpr OptionSpec numberOption(std::string_view name, std::uint64_t minimum,
   return {.name = name, .shape = isNumber, .limits = {minimum, maximum, {}}};
 }
 
-// "3" or "3:7" within 0 to `maximum`.
-constexpr OptionSpec rangeOption(std::string_view name, std::uint64_t maximum) {
-  return {.name = name, .shape = isNumberRange, .limits = {0, maximum, {}}};
+// A range of numbers within 0 to `maximum`; the shape says in which order.
+constexpr OptionSpec rangeOption(std::string_view name, Shape shape, std::uint64_t maximum) {
+  return {.name = name, .shape = shape, .limits = {0, maximum, {}}};
 }
 
 // "value" or "value/mask" of 32 bits.
@@ -52,13 +58,10 @@ constexpr OptionSpec markOption(std::string_view name) {
   return {.name = name, .shape = isNumberSlashNumber, .limits = {0, kMaximum32, {}}};
 }
 
-constexpr OptionSpec wordOption(std::string_view name, std::span<const std::string_view> words) {
-  return {.name = name, .shape = isWord, .limits = {0, 0, words}};
-}
-
-constexpr OptionSpec wordListOption(std::string_view name,
-                                    std::span<const std::string_view> words) {
-  return {.name = name, .shape = isWordList, .limits = {0, 0, words}};
+// The shape says how freely the words may be written.
+constexpr OptionSpec wordOption(std::string_view name, Shape shape,
+                                std::span<const std::string_view> words) {
+  return {.name = name, .shape = shape, .limits = {0, 0, words}};
 }
 
 // The name of an ipset, then which addresses of the packet to look at.

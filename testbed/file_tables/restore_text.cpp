@@ -145,7 +145,7 @@ void RestoreReader::addRules(std::string_view line) {
     // Counters in front of a rule: "[packets:bytes] ". Nothing counts here, so they go.
     const std::size_t colon = line.find(':');
     const std::size_t end = line.find(']');
-    if (end == std::string_view::npos || colon > end) {
+    if (end == std::string_view::npos || colon > end || colon == 1) {
       throw ParameterProblem("Bad line " + std::to_string(lineNumber_) + ": need ]");
     }
     line.remove_prefix(end + 1);

@@ -33,11 +33,30 @@ std::vector<std::string> splitAtCommas(std::string_view text) {
   }
 }
 
+void checkAddress(const std::string& text, Family family) {
+  if (isAddressWithMask(text, {}, family)) {
+    return;
+  }
+  const std::size_t slash = text.find('/');
+  if (isAddress(text.substr(0, slash), {}, family)) {
+    throw ParameterProblem("invalid mask " + quoted(text.substr(slash + 1)) + " specified");
+  }
+  throw ParameterProblem("host/network " + quoted(text) + " not found");
+}
+
+void refuseIf(const char* objection) {
+  if (objection != nullptr) {
+    throw ParameterProblem(objection);
+  }
+}
+
 class LineReader {
  public:
   LineReader(std::string_view line, const Table& table)
       : line_(line), table_(table), tokens_(splitRuleLine(line)), reader_(tokens_) {
-    dropped_.resize(tokens_.size(), false);
+    for (const RuleToken& token : tokens_) {
+      kept_.emplace_back(line.substr(token.begin, token.end - token.begin));
+    }
   }
 
   ParsedRuleLine read();
@@ -68,14 +87,17 @@ class LineReader {
     return loaded.match ? rule_.matches[*loaded.match] : rule_.target;
   }
   void addSelector(std::string name, std::string_view argument);
-  std::vector<Rule> expandAddresses() const;
-  std::string keptText(const std::string* source, const std::string* destination) const;
+  std::vector<Rule> expandAddresses();
+  std::string keptText() const;
+  // Takes an option out of the rule's text: a letter, or the whole with its arguments.
+  void dropLetter(std::size_t token, char letter);
+  void dropArguments(const OptionReader::Item& item, std::size_t argumentCount);
 
   std::string_view line_;
   const Table& table_;
   std::vector<RuleToken> tokens_;
   OptionReader reader_;
-  std::vector<bool> dropped_;  // tokens that do not belong to the rule's text
+  std::vector<std::string> kept_;  // what of each token belongs to the rule's text
   std::vector<LoadedExtension> extensions_;
   ParsedRuleLine result_;
   Rule rule_;
@@ -154,9 +176,9 @@ bool LineReader::readBaseOption(const OptionReader::Item& item) {
       if ((letter == '4') != (table_.family() == Family::Ipv4)) {
         return false;
       }
-      dropped_[item.token] = true;
+      dropLetter(item.token, letter);
       if (negated_) {
-        dropped_[item.token - 1] = true;
+        kept_[item.token - 1].clear();
       }
       break;
     case 'p':
@@ -180,7 +202,7 @@ bool LineReader::readBaseOption(const OptionReader::Item& item) {
       readCounters(item);
       break;
     case 'v':
-      dropped_[item.token] = true;
+      dropLetter(item.token, letter);
       break;
     case 't':
       throw ParameterProblem("The -t option cannot be used in " +
@@ -208,20 +230,13 @@ void LineReader::readChain(const OptionReader::Item& item) {
   }
   hasCommand_ = true;
   result_.chain = item.argument;
-  dropped_[item.token] = true;
-  if (item.text == "-A" || item.text.find('=') == std::string_view::npos) {
-    // The argument is a token of its own unless it is joined ("-AINPUT").
-    const bool joined = item.text.starts_with("-A") && item.text.size() > 2;
-    if (!joined) {
-      dropped_[item.token + 1] = true;
-    }
-  }
+  dropArguments(item, 1);
 }
 
 void LineReader::readCounters(const OptionReader::Item& item) {
   std::string_view packets = item.argument;
   std::string_view bytes;
-  std::size_t lastToken = item.token + 1;
+  std::size_t argumentCount = 1;
   const std::size_t comma = packets.find(',');
   if (comma != std::string_view::npos) {
     bytes = packets.substr(comma + 1);
@@ -232,7 +247,7 @@ void LineReader::readCounters(const OptionReader::Item& item) {
       throw ParameterProblem("-c requires packet and byte counter");
     }
     bytes = reader_.takeArgument(item);
-    ++lastToken;
+    ++argumentCount;
   }
   const auto isCount = [](std::string_view text) {
     return parseNumber(text, 0, UINT64_MAX).has_value();
@@ -243,9 +258,7 @@ void LineReader::readCounters(const OptionReader::Item& item) {
   if (!isCount(bytes)) {
     throw ParameterProblem("-c byte counter not numeric");
   }
-  for (std::size_t token = item.token; token <= lastToken; ++token) {
-    dropped_[token] = true;
-  }
+  dropArguments(item, argumentCount);
 }
 
 void LineReader::addSelector(std::string name, std::string_view argument) {
@@ -260,13 +273,9 @@ void LineReader::readProtocol(const OptionReader::Item& item) {
   if (hasProtocol_) {
     throw ParameterProblem("multiple -p flags not allowed");
   }
-  // The real tools look at the token, not at the argument, so "-ptcp" is no protocol.
-  const bool joined =
-      item.text != "-p" && (item.text[1] != '-' || item.text.find('=') != std::string_view::npos);
-  const auto protocol = joined ? std::nullopt : parseProtocol(item.argument);
+  const auto protocol = parseProtocol(item.argument);
   if (!protocol) {
-    throw ParameterProblem("unknown protocol \"" + std::string(joined ? item.text : item.argument) +
-                           "\" specified");
+    throw ParameterProblem("unknown protocol \"" + std::string(item.argument) + "\" specified");
   }
   if (*protocol == 0 && negated_) {
     throw ParameterProblem("rule would never match protocol");
@@ -305,23 +314,12 @@ void LineReader::readSelector(const OptionReader::Item& item) {
   if (letter == 's' || letter == 'd') {
     const std::vector<std::string> addresses = splitAtCommas(item.argument);
     for (const std::string& address : addresses) {
-      if (!isAddress(address.substr(0, address.find('/')), {}, table_.family())) {
-        throw ParameterProblem("host/network " + quoted(address) + " not found");
-      }
-      if (!isAddressWithMask(address, {}, table_.family())) {
-        throw ParameterProblem("invalid mask " + quoted(address.substr(address.find('/') + 1)) +
-                               " specified");
-      }
+      checkAddress(address, table_.family());
     }
     if (negated_ && addresses.size() > 1) {
       throw ParameterProblem("! not allowed with multiple source or destination IP addresses");
     }
     if (addresses.size() > 1) {
-      const bool joined = item.text[1] != '-' ? item.text.size() > 2
-                                              : item.text.find('=') != std::string_view::npos;
-      if (joined) {
-        throw ParameterProblem("an address list must stand apart from its option");
-      }
       (letter == 's' ? sourceToken_ : destinationToken_) = item.token + 1;
     }
   }
@@ -403,6 +401,10 @@ void LineReader::readExtensionOption(const OptionReader::Item& item) {
     }
     optionUse.arguments.emplace_back(argument);
   }
+  if (loaded.spec->objectionToOption != nullptr) {
+    refuseIf(loaded.spec->objectionToOption(optionUse, writtenProtocol_,
+                                            writtenProtocol_ != rule_.protocol));
+  }
   use.options.push_back(std::move(optionUse));
 }
 
@@ -436,10 +438,8 @@ void LineReader::checkExtension(const LoadedExtension& loaded) const {
   if (!spec.needsAnOption.empty() && use.options.empty()) {
     throw ParameterProblem(std::string(spec.needsAnOption));
   }
-  if (spec.toolObjection != nullptr) {
-    if (const char* objection = spec.toolObjection(rule_, use)) {
-      throw ParameterProblem(objection);
-    }
+  if (spec.objection != nullptr) {
+    refuseIf(spec.objection(use));
   }
 }
 
@@ -461,9 +461,12 @@ void LineReader::resolveTarget() {
   }
   const std::string& name = rule_.target.name;
   const bool isVerdict = isVerdictName(name);
-  const bool isExtension = !isVerdict && findTarget(name, table_.family()) != nullptr;
-  const Chain* chain = isVerdict || isExtension ? nullptr : table_.findChain(name);
+  // A chain that bears the name of a target takes its place.
+  const Chain* chain = isVerdict ? nullptr : table_.findChain(name);
+  const bool isExtension =
+      !isVerdict && chain == nullptr && findTarget(name, table_.family()) != nullptr;
   if (chain != nullptr) {
+    rule_.target.options.clear();
     rule_.targetKind = isGoto_ ? TargetKind::Goto : TargetKind::Chain;
     // Nothing jumps to a built-in chain.
     result_.refusedByTable = chain->isBuiltIn();
@@ -483,50 +486,71 @@ void LineReader::resolveTarget() {
 }
 
 // The kernel has no address lists: one rule per pair, sources outside.
-std::vector<Rule> LineReader::expandAddresses() const {
+std::vector<Rule> LineReader::expandAddresses() {
   const auto listAt = [&](const std::optional<std::size_t>& token) {
     return token ? splitAtCommas(tokens_[*token].value) : std::vector<std::string>{""};
+  };
+  const auto choose = [&](Rule& rule, const std::optional<std::size_t>& token,
+                          std::string_view selectorName, const std::string& address) {
+    if (!token) {
+      return;
+    }
+    kept_[*token] = address;
+    for (OptionUse& selector : rule.selectors) {
+      if (selector.name == selectorName) {
+        selector.arguments.front() = address;
+      }
+    }
   };
   std::vector<Rule> rules;
   for (const std::string& source : listAt(sourceToken_)) {
     for (const std::string& destination : listAt(destinationToken_)) {
       Rule rule = rule_;
-      rule.text =
-          keptText(sourceToken_ ? &source : nullptr, destinationToken_ ? &destination : nullptr);
-      for (OptionUse& selector : rule.selectors) {
-        if (selector.name == "source" && sourceToken_) {
-          selector.arguments.front() = source;
-        } else if (selector.name == "destination" && destinationToken_) {
-          selector.arguments.front() = destination;
-        }
-      }
+      choose(rule, sourceToken_, "source", source);
+      choose(rule, destinationToken_, "destination", destination);
+      rule.text = keptText();
       rules.push_back(std::move(rule));
     }
   }
   return rules;
 }
 
-// The line's own text without the dropped tokens; the blanks between kept tokens stay.
-std::string LineReader::keptText(const std::string* source, const std::string* destination) const {
+// The line's own text without what was dropped; the blanks between kept tokens stay.
+std::string LineReader::keptText() const {
   std::string text;
   std::size_t previousEnd = 0;
   for (std::size_t index = 0; index < tokens_.size(); ++index) {
     const RuleToken& token = tokens_[index];
-    if (!dropped_[index]) {
+    if (!kept_[index].empty()) {
       if (!text.empty()) {
         text.append(line_.substr(previousEnd, token.begin - previousEnd));
       }
-      if (source != nullptr && index == *sourceToken_) {
-        text.append(*source);
-      } else if (destination != nullptr && index == *destinationToken_) {
-        text.append(*destination);
-      } else {
-        text.append(line_.substr(token.begin, token.end - token.begin));
-      }
+      text.append(kept_[index]);
     }
     previousEnd = token.end;
   }
   return text;
+}
+
+void LineReader::dropLetter(std::size_t token, char letter) {
+  std::string& kept = kept_[token];
+  kept.erase(kept.find(letter), 1);
+  const bool hasLetters = kept.find_first_not_of("-\"") != std::string::npos;
+  if (!hasLetters || kept.find("--") != std::string::npos) {
+    kept.clear();
+  }
+}
+
+void LineReader::dropArguments(const OptionReader::Item& item, std::size_t argumentCount) {
+  // A long option with "=" and a short one with more behind it hold their argument themselves.
+  const bool isLong = item.text[1] == '-';
+  const bool joined = isLong ? item.text.find('=') != std::string_view::npos
+                             : item.argument.data() > item.text.data() &&
+                                   item.argument.data() < item.text.data() + item.text.size();
+  const std::size_t tokenCount = joined ? argumentCount : argumentCount + 1;
+  for (std::size_t index = item.token; index < item.token + tokenCount; ++index) {
+    kept_[index].clear();
+  }
 }
 
 }  // namespace

@@ -7,6 +7,7 @@ namespace file_tables {
 namespace {
 
 constexpr std::size_t kLongestToken = 1023;
+constexpr std::size_t kMostTokens = 251;
 
 bool isBlank(char character) {
   return character == ' ' || character == '\t' || character == '\n';
@@ -22,6 +23,9 @@ std::vector<RuleToken> splitRuleLine(std::string_view line) {
   bool escaped = false;
 
   const auto finish = [&](std::size_t end) {
+    if (tokens.size() == kMostTokens) {
+      throw ParameterProblem("Parser cannot handle more arguments");
+    }
     token.end = end;
     tokens.push_back(std::move(token));
     token = {};

@@ -25,7 +25,7 @@ struct RuleToken {
 
 // The tokens of a line without its newline. A closing quote ends the token; a backslash outside
 // quotes is an ordinary character; single quotes mean nothing. Throws ParameterProblem for a
-// token of more than 1023 characters and for a quote that is not closed.
+// token of more than 1023 characters, for more than 251 tokens and for a quote that is not closed.
 std::vector<RuleToken> splitRuleLine(std::string_view line);
 
 }  // namespace file_tables

@@ -1,7 +1,10 @@
 // Look-ups in the table's data.
 #include "testbed/file_tables/table_model.h"
 
+#include <algorithm>
 #include <utility>
+
+#include "testbed/file_tables/argument_shapes.h"
 
 namespace file_tables {
 namespace {
@@ -27,6 +30,23 @@ const OptionUse* ExtensionUse::find(std::string_view optionName) const {
 
 const OptionUse* Rule::findSelector(std::string_view optionName) const {
   return findOption(selectors, optionName);
+}
+
+bool Rule::isUnconditional(Family family) const {
+  const auto holdsAlways = [&](const OptionUse& selector) {
+    if (selector.negated || selector.arguments.empty()) {
+      return false;
+    }
+    const std::string& argument = selector.arguments.front();
+    if (selector.name == "protocol") {
+      // The IPv6 kernel remembers that there was a "-p".
+      return family == Family::Ipv4 && parseProtocol(argument) == 0;
+    }
+    const std::size_t slash = argument.find('/');
+    return (selector.name == "source" || selector.name == "destination") &&
+           slash != std::string::npos && isEmptyMask(argument.substr(slash + 1));
+  };
+  return matches.empty() && std::all_of(selectors.begin(), selectors.end(), holdsAlways);
 }
 
 Table::Table(Family family, const TableLayout& layout) : family_(family), layout_(&layout) {

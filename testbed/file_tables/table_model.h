@@ -53,6 +53,9 @@ struct Rule {
   ExtensionUse target;  // the name of the verdict, the chain or the extension
 
   const OptionUse* findSelector(std::string_view optionName) const;
+  // True when the rule holds for every packet, as far as the kernel sees: no match at all, and no
+  // selector but "-p all" and addresses with an empty mask.
+  bool isUnconditional(Family family) const;
   // The protocol's number when the rule has a "-p" that is not negated, else 0 (any protocol).
   int protocol = 0;
 };

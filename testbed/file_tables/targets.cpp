@@ -1,5 +1,8 @@
 // The targets with options of their own, and where the kernel allows each.
+#include <algorithm>
 #include <array>
+#include <cctype>
+#include <string>
 
 #include "testbed/file_tables/option_specs.h"
 
@@ -27,16 +30,31 @@ constexpr std::array kConnmarkOptions{
     numberOption("nfmask", 0, kMaximum32),
     numberOption("ctmask", 0, kMaximum32),
 };
+const char* connmarkObjection(const ExtensionUse& use) {
+  bool hasOperation = false;
+  for (const OptionUse& option : use.options) {
+    hasOperation = hasOperation || !option.name.ends_with("mask");
+  }
+  if (!hasOperation) {
+    return "CONNMARK target: No operation specified";
+  }
+  if (use.find("mask") == nullptr) {
+    return nullptr;
+  }
+  if (use.find("nfmask") != nullptr) {
+    return "CONNMARK: option \"--nfmask\" cannot be used together with \"--mask\".";
+  }
+  return use.find("ctmask") != nullptr
+             ? "CONNMARK: option \"--ctmask\" cannot be used together with \"--mask\"."
+             : nullptr;
+}
 constexpr std::array kNfqueueOptions{
     numberOption("queue-num", 0, kMaximum16).oneOfGroup(1),
-    OptionSpec{.name = "queue-balance",
-               .shape = isIncreasingPair,
-               .limits = {0, kMaximum16, {}},
-               .exclusiveGroup = 1},
+    rangeOption("queue-balance", isIncreasingPair, kMaximum16).oneOfGroup(1),
     flagOption("queue-bypass"),
     flagOption("queue-cpu-fanout"),
 };
-const char* nfqueueObjection(const Rule&, const ExtensionUse& use) {
+const char* nfqueueObjection(const ExtensionUse& use) {
   return use.find("queue-cpu-fanout") != nullptr && use.find("queue-balance") == nullptr
              ? "NFQUEUE: option \"--queue-cpu-fanout\" also requires \"--queue-balance\"."
              : nullptr;
@@ -49,24 +67,28 @@ bool nfqueueRefused(const Rule&, const ExtensionUse& use, HookMask) {
   }
   const std::string& range = balance->arguments.front();
   const std::size_t colon = range.find(':');
-  return parseNumber(range.substr(0, colon), 0, 0).has_value() &&
-         parseNumber(range.substr(colon + 1), kMaximum16, kMaximum16).has_value();
+  const std::string last = range.substr(colon + 1);
+  return (colon == 0 || parseNumber(range.substr(0, colon), 0, 0)) &&
+         (last.empty() || parseNumber(last, kMaximum16, kMaximum16));
 }
 constexpr std::array kSetOptions{
     setOption("add-set"),
     setOption("del-set"),
-    setOption("map-set"),
     flagOption("exist"),
-    numberOption("timeout", 0, 2147483),
-    flagOption("map-mark"),
-    flagOption("map-prio"),
-    flagOption("map-queue"),
+    numberOption("timeout", 0, kMaximum32 - 1),
 };
-const char* setObjection(const Rule&, const ExtensionUse& use) {
-  return use.find("add-set") == nullptr && use.find("del-set") == nullptr &&
-                 use.find("map-set") == nullptr
-             ? "You must specify either `--add-set' or `--del-set' or `--map-set'"
-             : nullptr;
+const char* setObjection(const ExtensionUse& use) {
+  if (use.find("add-set") != nullptr) {
+    return nullptr;
+  }
+  if (use.find("del-set") == nullptr) {
+    return "You must specify either `--add-set' or `--del-set'";
+  }
+  if (use.find("exist") != nullptr) {
+    return "Flag `--exist' can be used with `--add-set' only";
+  }
+  return use.find("timeout") != nullptr ? "Option `--timeout' can be used with `--add-set' only"
+                                        : nullptr;
 }
 
 constexpr std::array<Words, 16> kRejectTypesIpv4{"icmp-net-unreachable",
@@ -98,11 +120,13 @@ constexpr std::array<Words, 13> kRejectTypesIpv6{"icmp6-no-route",
                                                  "icmp6-reject-route",
                                                  "reject-route",
                                                  "tcp-reset"};
-constexpr std::array kRejectOptionsIpv4{wordOption("reject-with", kRejectTypesIpv4)};
-constexpr std::array kRejectOptionsIpv6{wordOption("reject-with", kRejectTypesIpv6)};
+constexpr std::array kRejectOptionsIpv4{wordOption("reject-with", isWordPrefix, kRejectTypesIpv4)};
+constexpr std::array kRejectOptionsIpv6{wordOption("reject-with", isWordPrefix, kRejectTypesIpv6)};
 bool rejectRefused(const Rule& rule, const ExtensionUse& use, HookMask) {
+  // Of all names only those of the TCP reset begin with this letter.
   const OptionUse* with = use.find("reject-with");
-  return with != nullptr && with->arguments.front().starts_with("tcp-") && rule.protocol != kTcp;
+  const bool isReset = with != nullptr && with->arguments.front().find_first_of("tT") == 0;
+  return isReset && rule.protocol != kTcp;
 }
 
 constexpr std::array kRedirectOptions{shapedOption("to-ports", isDashPortRange),
@@ -114,17 +138,35 @@ constexpr std::array kSnatOptions{shapedOption("to-source", isNatDestination).mu
                                   flagOption("persistent")};
 constexpr std::array kMasqueradeOptions{shapedOption("to-ports", isDashPortRange),
                                         flagOption("random"), flagOption("random-fully")};
-bool hasPorts(int protocol) {
-  return protocol == kTcp || protocol == kUdp || protocol == kSctp || protocol == kDccp;
-}
-const char* portMappingObjection(const Rule& rule, const ExtensionUse& use) {
-  return use.find("to-ports") != nullptr && !hasPorts(rule.protocol)
+// The real tools take ICMP too, whose identifier the kernel maps like a port.
+constexpr std::array<int, 5> kMappedProtocols{kIcmp, kTcp, kUdp, kSctp, kDccp};
+const char* portObjection(const OptionUse& option, int protocol, bool) {
+  const bool isIcmpV6 = protocol == kIcmpV6;
+  bool namesPorts = option.name == "to-ports";
+  if (option.name == "to-destination" || option.name == "to-source") {
+    // In an IPv6 address a port stands only behind a bracket.
+    const std::string& value = option.arguments.front();
+    const bool isIpv6 = value.find(':') != value.rfind(':') && value.front() != '[';
+    namesPorts = !isIpv6 && value.find(':', value.find(']') + 1) != std::string::npos;
+  }
+  return namesPorts && !isIcmpV6 &&
+                 std::find(kMappedProtocols.begin(), kMappedProtocols.end(), protocol) ==
+                     kMappedProtocols.end()
              ? "Need TCP, UDP, SCTP or DCCP with port specification"
              : nullptr;
 }
 
-constexpr std::array kTcpmssOptions{numberOption("set-mss", 0, kMaximum16).oneOfGroup(1),
-                                    flagOption("clamp-mss-to-pmtu").oneOfGroup(1)};
+constexpr std::uint64_t kLargestSegment = 65515;
+constexpr std::array kTcpmssOptions{numberOption("set-mss", 0, kLargestSegment),
+                                    flagOption("clamp-mss-to-pmtu")};
+// Whether a list of TCP flags holds SYN, in any case; "ALL" holds it too.
+bool namesSyn(const std::string& flags) {
+  std::string upper;
+  for (const char character : flags) {
+    upper += static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
+  }
+  return upper.find("SYN") != std::string::npos || upper.find("ALL") != std::string::npos;
+}
 bool tcpmssRefused(const Rule& rule, const ExtensionUse& use, HookMask reached) {
   constexpr HookMask kWithKnownRoute = kForward | kOutput | kPostrouting;
   if (use.find("clamp-mss-to-pmtu") != nullptr &&
@@ -132,28 +174,24 @@ bool tcpmssRefused(const Rule& rule, const ExtensionUse& use, HookMask reached) 
     return true;
   }
   // Only SYN packets carry the option, so the kernel wants the rule to match nothing else.
-  for (const ExtensionUse& match : rule.matches) {
+  return std::none_of(rule.matches.begin(), rule.matches.end(), [](const ExtensionUse& match) {
     const OptionUse* syn = match.find("syn");
     const OptionUse* flags = match.find("tcp-flags");
-    if (match.name == "tcp" && ((syn != nullptr && !syn->negated) ||
-                                (flags != nullptr && !flags->negated &&
-                                 flags->arguments[1].find("SYN") != std::string::npos))) {
-      return false;
-    }
-  }
-  return true;
+    return (syn != nullptr && !syn->negated) ||
+           (flags != nullptr && !flags->negated && namesSyn(flags->arguments[1]));
+  });
 }
 constexpr std::array<int, 1> kOnlyTcp{kTcp};
 constexpr std::array<int, 2> kTcpOrUdp{kTcp, kUdp};
 
-constexpr std::array<Words, 11> kLogLevels{"emerg",   "panic", "alert",  "crit", "error", "err",
-                                           "warning", "warn",  "notice", "info", "debug"};
+constexpr std::array<Words, 9> kLogLevels{"alert", "crit",   "debug", "emerg",  "error",
+                                          "info",  "notice", "panic", "warning"};
 bool isLogLevel(std::string_view text, const ShapeLimits& limits, Family family) {
   return parseNumber(text, 0, 7).has_value() || isWord(text, limits, family);
 }
 constexpr std::array kLogOptions{
-    OptionSpec{.name = "log-level", .shape = isLogLevel, .limits = {0, 0, kLogLevels}},
-    textOption("log-prefix", 0, 29),
+    wordOption("log-level", isLogLevel, kLogLevels),
+    textOption("log-prefix", 1),
     flagOption("log-tcp-sequence"),
     flagOption("log-tcp-options"),
     flagOption("log-ip-options"),
@@ -161,15 +199,19 @@ constexpr std::array kLogOptions{
     flagOption("log-macdecode"),
 };
 constexpr std::array kNflogOptions{
-    numberOption("nflog-group", 0, kMaximum16), textOption("nflog-prefix", 0, 63),
+    numberOption("nflog-group", 0, kMaximum16), textOption("nflog-prefix", 1),
     numberOption("nflog-range", 0, kMaximum32), numberOption("nflog-size", 0, kMaximum32),
-    numberOption("nflog-threshold", 1, kMaximum16)};
+    numberOption("nflog-threshold", 0, kMaximum16)};
 constexpr std::array kCtOptions{flagOption("notrack"), textOption("helper", 1, 15),
                                 numberOption("zone", 0, kMaximum16)};
+bool ctRefused(const Rule& rule, const ExtensionUse& use, HookMask) {
+  return use.find("helper") != nullptr && rule.protocol == 0;
+}
 constexpr std::array kTproxyOptions{numberOption("on-port", 0, kMaximum16).mustBeGiven(),
                                     shapedOption("on-ip", isAddress), markOption("tproxy-mark")};
-constexpr std::array kDscpOptions{numberOption("set-dscp", 0, 63).oneOfGroup(1),
-                                  textOption("set-dscp-class", 2, 4).oneOfGroup(1)};
+constexpr std::array kDscpOptions{
+    numberOption("set-dscp", 0, 63).oneOfGroup(1),
+    wordOption("set-dscp-class", isWordAnyCase, kDscpClasses).oneOfGroup(1)};
 constexpr std::array kTtlOptions{numberOption("ttl-set", 0, kMaximum8).oneOfGroup(1),
                                  numberOption("ttl-dec", 1, kMaximum8).oneOfGroup(1),
                                  numberOption("ttl-inc", 1, kMaximum8).oneOfGroup(1)};
@@ -182,14 +224,12 @@ constexpr std::array kTargets{
                   .options = kMarkOptions,
                   .needsAnOption = "MARK: One of the --set-xmark, --{and,or,xor,set}-mark options "
                                    "is required"},
-    ExtensionSpec{.name = "CONNMARK",
-                  .options = kConnmarkOptions,
-                  .needsAnOption = "CONNMARK target: No operation specified"},
+    ExtensionSpec{.name = "CONNMARK", .options = kConnmarkOptions, .objection = connmarkObjection},
     ExtensionSpec{.name = "NFQUEUE",
                   .options = kNfqueueOptions,
-                  .toolObjection = nfqueueObjection,
+                  .objection = nfqueueObjection,
                   .kernelRefuses = nfqueueRefused},
-    ExtensionSpec{.name = "SET", .options = kSetOptions, .toolObjection = setObjection},
+    ExtensionSpec{.name = "SET", .options = kSetOptions, .objection = setObjection},
     ExtensionSpec{.name = "REJECT",
                   .options = kRejectOptionsIpv4,
                   .ipv6 = false,
@@ -206,16 +246,22 @@ constexpr std::array kTargets{
                   .options = kRedirectOptions,
                   .table = "nat",
                   .hooks = kPrerouting | kOutput,
-                  .toolObjection = portMappingObjection},
-    ExtensionSpec{
-        .name = "DNAT", .options = kDnatOptions, .table = "nat", .hooks = kPrerouting | kOutput},
-    ExtensionSpec{
-        .name = "SNAT", .options = kSnatOptions, .table = "nat", .hooks = kPostrouting | kInput},
+                  .objectionToOption = portObjection},
+    ExtensionSpec{.name = "DNAT",
+                  .options = kDnatOptions,
+                  .table = "nat",
+                  .hooks = kPrerouting | kOutput,
+                  .objectionToOption = portObjection},
+    ExtensionSpec{.name = "SNAT",
+                  .options = kSnatOptions,
+                  .table = "nat",
+                  .hooks = kPostrouting | kInput,
+                  .objectionToOption = portObjection},
     ExtensionSpec{.name = "MASQUERADE",
                   .options = kMasqueradeOptions,
                   .table = "nat",
                   .hooks = kPostrouting,
-                  .toolObjection = portMappingObjection},
+                  .objectionToOption = portObjection},
     ExtensionSpec{.name = "TCPMSS",
                   .options = kTcpmssOptions,
                   .needsAnOption = "TCPMSS target: At least one parameter is required",
@@ -223,7 +269,7 @@ constexpr std::array kTargets{
                   .kernelRefuses = tcpmssRefused},
     ExtensionSpec{.name = "LOG", .options = kLogOptions},
     ExtensionSpec{.name = "NFLOG", .options = kNflogOptions},
-    ExtensionSpec{.name = "CT", .options = kCtOptions, .table = "raw"},
+    ExtensionSpec{.name = "CT", .options = kCtOptions, .table = "raw", .kernelRefuses = ctRefused},
     ExtensionSpec{.name = "NOTRACK", .table = "raw"},
     ExtensionSpec{.name = "TRACE", .table = "raw"},
     ExtensionSpec{.name = "TPROXY",
