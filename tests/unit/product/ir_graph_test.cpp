@@ -1,0 +1,266 @@
+// Nodes, their wiring, and programs as pairs of nodes.
+#include "ipt_compiler/ir_graph.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "ipt_compiler/rule_parser.h"
+#include "tests/unit/product/error_text.h"
+#include "tests/unit/product/graph_text.h"
+
+namespace tavrix {
+namespace {
+
+using _IptIrNode::kNext;
+using _IptIrNode::kNoMatch;
+using test_support::errorText;
+using test_support::graphText;
+using test_support::wrongPredecessorCounts;
+
+constexpr const char* kSetNextTwice = "IPT compiler: Internal error. setNext() twice.";
+
+IptProg emptyProgram() {
+  const auto node = makeProxy();
+  return {node, node};
+}
+
+TEST(IrNode, FreshOneIsEmpty) {
+  const auto node = makeProxy();
+  EXPECT_EQ(node.use_count(), 1);
+  EXPECT_EQ(node->dfsMembership, nullptr);
+  EXPECT_EQ(node->topoMembership.owner, nullptr);
+  EXPECT_EQ(node->pendingPredecessors, 0U);
+  EXPECT_TRUE(node->topoSuccessors.empty());
+  EXPECT_FALSE(node->isExit);
+  EXPECT_EQ(node->predecessorCount, 0U);
+  EXPECT_TRUE(node->targets.empty());
+  EXPECT_TRUE(node->matches.items.empty());
+  EXPECT_EQ(node->matches.elementCount, 0U);
+  EXPECT_EQ(node->successor[0], nullptr);
+  EXPECT_EQ(node->successor[1], nullptr);
+  EXPECT_NE(makeProxy(), node);
+}
+
+TEST(IrNode, SlotOneIsTheNextNodeAndSlotZeroTheNoMatchOne) {
+  static_assert(kNext == 1 && kNoMatch == 0);
+  const auto node = makeProxy();
+  const auto next = makeProxy();
+  node->setNext(next);
+  EXPECT_EQ(node->successor[1], next);
+  EXPECT_EQ(node->successor[0], nullptr);
+  EXPECT_EQ(next->predecessorCount, 1U);
+}
+
+TEST(IrNode, SetNextTwiceThrowsAndChangesNothing) {
+  const auto node = makeProxy();
+  const auto first = makeProxy();
+  const auto second = makeProxy();
+  node->setNext(first);
+  EXPECT_EQ(errorText<std::logic_error>([&] { node->setNext(second); }), kSetNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { node->setNext(first); }), kSetNextTwice);
+  EXPECT_EQ(node->successor[1], first);
+  EXPECT_EQ(first->predecessorCount, 1U);
+  EXPECT_EQ(second->predecessorCount, 0U);
+}
+
+TEST(IrNode, SetNextOfNothingLeavesTheSlotOpen) {
+  const auto node = makeProxy();
+  node->setNext(nullptr);
+  node->setNext(makeProxy());
+  EXPECT_NE(node->successor[1], nullptr);
+}
+
+TEST(IrNode, SetSuccessorMovesTheEdge) {
+  const auto node = makeProxy();
+  const auto old = makeProxy();
+  const auto target = makeProxy();
+  node->setNext(old);
+  node->setSuccessor(1, target);
+  EXPECT_EQ(node->successor[1], target);
+  EXPECT_EQ(old->predecessorCount, 0U);
+  EXPECT_EQ(target->predecessorCount, 1U);
+  node->setSuccessor(1, target);
+  EXPECT_EQ(target->predecessorCount, 1U);
+  node->setBranch(0, target);
+  EXPECT_EQ(node->successor[0], target);
+  EXPECT_EQ(target->predecessorCount, 2U);
+  node->setBranch(1, nullptr);
+  EXPECT_EQ(node->successor[1], nullptr);
+  EXPECT_EQ(target->predecessorCount, 1U);
+}
+
+TEST(IrNode, ClearSuccessorEmptiesTheSlot) {
+  const auto node = makeProxy();
+  const auto target = makeProxy();
+  node->setSuccessor(0, target);
+  node->setSuccessor(1, target);
+  node->clearSuccessor(0);
+  EXPECT_EQ(node->successor[0], nullptr);
+  EXPECT_EQ(node->successor[1], target);
+  EXPECT_EQ(target->predecessorCount, 1U);
+  node->clearSuccessor(1);
+  EXPECT_EQ(target->predecessorCount, 0U);
+  EXPECT_EQ(target.use_count(), 1);
+}
+
+// The node that a slot let go may be the last thing that holds the slot's new target.
+TEST(IrNode, SetSuccessorMayBypassANodeThatDies) {
+  const auto node = makeProxy();
+  node->setNext(makeProxy());
+  node->successor[1]->setNext(makeProxy());
+  const std::weak_ptr<ProxyIrNode> bypassed = node->successor[1];
+  const ProxyIrNode::Pointer last = node->successor[1]->successor[1];
+  node->setSuccessor(1, node->successor[1]->successor[1]);
+  EXPECT_TRUE(bypassed.expired());
+  EXPECT_EQ(node->successor[1], last);
+  EXPECT_EQ(last->predecessorCount, 1U);
+}
+
+TEST(IrNode, IsUnconditionalWithoutElementsOrWithEqualSuccessors) {
+  const auto node = makeProxy();
+  const auto a = makeProxy();
+  const auto b = makeProxy();
+  EXPECT_TRUE(node->isUnconditional());
+  node->matches = parseMatches("-p tcp", "f", 1);
+  EXPECT_TRUE(node->isUnconditional());  // both successors are null
+  node->setSuccessor(1, a);
+  EXPECT_FALSE(node->isUnconditional());
+  node->setSuccessor(0, a);
+  EXPECT_TRUE(node->isUnconditional());
+  node->setSuccessor(0, b);
+  EXPECT_FALSE(node->isUnconditional());
+  node->matches = {};
+  EXPECT_TRUE(node->isUnconditional());
+}
+
+// After a merge dropped a duplicate, count and items differ: the count decides.
+TEST(IrNode, IsUnconditionalReadsTheElementCountAndNotTheItems) {
+  const auto node = makeProxy();
+  node->setSuccessor(1, makeProxy());
+  node->matches = parseMatches("-4", "f", 1);
+  IptMatchList duplicate = parseMatches("-4", "f", 1);
+  mergeMatches(node->matches, duplicate);
+  EXPECT_EQ(node->matches.items.size(), 1U);
+  EXPECT_TRUE(node->isUnconditional());
+  node->matches = std::move(duplicate);
+  EXPECT_TRUE(node->matches.items.empty());
+  EXPECT_FALSE(node->isUnconditional());
+}
+
+TEST(IrNode, DestroyedOneGivesBackWhatItsSlotsCounted) {
+  const auto kept = makeProxy();
+  const auto other = makeProxy();
+  {
+    const auto dying = makeProxy();
+    dying->setSuccessor(0, kept);
+    dying->setSuccessor(1, kept);
+    const auto last = makeProxy();
+    last->setNext(dying);
+    last->setSuccessor(0, other);
+    EXPECT_EQ(kept->predecessorCount, 2U);
+    EXPECT_EQ(other->predecessorCount, 1U);
+  }
+  EXPECT_EQ(kept->predecessorCount, 0U);
+  EXPECT_EQ(other->predecessorCount, 0U);
+  EXPECT_EQ(kept.use_count(), 1);
+}
+
+// A chain of one hundred thousand: its end must not be found by recursion.
+TEST(IrNode, LongChainsAreDestroyedInALoop) {
+  const auto kept = makeProxy();
+  std::weak_ptr<ProxyIrNode> last;
+  {
+    const auto first = makeProxy();
+    ProxyIrNode::Pointer node = first;
+    for (int i = 0; i < 100'000; ++i) {
+      const auto next = makeProxy();
+      // Now one slot, now the other, now both of them; each node also points at the kept one.
+      if (i % 3 != 0) node->setSuccessor(1, next);
+      if (i % 3 != 1) node->setSuccessor(0, next);
+      if (i % 3 == 0) node->setSuccessor(1, kept);
+      node = next;
+    }
+    last = node;
+    EXPECT_EQ(kept->predecessorCount, 33'334U);
+  }
+  EXPECT_TRUE(last.expired());
+  EXPECT_EQ(kept->predecessorCount, 0U);
+}
+
+// Dies from its start, but its middle is held: the rest stays, with exact counts.
+TEST(IrNode, ChainHeldInItsMiddleDiesUpToThere) {
+  ProxyIrNode::Pointer first = makeProxy();
+  const auto middle = makeProxy();
+  first->setNext(makeProxy());
+  first->successor[1]->setNext(middle);
+  middle->setNext(makeProxy());
+  const std::weak_ptr<ProxyIrNode> second = first->successor[1];
+  first.reset();
+  EXPECT_TRUE(second.expired());
+  EXPECT_EQ(middle->predecessorCount, 0U);
+  EXPECT_EQ(middle->successor[1]->predecessorCount, 1U);
+}
+
+TEST(Sequence, OfTwoEmptyProgramsIsTwoLinkedNodes) {
+  const IptProg a = emptyProgram();
+  const IptProg b = emptyProgram();
+  const IptProg both = sequence(a, b);
+  EXPECT_EQ(both.first, a.first);
+  EXPECT_EQ(both.last, b.last);
+  EXPECT_EQ(a.first->successor[1], b.first);
+  EXPECT_EQ(b.first->predecessorCount, 1U);
+  EXPECT_EQ(a.first->predecessorCount, 0U);
+  EXPECT_EQ(graphText(both.first), "0: then 1\n1: end\n");
+}
+
+TEST(Sequence, LinksTheLastNodeOfOneToTheFirstOfTheOther) {
+  const IptProg a = sequence(emptyProgram(), emptyProgram());
+  const IptProg b = sequence(emptyProgram(), emptyProgram());
+  const IptProg all = sequence(a, b);
+  EXPECT_EQ(a.last->successor[1], b.first);
+  EXPECT_EQ(all.first, a.first);
+  EXPECT_EQ(all.last, b.last);
+  EXPECT_EQ(wrongPredecessorCounts(all.first), "");
+}
+
+TEST(Sequence, OfAProgramThatWasContinuedThrows) {
+  const IptProg a = emptyProgram();
+  const IptProg b = emptyProgram();
+  sequence(a, b);
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(a, emptyProgram()); }), kSetNextTwice);
+  EXPECT_EQ(a.last->successor[1], b.first);
+}
+
+TEST(Sequence, OfAProgramWithItselfThrows) {
+  const IptProg one = emptyProgram();
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(one, one); }), kSetNextTwice);
+  EXPECT_EQ(one.first->successor[1], nullptr);
+  const IptProg two = sequence(emptyProgram(), emptyProgram());
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(two, two); }), kSetNextTwice);
+  EXPECT_EQ(graphText(two.first), "0: then 1\n1: end\n");
+}
+
+TEST(Sequence, CopiedProgramsShareTheGraph) {
+  const IptProg original = emptyProgram();
+  const IptProg copy = original;
+  sequence(copy, emptyProgram());
+  EXPECT_NE(original.last->successor[1], nullptr);
+}
+
+TEST(Sequence, MovingAProgramOutLeavesItEmpty) {
+  IptProg a = emptyProgram();
+  IptProg b = emptyProgram();
+  const IptProg all = sequence(std::move(a), std::move(b));
+  EXPECT_EQ(a.first, nullptr);
+  EXPECT_EQ(a.last, nullptr);
+  EXPECT_EQ(b.first, nullptr);
+  EXPECT_EQ(all.first.use_count(), 1);
+  EXPECT_EQ(all.last.use_count(), 2);  // the value's and the slot of the first node
+}
+
+}  // namespace
+}  // namespace tavrix

@@ -1,0 +1,217 @@
+// The merge of two match lists: the cases that decide texts one by one, then every pair of short
+// lists against a model.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "ipt_compiler/rule_model.h"
+#include "ipt_compiler/rule_parser.h"
+#include "tests/unit/product/graph_text.h"
+
+namespace tavrix {
+namespace {
+
+using test_support::listText;
+
+struct MergeCase {
+  std::vector<const char*> destination;  // one option each, in kind order
+  std::vector<const char*> source;
+  unsigned count;
+  std::string destinationAfter;
+  std::string sourceAfter;
+};
+
+IptMatchList listOf(const std::vector<const char*>& options) {
+  IptMatchList list;
+  for (const char* option : options) {
+    list.items.splice(list.items.end(), parseMatches(option, "f", 1).items);
+    ++list.elementCount;
+  }
+  return list;
+}
+
+const std::vector<MergeCase> kCases = {
+    {{}, {}, 0, "", ""},
+    {{"-p tcp"}, {}, 0, "3 -p tcp", ""},
+    {{}, {"-p tcp", "-m a"}, 2, "3 -p tcp | 10 -m a", ""},
+    // A duplicate of the family goes away and takes a count of the destination with it.
+    {{"-4"}, {"-4"}, 1, "1 -4 (count 0)", " (count 1)"},
+    {{"-4"}, {"! -4"}, 1, "1 -4 (count 0)", " (count 1)"},
+    {{"-6"},
+     {"--ipv6", "-6"},
+     2,
+     "2 -6 (count " + std::to_string(std::size_t{0} - 1) + ")",
+     " (count 2)"},
+    {{"-4", "-p tcp"}, {"-4"}, 1, "1 -4 | 3 -p tcp (count 1)", " (count 1)"},
+    {{"-4"}, {"-4", "-p tcp"}, 2, "1 -4 | 3 -p tcp (count 1)", " (count 1)"},
+    {{"-4"}, {"-6"}, 1, "1 -4 | 2 -6", ""},
+    {{"-6"}, {"-4"}, 1, "1 -4 | 2 -6", ""},
+    // The same option twice can mean two things: it stays.
+    {{"-p tcp"}, {"-p tcp"}, 0, "3 -p tcp", "3 -p tcp"},
+    {{"-p tcp"}, {"-p udp", "-m mark --mark 1"}, 1, "3 -p tcp | 10 -m mark --mark 1", "3 -p udp"},
+    // Options left behind in front hold modules back, but only where modules stand already.
+    {{"-p tcp", "-m mark --mark 1"},
+     {"-p udp", "-m comment --comment x"},
+     0,
+     "3 -p tcp | 10 -m mark --mark 1",
+     "3 -p udp | 10 -m comment --comment x"},
+    {{"-p tcp", "-m mark --mark 1"},
+     {"-s 10.0.0.1", "-m comment --comment x"},
+     1,
+     "3 -p tcp | 4 -s 10.0.0.1 | 10 -m mark --mark 1 | 10 -m comment --comment x",
+     ""},
+    // Modules that move as a block are not counted.
+    {{"-m a"}, {"-m b", "-m c"}, 0, "10 -m a | 10 -m b | 10 -m c", ""},
+    {{"-m a"}, {"-m a"}, 0, "10 -m a | 10 -m a", ""},
+    // The block sets the counts right again after a dropped duplicate.
+    {{"-4", "-m a"}, {"-4", "-m b"}, 1, "1 -4 | 10 -m a | 10 -m b", ""},
+    {{"-4", "-m a"}, {"-4"}, 1, "1 -4 | 10 -m a (count 1)", " (count 1)"},
+    // What the source holds twice moves twice when the destination has none of it.
+    {{}, {"-p tcp", "-p udp"}, 2, "3 -p tcp | 3 -p udp", ""},
+    {{"-s 1"},
+     {"-p tcp", "-p udp", "-d 2", "-d 3"},
+     4,
+     "3 -p tcp | 3 -p udp | 4 -s 1 | 5 -d 2 | 5 -d 3",
+     ""},
+    {{}, {"-4", "-4"}, 2, "1 -4 | 1 -4", ""},
+};
+
+TEST(MergeMatches, MovesDropsOrLeavesEachSourceItem) {
+  for (const MergeCase& mergeCase : kCases) {
+    IptMatchList destination = listOf(mergeCase.destination);
+    IptMatchList source = listOf(mergeCase.source);
+    SCOPED_TRACE(listText(destination) + " <- " + listText(source));
+    EXPECT_EQ(mergeMatches(destination, source), mergeCase.count);
+    EXPECT_EQ(listText(destination), mergeCase.destinationAfter);
+    EXPECT_EQ(listText(source), mergeCase.sourceAfter);
+  }
+}
+
+TEST(MergeMatches, LeavesThePlacesOfBothLists) {
+  IptMatchList destination = parseMatches("-p tcp", "here", 3);
+  IptMatchList source = parseMatches("-s 1.2.3.4", "there", 4);
+  EXPECT_EQ(mergeMatches(destination, source), 1U);
+  EXPECT_STREQ(destination.file, "here");
+  EXPECT_EQ(destination.line, 3);
+  EXPECT_STREQ(source.file, "there");
+  EXPECT_EQ(source.line, 4);
+  const auto& moved = std::get<_IptMatches::Source>(destination.items.back());
+  EXPECT_STREQ(moved.file, "there");
+  EXPECT_EQ(moved.line, 4);
+}
+
+// A list as kinds and texts, merged item by item in vectors.
+struct Model {
+  struct Item {
+    int kind;
+    std::string text;
+  };
+  std::vector<Item> items;
+  std::size_t count;
+};
+
+bool hasKind(const std::vector<Model::Item>& items, int kind) {
+  return std::any_of(items.begin(), items.end(),
+                     [kind](const Model::Item& item) { return item.kind == kind; });
+}
+
+// Whether an item may move depends only on which kinds the destination had before the merge.
+unsigned mergeModels(Model& destination, Model& source) {
+  const std::vector<Model::Item> before = destination.items;
+  std::vector<Model::Item> left;
+  unsigned result = 0;
+  for (const Model::Item& item : source.items) {
+    if (!hasKind(before, item.kind)) {
+      destination.items.push_back(item);
+      ++destination.count;
+      --source.count;
+      ++result;
+    } else if (item.kind <= 2) {
+      --destination.count;
+      ++result;
+    } else {
+      left.push_back(item);
+    }
+  }
+  std::stable_sort(destination.items.begin(), destination.items.end(),
+                   [](const Model::Item& a, const Model::Item& b) { return a.kind < b.kind; });
+  if (!left.empty() && left.front().kind == 10) {
+    destination.items.insert(destination.items.end(), left.begin(), left.end());
+    destination.count += source.count;
+    source.count = 0;
+    left.clear();
+  }
+  source.items = left;
+  return result;
+}
+
+// All sorted lists of at most `longest` kinds.
+std::vector<std::vector<int>> allKindLists(std::size_t longest) {
+  std::vector<std::vector<int>> lists = {{}};
+  for (std::size_t i = 0; i < lists.size(); ++i) {
+    if (lists[i].size() == longest) continue;
+    for (int kind = lists[i].empty() ? 1 : lists[i].back(); kind <= 10; ++kind) {
+      lists.push_back(lists[i]);
+      lists.back().push_back(kind);
+    }
+  }
+  return lists;
+}
+
+Model modelOf(const std::vector<int>& kinds, char name) {
+  Model model{{}, kinds.size()};
+  for (const int kind : kinds) {
+    model.items.push_back({kind, name + std::to_string(model.items.size())});
+  }
+  return model;
+}
+
+template <int Kind = 1>
+IptMatch matchOfKind(int kind, const std::string& text) {
+  if constexpr (Kind < 10) {
+    if (kind != Kind) return matchOfKind<Kind + 1>(kind, text);
+  }
+  return _IptMatches::Option<Kind>(text, "f", 1);
+}
+
+IptMatchList listOf(const Model& model) {
+  IptMatchList list;
+  for (const Model::Item& item : model.items) {
+    list.items.push_back(matchOfKind(item.kind, item.text));
+  }
+  list.elementCount = model.count;
+  return list;
+}
+
+std::string modelText(const Model& model) {
+  std::string text;
+  for (const Model::Item& item : model.items) {
+    text += (text.empty() ? "" : " | ") + std::to_string(item.kind) + " " + item.text;
+  }
+  if (model.count != model.items.size()) text += " (count " + std::to_string(model.count) + ")";
+  return text;
+}
+
+TEST(MergeMatches, AgreesWithTheModelOnAllShortLists) {
+  const std::vector<std::vector<int>> lists = allKindLists(3);
+  ASSERT_EQ(lists.size(), 286U);
+  for (const std::vector<int>& destinationKinds : lists) {
+    for (const std::vector<int>& sourceKinds : lists) {
+      Model destinationModel = modelOf(destinationKinds, 'd');
+      Model sourceModel = modelOf(sourceKinds, 's');
+      IptMatchList destination = listOf(destinationModel);
+      IptMatchList source = listOf(sourceModel);
+      const std::string before = modelText(destinationModel) + " <- " + modelText(sourceModel);
+      ASSERT_EQ(mergeMatches(destination, source), mergeModels(destinationModel, sourceModel))
+          << before;
+      ASSERT_EQ(listText(destination), modelText(destinationModel)) << before;
+      ASSERT_EQ(listText(source), modelText(sourceModel)) << before;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tavrix

@@ -1,0 +1,238 @@
+// Immediate post-dominators against their definition: a vertex post-dominates another when no path
+// from that one to the root is left without it.
+#include "ipt_compiler/post_dominators.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <deque>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/unit/product/error_text.h"
+
+namespace tavrix {
+namespace {
+
+using test_support::errorText;
+
+using Edges = std::vector<std::pair<std::size_t, std::size_t>>;
+
+// Vertices 0 to size - 1; the root, which all paths lead to, is the last one.
+class Graph {
+ public:
+  Graph(std::size_t size, const Edges& edges) : vertices_(size) {
+    for (const auto& [from, to] : edges) {
+      vertices_[from].successors.push_back(&vertices_[to]);
+      vertices_[to].predecessors.push_back(&vertices_[from]);
+    }
+  }
+
+  std::size_t size() const { return vertices_.size(); }
+  IdomVertex& operator[](std::size_t i) { return vertices_[i]; }
+  IdomVertex& root() { return vertices_.back(); }
+
+  // As in rule graphs, where only the exit ends a path.
+  bool allLeadToRoot() {
+    const std::vector<bool> reaching = reachRootWithout(size());
+    return std::find(reaching.begin(), reaching.end(), false) == reaching.end();
+  }
+
+  // For each vertex the number of its immediate post-dominator; size() for one without any.
+  std::vector<std::size_t> computed() {
+    const PostDominators result = postDominators(root());
+    std::vector<std::size_t> numbers;
+    for (IdomVertex& vertex : vertices_) {
+      try {
+        numbers.push_back(indexOf(result.of(vertex)));
+      } catch (const std::invalid_argument&) {
+        numbers.push_back(size());
+      }
+    }
+    return numbers;
+  }
+
+  // The same by definition: take each vertex out and see what the root is cut off from.
+  std::vector<std::size_t> byRemoval() {
+    const std::vector<bool> reaching = reachRootWithout(size());
+    std::vector<std::vector<bool>> postDominates(size(), std::vector<bool>(size(), false));
+    for (std::size_t removed = 0; removed < size(); ++removed) {
+      if (!reaching[removed]) continue;
+      const std::vector<bool> left = reachRootWithout(removed);
+      for (std::size_t v = 0; v < size(); ++v) {
+        postDominates[removed][v] = reaching[v] && !left[v] && v != removed;
+      }
+    }
+    std::vector<std::size_t> numbers(size(), size());
+    for (std::size_t v = 0; v < size(); ++v) {
+      for (std::size_t candidate = 0; candidate < size(); ++candidate) {
+        if (!postDominates[candidate][v]) continue;
+        // The immediate one is post-dominated by all others.
+        bool isNearest = true;
+        for (std::size_t other = 0; other < size(); ++other) {
+          if (other != candidate && postDominates[other][v] && !postDominates[other][candidate]) {
+            isNearest = false;
+          }
+        }
+        if (isNearest) numbers[v] = candidate;
+      }
+    }
+    return numbers;
+  }
+
+ private:
+  std::size_t indexOf(const IdomVertex& vertex) const {
+    for (std::size_t i = 0; i < size(); ++i) {
+      if (&vertices_[i] == &vertex) return i;
+    }
+    return size() + 1;
+  }
+
+  std::vector<bool> reachRootWithout(std::size_t removed) {
+    std::vector<bool> reached(size(), false);
+    if (removed == size() - 1) return reached;
+    std::vector<std::size_t> toVisit = {size() - 1};
+    while (!toVisit.empty()) {
+      const std::size_t v = toVisit.back();
+      toVisit.pop_back();
+      if (reached[v] || v == removed) continue;
+      reached[v] = true;
+      for (const IdomVertex* predecessor : vertices_[v].predecessors) {
+        toVisit.push_back(indexOf(*predecessor));
+      }
+    }
+    return reached;
+  }
+
+  std::deque<IdomVertex> vertices_;  // stay where they are: they point at each other
+};
+
+std::string textOf(const Edges& edges) {
+  std::ostringstream text;
+  for (const auto& [from, to] : edges) text << from << "->" << to << ' ';
+  return text.str();
+}
+
+TEST(PostDominators, OfSmallShapes) {
+  const std::vector<std::pair<Edges, std::vector<std::size_t>>> cases = {
+      {{{0, 1}, {1, 2}}, {1, 2, 3}},
+      {{{0, 1}, {0, 2}, {1, 3}, {2, 3}}, {3, 3, 3, 4}},
+      {{{0, 1}, {0, 3}, {1, 2}, {1, 3}, {2, 3}}, {3, 3, 3, 4}},
+      // Both edges of a vertex to one other.
+      {{{0, 1}, {0, 1}, {1, 2}}, {1, 2, 3}},
+      // A diamond whose arms cross.
+      {{{0, 1}, {0, 2}, {1, 3}, {1, 4}, {2, 3}, {2, 4}, {3, 5}, {4, 5}}, {5, 5, 5, 5, 5, 6}},
+      // Vertex 0 takes its post-dominator from the region of another vertex: this is where the
+      // last pass of the algorithm matters.
+      {{{0, 1}, {0, 2}, {1, 3}, {2, 3}, {2, 4}, {3, 5}, {4, 5}, {5, 6}}, {5, 3, 5, 5, 5, 6, 7}},
+  };
+  for (const auto& [edges, expected] : cases) {
+    Graph graph(expected.size(), edges);
+    EXPECT_EQ(graph.computed(), expected) << textOf(edges);
+    EXPECT_EQ(graph.byRemoval(), expected) << textOf(edges);
+  }
+}
+
+// Every graph whose edges lead from lower to higher numbers, up to six vertices.
+TEST(PostDominators, AgreeWithRemovalOnAllSmallGraphs) {
+  for (std::size_t size = 1; size <= 6; ++size) {
+    Edges all;
+    for (std::size_t to = 1; to < size; ++to) {
+      for (std::size_t from = 0; from < to; ++from) all.emplace_back(from, to);
+    }
+    for (std::size_t chosen = 0; chosen < std::size_t{1} << all.size(); ++chosen) {
+      Edges edges;
+      for (std::size_t i = 0; i < all.size(); ++i) {
+        if ((chosen >> i & 1) != 0) edges.push_back(all[i]);
+      }
+      Graph graph(size, edges);
+      if (!graph.allLeadToRoot()) continue;
+      ASSERT_EQ(graph.computed(), graph.byRemoval()) << size << " vertices: " << textOf(edges);
+    }
+  }
+}
+
+// Two edges out of each vertex, as in rule graphs, in either order.
+TEST(PostDominators, AgreeWithRemovalOnRandomGraphs) {
+  for (unsigned seed = 1; seed <= 400; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const std::size_t size = 7 + random() % 20;
+    Edges edges;
+    for (std::size_t from = 0; from + 1 < size; ++from) {
+      for (int i = 0; i < 2; ++i) edges.emplace_back(from, from + 1 + random() % (size - from - 1));
+    }
+    Graph graph(size, edges);
+    ASSERT_EQ(graph.computed(), graph.byRemoval()) << textOf(edges);
+  }
+}
+
+// Cycles do not occur in rule graphs; the definition covers them all the same.
+TEST(PostDominators, AgreeWithRemovalOnRandomCyclicGraphs) {
+  for (unsigned seed = 1; seed <= 400; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const std::size_t size = 3 + random() % 10;
+    Edges edges;
+    for (std::size_t from = 0; from + 1 < size; ++from) {
+      for (int i = 0; i < 2; ++i) edges.emplace_back(from, random() % size);
+    }
+    Graph graph(size, edges);
+    if (!graph.allLeadToRoot()) continue;
+    ASSERT_EQ(graph.computed(), graph.byRemoval()) << textOf(edges);
+  }
+}
+
+TEST(PostDominators, OfTheRootAndOfAnotherGraphAreAConflict) {
+  Graph graph(2, {{0, 1}});
+  Graph other(2, {{0, 1}});
+  const PostDominators result(graph.root());
+  EXPECT_EQ(&result.of(graph[0]), &graph.root());
+  EXPECT_EQ(errorText<std::invalid_argument>([&] { result.of(other[0]); }), "IdomVertex conflict!");
+  EXPECT_EQ(errorText<std::invalid_argument>([&] { result.of(graph.root()); }),
+            "IdomVertex conflict!");
+}
+
+TEST(PostDominators, OfAVertexInAnotherOrderAreAConflict) {
+  Graph graph(2, {{0, 1}});
+  IdomVertex::OrderList order;
+  graph[0].visit(order);
+  EXPECT_EQ(errorText<std::invalid_argument>([&] { postDominators(graph.root()); }),
+            "DfsVertex conflict!");
+}
+
+TEST(PostDominators, CanBeComputedAgain) {
+  Graph graph(4, {{0, 1}, {0, 2}, {1, 3}, {2, 3}});
+  const std::vector<std::size_t> first = graph.computed();
+  EXPECT_EQ(graph.computed(), first);
+  for (std::size_t i = 0; i < graph.size(); ++i) EXPECT_EQ(graph[i].dfsMembership, nullptr);
+}
+
+// Path compression of a hundred thousand vertices: in a chain, and where every vertex has a way
+// past the next one.
+TEST(PostDominators, OfLongGraphsNeedNoDeepStack) {
+  constexpr std::size_t kSize = 100'000;
+  Edges chain;
+  Edges ladder;
+  for (std::size_t i = 0; i + 1 < kSize; ++i) {
+    chain.emplace_back(i, i + 1);
+    ladder.emplace_back(i, i + 1);
+    ladder.emplace_back(i, kSize - 1);
+  }
+  Graph chained(kSize, chain);
+  const PostDominators ofChain(chained.root());
+  Graph laddered(kSize, ladder);
+  const PostDominators ofLadder(laddered.root());
+  for (std::size_t i = 0; i + 1 < kSize; ++i) {
+    ASSERT_EQ(&ofChain.of(chained[i]), &chained[i + 1]);
+    ASSERT_EQ(&ofLadder.of(laddered[i]), &laddered.root());
+  }
+}
+
+}  // namespace
+}  // namespace tavrix

@@ -1,0 +1,183 @@
+// Rule fragments as values: kinds, order, equality, text forms and errors. The merge of two lists
+// has a file of its own.
+#include "ipt_compiler/rule_model.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "ipt_compiler/ir_graph.h"
+#include "ipt_compiler/rule_parser.h"
+#include "tests/unit/product/error_text.h"
+#include "tests/unit/product/graph_text.h"
+
+namespace tavrix {
+namespace {
+
+constexpr const char* kFile = "rules";
+
+template <class Kind>
+IptMatch match(std::string_view text) {
+  return Kind(text, kFile, 5);
+}
+
+// One match of each kind, the one of kind code k at index k - 1.
+std::vector<IptMatch> oneOfEachKind(std::string_view text) {
+  using namespace _IptMatches;
+  return {match<Ipv4>(text),          match<Ipv6>(text),        match<Protocol>(text),
+          match<Source>(text),        match<Destination>(text), match<In_interface>(text),
+          match<Out_interface>(text), match<Fragment>(text),    match<Set_counters>(text),
+          match<Match>(text)};
+}
+
+TEST(RuleModel, KindCodeIsVariantIndexPlusOne) {
+  const std::vector<IptMatch> matches = oneOfEachKind("x");
+  ASSERT_EQ(std::variant_size_v<IptMatch>, 10U);
+  for (int kind = 1; kind <= 10; ++kind) {
+    const IptMatch& one = matches[static_cast<std::size_t>(kind) - 1];
+    EXPECT_EQ(matchKind(one), kind);
+    EXPECT_EQ(one.index() + 1, static_cast<std::size_t>(kind));
+  }
+}
+
+TEST(RuleModel, KindsAreDistinctTypesWithTheSameFields) {
+  static_assert(!std::is_same_v<_IptMatches::Ipv4, _IptMatches::Ipv6>);
+  const _IptMatches::Source source("  -s   10.0.0.1 ", kFile, 17);
+  EXPECT_EQ(source.text, "-s 10.0.0.1");
+  EXPECT_EQ(source.file, kFile);
+  EXPECT_EQ(source.line, 17);
+  const _IptMatches::Match module("! --match  x  \"a  b\" \\ c", kFile, -1);
+  EXPECT_EQ(module.text, "! --match x \"a  b\" \\ c");
+  EXPECT_EQ(module.line, -1);
+}
+
+TEST(RuleModel, OrderComparesKindsOnly) {
+  const std::vector<IptMatch> first = oneOfEachKind("z");
+  const std::vector<IptMatch> second = oneOfEachKind("a");
+  for (std::size_t a = 0; a < first.size(); ++a) {
+    for (std::size_t b = 0; b < second.size(); ++b) {
+      EXPECT_EQ(sortsBefore(first[a], second[b]), a < b) << a << ' ' << b;
+    }
+  }
+}
+
+TEST(RuleModel, OnlyTwoFamilySelectorsOfOneFamilyAreEqual) {
+  const std::vector<IptMatch> first = oneOfEachKind("same");
+  for (std::size_t a = 0; a < first.size(); ++a) {
+    for (std::size_t b = 0; b < first.size(); ++b) {
+      EXPECT_EQ(first[a] == first[b], a == b && a < 2) << a << ' ' << b;
+    }
+  }
+}
+
+TEST(RuleModel, EqualityDoesNotLookAtText) {
+  using namespace _IptMatches;
+  EXPECT_TRUE(match<Ipv4>("-4") == match<Ipv4>("! -4"));
+  EXPECT_TRUE(match<Ipv6>("--ipv6") == match<Ipv6>("-6"));
+  EXPECT_FALSE(match<Protocol>("-p tcp") == match<Protocol>("-p tcp"));
+  EXPECT_FALSE(match<Protocol>("-p tcp") == match<Source>("-p tcp"));
+  EXPECT_FALSE(match<Ipv4>("-4") == match<Ipv6>("-4"));
+}
+
+TEST(RuleModel, MatchesTextJoinsItemsInListOrder) {
+  using namespace _IptMatches;
+  EXPECT_EQ(matchesText({}), "");
+  EXPECT_EQ(matchesText({{match<Protocol>("-p tcp")}, kFile, 1}), "-p tcp");
+  EXPECT_EQ(matchesText({{match<Protocol>("-p tcp"), match<Match>("-m mark --mark 1")}, kFile, 1}),
+            "-p tcp -m mark --mark 1");
+}
+
+TEST(RuleModel, ListCountsItsItemsAndKeepsItsPlace) {
+  using namespace _IptMatches;
+  const IptMatchList list({match<Ipv4>("-4"), match<Match>("-m a")}, kFile, 31);
+  EXPECT_EQ(list.elementCount, 2U);
+  EXPECT_EQ(list.file, kFile);
+  EXPECT_EQ(list.line, 31);
+  const IptMatchList empty;
+  EXPECT_TRUE(empty.items.empty());
+  EXPECT_EQ(empty.elementCount, 0U);
+  EXPECT_EQ(empty.file, nullptr);
+  EXPECT_EQ(empty.line, 0);
+}
+
+TEST(RuleModel, CompileErrorNamesThePlaceBeforeTheMessage) {
+  EXPECT_STREQ(IptCompileFailed("m", "f", 7).what(), "f:7: m");
+  EXPECT_STREQ(IptCompileFailed("", "", 0).what(), ":0: ");
+  EXPECT_STREQ(IptCompileFailed("m", "f", -12).what(), "f:-12: m");
+  EXPECT_STREQ(IptCompileFailed("m", "f", 2147483647).what(), "f:2147483647: m");
+  EXPECT_STREQ(IptCompileFailed("m", "f", -2147483647 - 1).what(), "f:-2147483648: m");
+}
+
+TEST(RuleModel, CompileErrorOwnsItsTextAndIsAStandardException) {
+  static_assert(std::is_base_of_v<std::exception, IptCompileFailed>);
+  std::string message = "failed to parse '-g foo' as a target. must be a match or a jump.";
+  std::string file = "firewall_cpp/kovsel/kovsel";
+  const IptCompileFailed error(message, file.c_str(), 212);
+  message.assign(message.size(), 'x');
+  file.assign(file.size(), 'x');
+  EXPECT_STREQ(error.what(),
+               "firewall_cpp/kovsel/kovsel:212: failed to parse '-g foo' as a target. must be a "
+               "match or a jump.");
+}
+
+std::string address(const ProxyIrNode::Pointer& node) {
+  std::ostringstream text;
+  text << node.get();
+  return text.str();
+}
+
+TEST(NodeDebugText, OfAnEmptyNodeSaysAlwaysTrue) {
+  const auto node = makeProxy();
+  EXPECT_EQ(debugText(*node), "{id: " + address(node) + ", matches: , alwaysTure: 1}");
+}
+
+TEST(NodeDebugText, ListsTargetsMatchesAndSuccessorsInThisOrder) {
+  const auto node = makeProxy();
+  const auto next = makeProxy();
+  const auto noMatch = makeProxy();
+  node->targets.push_back(parseTarget("-j A", kFile, 1));
+  node->targets.push_back(parseTarget("-m b --c", kFile, 1));
+  node->matches = parseMatches("-m x -p tcp", kFile, 1);
+  node->setSuccessor(_IptIrNode::kNext, next);
+  node->setSuccessor(_IptIrNode::kNoMatch, noMatch);
+  EXPECT_EQ(debugText(*node), "{id: " + address(node) +
+                                  ", tgt: -j A, tgt: -m b --c, matches: -p tcp -m x, alwaysTure: "
+                                  "0, true: " +
+                                  address(next) + ", false: " + address(noMatch) + "}");
+}
+
+TEST(NodeDebugText, LeavesOutEmptySuccessors) {
+  const auto node = makeProxy();
+  const auto noMatch = makeProxy();
+  node->matches = parseMatches("-4", kFile, 1);
+  node->setSuccessor(_IptIrNode::kNoMatch, noMatch);
+  EXPECT_EQ(debugText(*node), "{id: " + address(node) +
+                                  ", matches: -4, alwaysTure: 0, false: " + address(noMatch) + "}");
+}
+
+// The flag is about control flow: the number of elements that the list claims, or equal successors.
+TEST(NodeDebugText, AlwaysTrueReadsTheElementCountAndTheSuccessors) {
+  const auto node = makeProxy();
+  node->matches = parseMatches("-4", kFile, 1);
+  EXPECT_EQ(debugText(*node), "{id: " + address(node) + ", matches: -4, alwaysTure: 1}");
+
+  const auto both = makeProxy();
+  node->setSuccessor(_IptIrNode::kNext, both);
+  EXPECT_EQ(debugText(*node),
+            "{id: " + address(node) + ", matches: -4, alwaysTure: 0, true: " + address(both) + "}");
+  node->setSuccessor(_IptIrNode::kNoMatch, both);
+  EXPECT_EQ(debugText(*node), "{id: " + address(node) + ", matches: -4, alwaysTure: 1, true: " +
+                                  address(both) + ", false: " + address(both) + "}");
+
+  node->setSuccessor(_IptIrNode::kNoMatch, makeProxy());
+  node->matches.elementCount = 0;
+  EXPECT_EQ(debugText(*node),
+            "{id: " + address(node) + ", matches: -4, alwaysTure: 1, true: " + address(both) +
+                ", false: " + address(node->successor[_IptIrNode::kNoMatch]) + "}");
+}
+
+}  // namespace
+}  // namespace tavrix
