@@ -294,11 +294,6 @@ bool isRate(std::string_view text, const ShapeLimits&, Family) {
   return seconds && parseNumber(number, 1, kMostPerSecond * *seconds);
 }
 
-bool isInterfaceName(std::string_view text, const ShapeLimits&, Family) {
-  constexpr std::size_t kLongest = 15;
-  return !text.empty() && text.size() <= kLongest;
-}
-
 bool isProbability(std::string_view text, const ShapeLimits&, Family) {
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -73,8 +73,6 @@ bool isLooseWordList(std::string_view text, const ShapeLimits& limits, Family fa
 bool isSetDirections(std::string_view text, const ShapeLimits& limits, Family family);
 // A number, or a number per second, minute, hour or day, of at most 10,000 a second.
 bool isRate(std::string_view text, const ShapeLimits& limits, Family family);
-// At most 15 characters.
-bool isInterfaceName(std::string_view text, const ShapeLimits& limits, Family family);
 // A decimal fraction from 0 to 1.
 bool isProbability(std::string_view text, const ShapeLimits& limits, Family family);
 // A user or group number, or two of them with "-" or ":" between.

@@ -83,6 +83,7 @@ OptionReader::Item OptionReader::readLong(std::string_view token) {
   }
   ++position_;
   if (equals != std::string_view::npos) {
+    item.argumentIsJoined = true;
     const bool whole = item.base != nullptr && ignoresJoinedForm(*item.base);
     item.argument = whole ? token : token.substr(equals + 1);
   } else if (takesArgument) {
@@ -112,6 +113,7 @@ OptionReader::Item OptionReader::readShort(std::string_view token) {
     letter_ = 0;
     ++position_;
     if (item.base->takesArgument) {
+      item.argumentIsJoined = !tokenEnds;
       item.argument = tokenEnds                       ? takeArgument(item)
                       : ignoresJoinedForm(*item.base) ? token
                                                       : joined;

@@ -32,6 +32,7 @@ class OptionReader {
     std::size_t extension = 0;           // ExtensionOption: the number that addExtension gave
     std::size_t token = 0;               // where it stands
     std::string_view argument{};         // of an option that takes one
+    bool argumentIsJoined = false;       // it stands in the option's own token
   };
 
   // The tokens are referred to and must outlive the reader.

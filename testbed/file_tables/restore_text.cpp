@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "testbed/file_tables/commit_checks.h"
+#include "testbed/file_tables/option_checks.h"
 #include "testbed/file_tables/rule_parser.h"
 #include "testbed/file_tables/rule_tokens.h"
 
@@ -15,7 +16,6 @@ namespace {
 
 // The real tools read into a buffer of this size; what is longer goes on as the next line.
 constexpr std::size_t kLongestLine = 10239;
-constexpr std::size_t kLongestChainName = 28;
 
 // The next word of the text, which is cut off it; empty at the end.
 std::string_view takeWord(std::string_view& text) {

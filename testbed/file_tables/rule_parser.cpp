@@ -3,22 +3,17 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstddef>
 #include <optional>
 #include <utility>
 
 #include "testbed/file_tables/extensions.h"
+#include "testbed/file_tables/option_checks.h"
 #include "testbed/file_tables/option_reader.h"
+#include "testbed/file_tables/rule_text_editor.h"
 
 namespace file_tables {
 namespace {
-
-constexpr std::size_t kLongestName = 28;
-
-std::string quoted(std::string_view text) {
-  return "`" + std::string(text) + "'";
-}
 
 std::vector<std::string> splitAtCommas(std::string_view text) {
   std::vector<std::string> parts;
@@ -33,31 +28,10 @@ std::vector<std::string> splitAtCommas(std::string_view text) {
   }
 }
 
-void checkAddress(const std::string& text, Family family) {
-  if (isAddressWithMask(text, {}, family)) {
-    return;
-  }
-  const std::size_t slash = text.find('/');
-  if (isAddress(text.substr(0, slash), {}, family)) {
-    throw ParameterProblem("invalid mask " + quoted(text.substr(slash + 1)) + " specified");
-  }
-  throw ParameterProblem("host/network " + quoted(text) + " not found");
-}
-
-void refuseIf(const char* objection) {
-  if (objection != nullptr) {
-    throw ParameterProblem(objection);
-  }
-}
-
 class LineReader {
  public:
   LineReader(std::string_view line, const Table& table)
-      : line_(line), table_(table), tokens_(splitRuleLine(line)), reader_(tokens_) {
-    for (const RuleToken& token : tokens_) {
-      kept_.emplace_back(line.substr(token.begin, token.end - token.begin));
-    }
-  }
+      : table_(table), tokens_(splitRuleLine(line)), reader_(tokens_), text_(line, tokens_) {}
 
   ParsedRuleLine read();
 
@@ -78,26 +52,17 @@ class LineReader {
   void loadMatch(std::string_view name);
   bool loadProtocolMatch();
   void resolveTarget();
-  void checkExtension(const LoadedExtension& loaded) const;
   void checkInterfaces() const;
   ExtensionUse& useOf(const LoadedExtension& loaded) {
     return loaded.match ? rule_.matches[*loaded.match] : rule_.target;
   }
-  const ExtensionUse& useOf(const LoadedExtension& loaded) const {
-    return loaded.match ? rule_.matches[*loaded.match] : rule_.target;
-  }
   void addSelector(std::string name, std::string_view argument);
   std::vector<Rule> expandAddresses();
-  std::string keptText() const;
-  // Takes an option out of the rule's text: a letter, or the whole with its arguments.
-  void dropLetter(std::size_t token, char letter);
-  void dropArguments(const OptionReader::Item& item, std::size_t argumentCount);
 
-  std::string_view line_;
   const Table& table_;
   std::vector<RuleToken> tokens_;
   OptionReader reader_;
-  std::vector<std::string> kept_;  // what of each token belongs to the rule's text
+  RuleTextEditor text_;
   std::vector<LoadedExtension> extensions_;
   ParsedRuleLine result_;
   Rule rule_;
@@ -145,7 +110,7 @@ ParsedRuleLine LineReader::read() {
     throw ParameterProblem("nothing appropriate following !");
   }
   for (const LoadedExtension& loaded : extensions_) {
-    checkExtension(loaded);
+    checkOptionsTogether(useOf(loaded), *loaded.spec);
   }
   if (!hasCommand_) {
     throw ParameterProblem("no command specified");
@@ -176,9 +141,9 @@ bool LineReader::readBaseOption(const OptionReader::Item& item) {
       if ((letter == '4') != (table_.family() == Family::Ipv4)) {
         return false;
       }
-      dropLetter(item.token, letter);
+      text_.dropOption(item, 0);
       if (negated_) {
-        kept_[item.token - 1].clear();
+        text_.dropToken(item.token - 1);
       }
       break;
     case 'p':
@@ -202,7 +167,7 @@ bool LineReader::readBaseOption(const OptionReader::Item& item) {
       readCounters(item);
       break;
     case 'v':
-      dropLetter(item.token, letter);
+      text_.dropOption(item, 0);
       break;
     case 't':
       throw ParameterProblem("The -t option cannot be used in " +
@@ -224,13 +189,13 @@ void LineReader::readChain(const OptionReader::Item& item) {
   if (hasCommand_) {
     throw ParameterProblem("Cannot use -A with -A");
   }
-  if (item.argument.size() > kLongestName) {
+  if (item.argument.size() > kLongestChainName) {
     throw ParameterProblem("chain name " + quoted(item.argument) +
                            " too long (must be under 29 chars)");
   }
   hasCommand_ = true;
   result_.chain = item.argument;
-  dropArguments(item, 1);
+  text_.dropOption(item, 1);
 }
 
 void LineReader::readCounters(const OptionReader::Item& item) {
@@ -258,7 +223,7 @@ void LineReader::readCounters(const OptionReader::Item& item) {
   if (!isCount(bytes)) {
     throw ParameterProblem("-c byte counter not numeric");
   }
-  dropArguments(item, argumentCount);
+  text_.dropOption(item, argumentCount);
 }
 
 void LineReader::addSelector(std::string name, std::string_view argument) {
@@ -303,13 +268,7 @@ void LineReader::readSelector(const OptionReader::Item& item) {
     throw ParameterProblem("unknown option \"" + std::string(item.text) + "\"");
   }
   if (letter == 'i' || letter == 'o') {
-    if (item.argument.empty()) {
-      throw ParameterProblem("Empty interface is likely to be undesired");
-    }
-    if (!isInterfaceName(item.argument, {}, table_.family())) {
-      throw ParameterProblem("interface name " + quoted(item.argument) +
-                             " must be shorter than IFNAMSIZ (15)");
-    }
+    checkInterfaceName(item.argument);
   }
   if (letter == 's' || letter == 'd') {
     const std::vector<std::string> addresses = splitAtCommas(item.argument);
@@ -331,17 +290,7 @@ void LineReader::readJump(const OptionReader::Item& item) {
     throw ParameterProblem("multiple -j flags not allowed");
   }
   const std::string_view name = item.argument;
-  if (name.empty()) {
-    throw ParameterProblem("Invalid target name (too short)");
-  }
-  if (name.size() > kLongestName) {
-    throw ParameterProblem("Invalid target name " + quoted(name) + " (28 chars max)");
-  }
-  if (std::any_of(name.begin(), name.end(), [](char character) {
-        return std::isspace(static_cast<unsigned char>(character)) != 0;
-      })) {
-    throw ParameterProblem("Invalid target name " + quoted(name));
-  }
+  checkTargetName(name);
   hasJump_ = true;
   isGoto_ = item.base->letter == 'g';
   rule_.target.name = name;
@@ -381,66 +330,15 @@ bool LineReader::loadProtocolMatch() {
 
 void LineReader::readExtensionOption(const OptionReader::Item& item) {
   const LoadedExtension& loaded = extensions_[item.extension];
-  const OptionSpec& option = *item.option;
-  ExtensionUse& use = useOf(loaded);
-  const std::string extension(loaded.spec->name);
-  const std::string name(option.fullName());
-  if (negated_ && !option.negatable) {
-    throw ParameterProblem(extension + ": option \"--" + name + "\" cannot be inverted.");
+  OptionUse use{std::string(item.option->fullName()), negated_, {}};
+  if (item.option->argumentCount() > 0) {
+    use.arguments.emplace_back(item.argument);
   }
-  if (use.find(name) != nullptr) {
-    throw ParameterProblem(extension + ": option \"--" + name + "\" can only be used once.");
+  if (item.option->argumentCount() > 1) {
+    use.arguments.emplace_back(reader_.takeArgument(item));
   }
-  OptionUse optionUse{name, negated_, {}};
-  std::array<Shape, 2> shapes{option.shape, option.secondShape};
-  for (std::size_t index = 0; index < shapes.size() && shapes[index] != nullptr; ++index) {
-    const std::string_view argument = index == 0 ? item.argument : reader_.takeArgument(item);
-    if (!shapes[index](argument, option.limits, table_.family())) {
-      throw ParameterProblem(extension + ": bad value for option \"--" + name +
-                             "\": " + quoted(argument));
-    }
-    optionUse.arguments.emplace_back(argument);
-  }
-  if (loaded.spec->objectionToOption != nullptr) {
-    refuseIf(loaded.spec->objectionToOption(optionUse, writtenProtocol_,
-                                            writtenProtocol_ != rule_.protocol));
-  }
-  use.options.push_back(std::move(optionUse));
-}
-
-// What can be said only when all options have been read.
-void LineReader::checkExtension(const LoadedExtension& loaded) const {
-  const ExtensionSpec& spec = *loaded.spec;
-  const ExtensionUse& use = useOf(loaded);
-  const std::string extension(spec.name);
-  std::vector<const OptionSpec*> used;
-  for (const OptionSpec& option : spec.options) {
-    const bool isAlias = !option.canonical.empty();
-    if (isAlias) {
-      continue;
-    }
-    if (use.find(option.name) == nullptr) {
-      if (option.required) {
-        throw ParameterProblem(extension + ": option \"--" + std::string(option.name) +
-                               "\" must be specified");
-      }
-      continue;
-    }
-    for (const OptionSpec* other : used) {
-      if (option.exclusiveGroup != 0 && other->exclusiveGroup == option.exclusiveGroup) {
-        throw ParameterProblem(extension + ": option \"--" + std::string(option.name) +
-                               "\" cannot be used together with \"--" + std::string(other->name) +
-                               "\".");
-      }
-    }
-    used.push_back(&option);
-  }
-  if (!spec.needsAnOption.empty() && use.options.empty()) {
-    throw ParameterProblem(std::string(spec.needsAnOption));
-  }
-  if (spec.objection != nullptr) {
-    refuseIf(spec.objection(use));
-  }
+  addOption(useOf(loaded), *loaded.spec, *item.option, std::move(use), table_.family(),
+            writtenProtocol_, writtenProtocol_ != rule_.protocol);
 }
 
 void LineReader::checkInterfaces() const {
@@ -495,7 +393,7 @@ std::vector<Rule> LineReader::expandAddresses() {
     if (!token) {
       return;
     }
-    kept_[*token] = address;
+    text_.replaceToken(*token, address);
     for (OptionUse& selector : rule.selectors) {
       if (selector.name == selectorName) {
         selector.arguments.front() = address;
@@ -508,49 +406,11 @@ std::vector<Rule> LineReader::expandAddresses() {
       Rule rule = rule_;
       choose(rule, sourceToken_, "source", source);
       choose(rule, destinationToken_, "destination", destination);
-      rule.text = keptText();
+      rule.text = text_.text();
       rules.push_back(std::move(rule));
     }
   }
   return rules;
-}
-
-// The line's own text without what was dropped; the blanks between kept tokens stay.
-std::string LineReader::keptText() const {
-  std::string text;
-  std::size_t previousEnd = 0;
-  for (std::size_t index = 0; index < tokens_.size(); ++index) {
-    const RuleToken& token = tokens_[index];
-    if (!kept_[index].empty()) {
-      if (!text.empty()) {
-        text.append(line_.substr(previousEnd, token.begin - previousEnd));
-      }
-      text.append(kept_[index]);
-    }
-    previousEnd = token.end;
-  }
-  return text;
-}
-
-void LineReader::dropLetter(std::size_t token, char letter) {
-  std::string& kept = kept_[token];
-  kept.erase(kept.find(letter), 1);
-  const bool hasLetters = kept.find_first_not_of("-\"") != std::string::npos;
-  if (!hasLetters || kept.find("--") != std::string::npos) {
-    kept.clear();
-  }
-}
-
-void LineReader::dropArguments(const OptionReader::Item& item, std::size_t argumentCount) {
-  // A long option with "=" and a short one with more behind it hold their argument themselves.
-  const bool isLong = item.text[1] == '-';
-  const bool joined = isLong ? item.text.find('=') != std::string_view::npos
-                             : item.argument.data() > item.text.data() &&
-                                   item.argument.data() < item.text.data() + item.text.size();
-  const std::size_t tokenCount = joined ? argumentCount : argumentCount + 1;
-  for (std::size_t index = item.token; index < item.token + tokenCount; ++index) {
-    kept_[index].clear();
-  }
 }
 
 }  // namespace
