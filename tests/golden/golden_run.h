@@ -1,0 +1,108 @@
+// Runs the real program on the testbed's router, as a user would, and keeps all that can be seen of
+// the run: its end, its error text, every start of a save or restore tool, the restore texts and
+// what became of the tables.
+#pragma once
+
+#include <array>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace golden {
+
+struct PassName {
+  std::string_view tool;
+  std::string_view table;
+
+  // "iptables.mangle": how the tables are named below.
+  std::string key() const { return std::string(tool) + "." + std::string(table); }
+};
+
+// The passes of a run, in their order.
+inline constexpr std::array<PassName, 6> kPasses = {{{"iptables", "mangle"},
+                                                     {"iptables", "nat"},
+                                                     {"iptables", "filter"},
+                                                     {"ip6tables", "mangle"},
+                                                     {"ip6tables", "nat"},
+                                                     {"ip6tables", "filter"}}};
+
+enum class Tools {
+  Files,  // tables in files: what is restored has to be what a kernel would take
+  Texts,  // save prints what was restored last, byte for byte; restore takes everything
+};
+
+struct Scenario {
+  // The UCI file of each run, one run after the other on the same tables. Nullopt: there is no such
+  // package (with `bus`).
+  std::vector<std::optional<std::string>> configs = {""};
+  bool bus = true;
+  // What a scripted daemon says instead of the bus (without `bus`); see bus_replay.h.
+  std::optional<std::vector<std::string>> replay;
+  Tools tools = Tools::Files;
+  // The tables before the first run, by PassName::key. With Tools::Files the others are empty
+  // ones; with Tools::Texts their save text is empty.
+  std::map<std::string, std::string> tables;
+  // Shell text that the n-th start of a tool (from 1, in each run) runs before its work.
+  std::map<int, std::string> scripts;
+  // Shell text run on the router before the first run and after the last.
+  std::string before;
+  std::string after;
+};
+
+struct RunRecord {
+  int status = -1;  // as a shell tells it: 128 + the signal's number
+  std::string out;
+  std::string err;  // of the program and of the tools
+  // "[LD_PRELOAD=<value> ]<tool>[ <arguments>]" of each start of a tool.
+  std::vector<std::string> calls;
+  std::vector<std::string> restoreTexts;      // standard input of each restore tool
+  std::optional<std::string> outputFile;      // what the run left at "/tmp/ipt_compiler_out"
+  std::map<std::string, std::string> tables;  // as in Scenario, those that have a file
+};
+
+inline constexpr int kAborted = 128 + 6;
+
+// The router did not come up, or the scenario's own shell text ended it with a status.
+class RouterFailed : public std::runtime_error {
+ public:
+  RouterFailed(int status, const std::string& err);
+  int status() const { return status_; }
+
+ private:
+  int status_;
+};
+
+// One record for each of scenario.configs. Throws RouterFailed.
+std::vector<RunRecord> runAll(const Scenario& scenario);
+// For a scenario with one configuration.
+RunRecord runOnce(const Scenario& scenario);
+RunRecord runOnce(const std::string& config);
+
+// What the C++ runtime prints when an exception ends a program.
+std::string uncaught(std::string_view type, std::string_view what);
+
+// The program's own part of an error text: without the shell's and the tools' lines before it, and
+// without what the dynamic loader says of a preload library that is missing on a machine that
+// refuses namespaces.
+std::string programError(const std::string& err);
+
+// The starts of tools in a whole run, or in its first `count`.
+std::vector<std::string> expectedCalls(std::size_t count = 2 * kPasses.size());
+
+// What the tables in files print for a table without rules.
+std::string emptyTable(const PassName& pass);
+
+// A saved text with a block of lines right before its "COMMIT" line.
+std::string withBlock(const std::string& saved, const std::string& block);
+
+// Turns the generated lines of mangle OUTPUT into those of both hooks: PREROUTING's follow, with
+// the same rules and the next chain numbers.
+std::string forBothHooks(const std::string& outputBlock);
+
+// The six restore texts on tables without rules when the mangle tables get this block.
+std::vector<std::string> restoreTextsWith(const std::string& mangleBlock);
+
+}  // namespace golden
