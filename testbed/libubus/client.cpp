@@ -35,8 +35,8 @@ constexpr int toInt(BusStatus status) {
   return static_cast<int>(status);
 }
 
-// Waits until the socket has `events` (or has failed, which the next call on it tells). False when
-// the deadline has passed.
+// Waits until the socket has `events`, has failed, or a signal has come: the next call on it tells
+// which. False when the deadline has passed.
 bool waitFor(int fd, short events, const Deadline& deadline) {
   while (true) {
     int timeout = -1;
@@ -47,8 +47,7 @@ bool waitFor(int fd, short events, const Deadline& deadline) {
       timeout = static_cast<int>(std::min<std::chrono::milliseconds::rep>(left.count(), INT_MAX));
     }
     pollfd polled{fd, events, 0};
-    const int ready = poll(&polled, 1, timeout);
-    if (ready > 0 || (ready < 0 && errno != EINTR)) return true;
+    if (poll(&polled, 1, timeout) != 0) return true;
   }
 }
 
