@@ -50,7 +50,7 @@ list() { ls -Ai /run /run/ubus /tmp /usr/lib 2> /dev/null || true; }
 # Starts a bus daemon and waits until it listens.
 start_daemon() {
   mkfifo /run/ready
-  $ubusd --socket=/run/ubus/ubus.sock --config-dir=/run --ready-fd=3 3<> /run/ready &
+  $ubusd --socket=/run/ubus/ubus.sock --config-dir=/run --ready-fd=1 > /run/ready &
   daemon=$!
   head -c 1 /run/ready > /dev/null
   rm /run/ready
@@ -168,7 +168,7 @@ for signal in TERM HUP KILL; do
       setsid cat /run/never & echo > /run/started; cat /run/never" 2> /dev/null &
     cat /run/started > /dev/null
     kill -$signal $!
-    wait $! || echo $?)
+    { wait $! || echo $?; } 2> /dev/null)
   echo $signal $rest
   test "$before" = "$(list)"
 done)sh");

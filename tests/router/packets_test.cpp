@@ -1,0 +1,123 @@
+// Real packets, between two network namespaces joined by a cable, against the example setup: which
+// of them the generated rules take to a queue. Nobody listens on the queues, so the packets pass.
+#include "tests/router/product_run.h"
+
+namespace product_test {
+namespace {
+
+using test_support::ProcessResult;
+
+using RealPackets = ProductTest;
+INSTANTIATE_TEST_SUITE_P(Kinds, RealPackets, testing::Values("legacy", "nft"),
+                         [](const auto& kind) { return kind.param; });
+
+// The router has 10.9.0.1 and fd00:9::1 on device lan, its peer 10.9.0.2 and fd00:9::2.
+const std::string kNetwork = R"sh(
+mkfifo /run/ready /run/end
+unshare --net sh -c 'echo > /run/ready; exec cat /run/end' &
+peer=$!
+cat /run/ready > /dev/null
+at_peer() { nsenter --target $peer --net "$@"; }
+ip link add lan type veth peer name eth0 netns $peer
+ip address add 10.9.0.1/24 dev lan
+ip address add fd00:9::1/64 dev lan nodad
+ip link set lan up
+at_peer ip address add 10.9.0.2/24 dev eth0
+at_peer ip address add fd00:9::2/64 dev eth0 nodad
+at_peer ip link set eth0 up
+# Before the kernel has noticed the cable at both ends it may drop packets, and repeated ones would
+# be counted twice.
+until ip -br link show dev lan | grep -q ' UP '; do :; done
+until at_peer ip -br link show dev eth0 | grep -q ' UP '; do :; done
+
+# Foreign rules that count what has arrived, behind the hook under test.
+for family in iptables ip6tables; do
+  $family -A INPUT -i lan -p udp
+  $family -A INPUT -i lan -p tcp --syn
+done
+$program
+
+# FROM ADDRESS PORT, where FROM is empty (the router itself) or at_peer. A refused connection is
+# what a closed port answers with.
+send_udp() { $1 bash -c "echo query > /dev/udp/$2/$3"; }
+open_tcp() { ! $1 bash -c ": > /dev/tcp/$2/$3" 2> /dev/null; }
+# FAMILY TABLE: each rule's number of packets and its text, without bytes.
+counted() { $1-save -c -t $2 | sed -n 's/^\[\([0-9]*\):[0-9]*\]/\1/p'; }
+# FAMILY UDP TCP: waits until that many have arrived.
+arrived() {
+  until [ "$(counted $1 filter | sed 's/ .*//' | xargs)" = "$2 $3" ]; do :; done
+}
+# FAMILY: the packets that each NFQUEUE rule and the exempting rules have seen.
+queued() { counted $1 mangle | sed -n 's/ -m comment --comment ipt_compiler//; /NFQUEUE\|MARK/p'; }
+)sh";
+
+std::string exampleConfig() {
+  return test_support::readFile(kExample);
+}
+
+// What `queued` prints for one family: packets that the router sent itself (hook OUTPUT) and that
+// arrived (hook PREROUTING), exempted as SSH or queued as a new connection or as DNS.
+struct Counts {
+  int ownSsh = 0;
+  int ownNew = 0;
+  int ownDns = 0;
+  int arrivedSsh = 0;
+  int arrivedNew = 0;
+  int arrivedDns = 0;
+};
+
+std::string queuedText(const Counts& counts) {
+  const std::string mark = "-j MARK --set-xmark 0x10000/0x10000\n";
+  const std::string queue = "-j NFQUEUE --queue-balance 0:1 --queue-bypass\n";
+  const auto line = [](int count, const std::string& rule) {
+    return std::to_string(count) + " -A ipt_compiler_" + rule;
+  };
+  return line(counts.ownSsh, "0 -p tcp -m tcp --dport 22 " + mark) + line(0, "1 " + mark) +
+         line(counts.ownNew, "2 -p tcp -m conntrack --ctstate NEW " + queue) +
+         line(counts.ownDns, "3 " + queue) +
+         line(counts.arrivedSsh, "4 -p tcp -m tcp --dport 22 " + mark) + line(0, "5 " + mark) +
+         line(counts.arrivedNew, "6 -p tcp -m conntrack --ctstate NEW " + queue) +
+         line(counts.arrivedDns, "7 " + queue);
+}
+
+TEST_P(RealPackets, DnsAndNewConnectionsThatArriveAreQueued) {
+  const ProcessResult result = run(exampleConfig(), kNetwork + R"sh(
+for address in 10.9.0.1 fd00:9::1; do
+  send_udp at_peer $address 53
+  send_udp at_peer $address 53
+  open_tcp at_peer $address 53
+  open_tcp at_peer $address 80
+done
+for family in iptables ip6tables; do arrived $family 2 2; queued $family; done)sh");
+  const std::string expected = queuedText({.arrivedNew = 1, .arrivedDns = 3});
+  EXPECT_EQ(result.out, expected + expected);
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+TEST_P(RealPackets, DnsAndNewConnectionsOfTheRouterItselfAreQueued) {
+  const ProcessResult result = run(exampleConfig(), kNetwork + R"sh(
+for address in 10.9.0.2 fd00:9::2; do
+  send_udp '' $address 53
+  open_tcp '' $address 443
+done
+for family in iptables ip6tables; do queued $family; done)sh");
+  const std::string expected = queuedText({.ownNew = 1, .ownDns = 1});
+  EXPECT_EQ(result.out, expected + expected);
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+TEST_P(RealPackets, ExemptedAndOtherPacketsAreNotQueued) {
+  const ProcessResult result = run(exampleConfig(), kNetwork + R"sh(
+for address in 10.9.0.1 fd00:9::1; do
+  open_tcp at_peer $address 22
+  send_udp at_peer $address 54
+  send_udp at_peer $address 5353
+done
+for family in iptables ip6tables; do arrived $family 2 1; queued $family; done)sh");
+  const std::string expected = queuedText({.arrivedSsh = 1});
+  EXPECT_EQ(result.out, expected + expected);
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+}  // namespace
+}  // namespace product_test
