@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,6 +60,8 @@ BackgroundProcess::BackgroundProcess(const std::vector<std::string>& arguments,
   pid_ = fork();
   if (pid_ < 0) fail("fork");
   if (pid_ == 0) {
+    // A test that is killed leaves no process behind.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(input, 0);
     dup2(outPipe[1], 1);
     dup2(errPipe[1], 2);
