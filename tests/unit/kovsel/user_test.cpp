@@ -1,0 +1,133 @@
+// Which user a value of "user_list" means, and which options are that user's.
+#include "firewall_cpp/kovsel/user.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+
+#include "tests/unit/kovsel/household.h"
+
+namespace kovsel_test {
+namespace {
+
+using tavrix::kovsel::User;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct ListedCase {
+  const char* name;
+  const char* listed;
+  const char* number;
+};
+
+class ListedUser : public testing::TestWithParam<ListedCase> {};
+
+TEST_P(ListedUser, HasTheNumberThatTheValueBeginsWith) {
+  const auto& [name, listed, number] = GetParam();
+  EXPECT_EQ(User(listed).number(), number);
+}
+
+TEST_P(ListedUser, ReadsTheOptionsOfThatNumber) {
+  const auto& [name, listed, number] = GetParam();
+  configure("list user_list '" + std::string(listed) + "'\noption label_user" + number +
+            " '5'\noption reject_user" + number + " '1'\n");
+  EXPECT_EQ(
+      natRules(),
+      tagged("-A PREROUTING -p tcp -m tavrix-connlabel --label 5 -j REDIRECT --to-ports 8099"));
+}
+
+constexpr ListedCase kListedCases[] = {
+    {"OneDigit", "7", "7"},
+    {"LeadingZero", "07", "7"},
+    {"ManyLeadingZeros", "000012", "12"},
+    {"LettersBehind", "7abc", "7"},
+    {"BlankBehind", "7 8", "7"},
+    {"PointBehind", "7.9", "7"},
+    {"SignBehind", "7-8", "7"},
+    {"Blanks", "  7", "7"},
+    {"TabAndNewline", "\t\n7", "7"},
+    {"Plus", "+7", "7"},
+    {"BlankAndPlus", " +7", "7"},
+    {"TwoSigns", "+-7", "0"},
+    {"BlankBehindTheSign", "- 7", "0"},
+    {"MinusOne", "-1", "4294967295"},
+    {"MinusSeven", "-7", "4294967289"},
+    {"MinusZero", "-0", "0"},
+    {"Letter", "x", "0"},
+    {"Empty", "", "0"},
+    {"BlanksOnly", "   ", "0"},
+    {"Hexadecimal", "0x10", "0"},
+    {"LargestInt", "2147483647", "2147483647"},
+    {"SmallestInt", "-2147483648", "2147483648"},
+};
+
+INSTANTIATE_TEST_SUITE_P(, ListedUser, testing::ValuesIn(kListedCases),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(UserNumber, IsAnUnsignedDecimalForValuesThatNoIntHolds) {
+  for (const char* listed : {"2147483648", "-2147483649", "4294967295", "4294967296",
+                             "9223372036854775807", "9223372036854775808", "-9223372036854775809",
+                             "99999999999999999999999999999999", "-99999999999999999999999999"}) {
+    const std::string number = User(listed).number();
+    const unsigned long long value = std::stoull(number);
+    EXPECT_LE(value, std::numeric_limits<std::uint32_t>::max()) << listed;
+    EXPECT_EQ(number, std::to_string(value)) << listed;
+  }
+}
+
+TEST(UserOptions, CarryTheNumberBehindTheirName) {
+  configure("option label_user7 '5'\nlist mac_user7 'a'\nlist mac_user7 'b'\n");
+  const User user("07");
+  EXPECT_EQ(user.optionName("label_user"), "label_user7");
+  EXPECT_THAT(user.values("label_user"), ElementsAre("5"));
+  EXPECT_THAT(user.values("mac_user"), ElementsAre("a", "b"));
+  EXPECT_THAT(user.values("mac_label_user"), IsEmpty());
+}
+
+TEST(UserOptions, OfAnotherUserAreNotRead) {
+  configure("option label_user70 '5'\noption label_user '6'\noption label_user07 '7'\n");
+  EXPECT_THAT(User("7").values("label_user"), IsEmpty());
+}
+
+TEST(UserOptions, HoldClassExceptionsUnderTheNameOfTheClass) {
+  configure(
+      "list class_12_except_user7 'a'\nlist class_12_except_user7 'b'\n"
+      "option class__except_user7 'c'\n");
+  EXPECT_THAT(User("7").classExceptions("12"), ElementsAre("a", "b"));
+  EXPECT_THAT(User("7").classExceptions(""), ElementsAre("c"));
+  EXPECT_THAT(User("7").classExceptions("1"), IsEmpty());
+  EXPECT_THAT(User("8").classExceptions("12"), IsEmpty());
+}
+
+TEST(UserOptions, AreThoseOfTheSectionOfThatNameOnly) {
+  configure(
+      "config kovsel 'other'\noption label_user7 '5'\nconfig other\noption label_user7 '5'\n");
+  EXPECT_THAT(User("7").values("label_user"), IsEmpty());
+}
+
+TEST(ForEachUser, VisitsTheListInItsOrderAndRepeatsWhatItRepeats) {
+  configure(
+      "list user_list '9'\nlist user_list '3'\nlist user_list '03'\nlist user_list 'x'\n"
+      "option reject_user0 1\noption label_user0 10\n"
+      "option reject_user3 1\noption label_user3 13\n"
+      "option reject_user9 1\noption label_user9 19\n");
+  EXPECT_EQ(natRules(), tagged(R"(
+-A PREROUTING -p tcp -m tavrix-connlabel --label 19 -j REDIRECT --to-ports 8099
+-A PREROUTING -p tcp -m tavrix-connlabel --label 13 -j REDIRECT --to-ports 8099
+-A PREROUTING -p tcp -m tavrix-connlabel --label 13 -j REDIRECT --to-ports 8099
+-A PREROUTING -p tcp -m tavrix-connlabel --label 10 -j REDIRECT --to-ports 8099
+)"));
+}
+
+TEST(ForEachUser, TakesAnOptionThatIsNoListAsAListOfOne) {
+  configure(
+      "option user_list '3 4'\noption reject_user3 1\noption label_user3 13\n"
+      "option reject_user4 1\noption label_user4 14\n");
+  EXPECT_EQ(natRules(), tagged("-A PREROUTING -p tcp -m tavrix-connlabel --label 13 "
+                               "-j REDIRECT --to-ports 8099"));
+}
+
+}  // namespace
+}  // namespace kovsel_test
