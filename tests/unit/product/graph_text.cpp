@@ -1,9 +1,13 @@
 #include "tests/unit/product/graph_text.h"
 
 #include <cstddef>
+#include <iomanip>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 #include <vector>
+
+#include "ipt_compiler/rule_parser.h"
 
 namespace test_support {
 namespace {
@@ -56,6 +60,51 @@ std::string graphText(const ProxyIrNode::Pointer& first) {
     text << '\n';
   }
   return text.str();
+}
+
+ProxyIrNode::Pointer graphOf(const std::string& text) {
+  std::map<std::size_t, ProxyIrNode::Pointer> nodes;
+  const auto nodeOf = [&nodes](std::istringstream& words) {
+    std::size_t number = 0;
+    if (!(words >> number)) throw std::runtime_error("no number of a node");
+    ProxyIrNode::Pointer& node = nodes[number];
+    if (!node) node = tavrix::makeProxy();
+    return node;
+  };
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    const ProxyIrNode::Pointer node = nodeOf(words);
+    words.ignore();  // the colon
+    bool isCondition = false;
+    for (std::string word; words >> std::ws && !words.eof();) {
+      if (words.peek() == '"') {
+        words >> std::quoted(word);
+        if (isCondition) {
+          node->matches = tavrix::parseMatches(word, "graph", 1);
+        } else {
+          node->targets.push_back(tavrix::parseTarget(word, "graph", 1));
+        }
+        continue;
+      }
+      words >> word;
+      if (word == "if") {
+        isCondition = true;
+      } else if (word == "(count") {
+        words >> node->matches.elementCount;
+        words.ignore();  // the parenthesis
+      } else if (word == "then") {
+        node->setSuccessor(kNext, nodeOf(words));
+      } else if (word == "else") {
+        node->setSuccessor(kNoMatch, nodeOf(words));
+      } else if (word == "exit") {
+        node->isExit = true;
+      } else if (word != "end") {
+        throw std::runtime_error("unknown word in a graph: " + word);
+      }
+    }
+  }
+  return nodes.at(0);
 }
 
 std::string wrongPredecessorCounts(const ProxyIrNode::Pointer& first) {

@@ -19,6 +19,11 @@ namespace test_support {
 // of a node that is marked so.
 std::string graphText(const tavrix::ProxyIrNode::Pointer& first);
 
+// The graph of a text in that form, whatever the order of its lines; line 0 is the node returned.
+// All other nodes are held by their predecessors only. For tests: throws std::runtime_error for
+// any other text.
+tavrix::ProxyIrNode::Pointer graphOf(const std::string& text);
+
 // A line for each reachable node whose predecessor count is not the number of slots of reachable
 // nodes that point at it; empty when all counts are exact.
 std::string wrongPredecessorCounts(const tavrix::ProxyIrNode::Pointer& first);

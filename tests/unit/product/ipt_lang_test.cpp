@@ -1,0 +1,299 @@
+// The builders: which nodes they make, how they wire them, and what they refuse.
+#include "ipt_compiler/export/ipt_lang.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "tests/unit/product/error_text.h"
+#include "tests/unit/product/graph_text.h"
+
+namespace tavrix {
+namespace {
+
+using test_support::errorText;
+using test_support::graphText;
+using test_support::wrongPredecessorCounts;
+
+constexpr const char* kSetNextTwice = "IPT compiler: Internal error. setNext() twice.";
+
+IptProg target(const char* text) {
+  return makeTarget(text, "f", 1);
+}
+IptCond cond(const char* text) {
+  return makeMatches(text, "f", 1);
+}
+
+TEST(MakeTarget, IsOneRuleNode) {
+  const IptProg prog = makeTarget("-j  A", "f", 12);
+  EXPECT_EQ(prog.first, prog.last);
+  EXPECT_EQ(graphText(prog.first), "0: \"-j A\" end\n");
+  EXPECT_STREQ(prog.first->targets.front().file, "f");
+  EXPECT_EQ(prog.first->targets.front().line, 12);
+  EXPECT_EQ(prog.first->predecessorCount, 0U);
+  EXPECT_EQ(graphText(makeTarget(std::string("-m a --b"), "f", 1).first), "0: \"-m a --b\" end\n");
+}
+
+TEST(MakeTarget, PassesTheParsersErrorOn) {
+  EXPECT_EQ(errorText<IptCompileFailed>([] { makeTarget("-p tcp", "some/file", 30); }),
+            "some/file:30: failed to parse '-p tcp' as a target. must be a match or a jump.");
+}
+
+TEST(MakeMatches, IsAConditionNodeWithTwoOpenExits) {
+  const IptCond c = makeMatches("-m x  -p tcp", "f", 12);
+  EXPECT_EQ(graphText(c.entry), "0: if \"-p tcp -m x\" then 1 else 2\n1: end\n2: end\n");
+  EXPECT_EQ(c.entry->successor[1], c.trueExit);
+  EXPECT_EQ(c.entry->successor[0], c.falseExit);
+  EXPECT_STREQ(c.entry->matches.file, "f");
+  EXPECT_EQ(c.entry->matches.line, 12);
+  EXPECT_EQ(wrongPredecessorCounts(c.entry), "");
+}
+
+TEST(MakeMatches, PassesTheParsersErrorOn) {
+  EXPECT_EQ(errorText<IptCompileFailed>([] { makeMatches("tcp", "some/file", 30); }),
+            "some/file:30: failed to parse 'tcp' as matches. not a valid parameter of iptables.");
+}
+
+TEST(MakeConstCond, IsAConditionNodeWithoutMatches) {
+  const IptCond always = makeConstCond(true);
+  EXPECT_EQ(graphText(always.entry), "0: then 1 else 2\n1: end\n2: end\n");
+  EXPECT_EQ(always.entry->successor[1], always.trueExit);
+  EXPECT_EQ(always.entry->successor[0], always.falseExit);
+  EXPECT_EQ(always.entry->matches.file, nullptr);
+  EXPECT_EQ(always.entry->matches.line, 0);
+  EXPECT_TRUE(always.entry->isUnconditional());
+
+  const IptCond never = makeConstCond(false);
+  EXPECT_EQ(graphText(never.entry), "0: then 1 else 2\n1: end\n2: end\n");
+  EXPECT_EQ(never.entry->successor[1], never.falseExit);
+  EXPECT_EQ(never.entry->successor[0], never.trueExit);
+}
+
+TEST(MakeConstCond, HangsTheBodyOnTheSlotThatIsTakenOrOnTheOther) {
+  const IptProg taken = closeFi(appendThen(openIf(makeConstCond(true)), target("-j A")));
+  EXPECT_EQ(graphText(taken.first),
+            "0: then 1 else 4\n1: then 2\n2: \"-j A\" then 3\n3: end\n4: then 3\n");
+  const IptProg skipped = closeFi(appendThen(openIf(makeConstCond(false)), target("-j A")));
+  EXPECT_EQ(graphText(skipped.first),
+            "0: then 1 else 3\n1: then 2\n2: end\n3: then 4\n4: \"-j A\" then 2\n");
+}
+
+TEST(MakeEmptyProg, IsOneFreshNode) {
+  const IptProg prog = makeEmptyProg();
+  EXPECT_EQ(prog.first, prog.last);
+  EXPECT_EQ(graphText(prog.first), "0: end\n");
+  EXPECT_NE(makeEmptyProg().first, prog.first);
+}
+
+TEST(CondNot, SwapsTheExitsAndMakesNoNode) {
+  const IptCond c = cond("-p tcp");
+  const long owners = c.entry.use_count();
+  const IptCond negated = condNot(c);
+  EXPECT_EQ(negated.trueExit, c.falseExit);
+  EXPECT_EQ(negated.falseExit, c.trueExit);
+  EXPECT_EQ(negated.entry, c.entry);
+  EXPECT_EQ(c.entry.use_count(), owners + 1);
+  const IptCond twice = condNot(condNot(c));
+  EXPECT_EQ(twice.trueExit, c.trueExit);
+  EXPECT_EQ(twice.falseExit, c.falseExit);
+  EXPECT_EQ(twice.entry, c.entry);
+}
+
+TEST(CondAnd, TestsTheSecondWhereTheFirstHolds) {
+  const IptCond a = cond("-p a");
+  const IptCond b = cond("-p b");
+  const IptCond both = condAnd(a, b);
+  EXPECT_EQ(both.entry, a.entry);
+  EXPECT_EQ(both.trueExit, b.trueExit);
+  EXPECT_EQ(a.trueExit->successor[1], b.entry);
+  EXPECT_EQ(a.falseExit->successor[1], both.falseExit);
+  EXPECT_EQ(b.falseExit->successor[1], both.falseExit);
+  EXPECT_EQ(both.falseExit->predecessorCount, 2U);
+  EXPECT_EQ(graphText(both.entry),
+            "0: if \"-p a\" then 1 else 6\n1: then 2\n2: if \"-p b\" then 3 else 4\n3: end\n"
+            "4: then 5\n5: end\n6: then 5\n");
+  EXPECT_EQ(wrongPredecessorCounts(both.entry), "");
+}
+
+TEST(CondOr, TestsTheSecondWhereTheFirstDoesNotHold) {
+  const IptCond a = cond("-p a");
+  const IptCond b = cond("-p b");
+  const IptCond either = condOr(a, b);
+  EXPECT_EQ(either.entry, a.entry);
+  EXPECT_EQ(either.falseExit, b.falseExit);
+  EXPECT_EQ(a.falseExit->successor[1], b.entry);
+  EXPECT_EQ(a.trueExit->successor[1], either.trueExit);
+  EXPECT_EQ(b.trueExit->successor[1], either.trueExit);
+  // The one node that is made.
+  EXPECT_EQ(either.trueExit->predecessorCount, 2U);
+  EXPECT_EQ(graphText(either.entry),
+            "0: if \"-p a\" then 1 else 3\n1: then 2\n2: end\n3: then 4\n"
+            "4: if \"-p b\" then 5 else 6\n5: then 2\n6: end\n");
+  EXPECT_EQ(wrongPredecessorCounts(either.entry), "");
+}
+
+TEST(OpenIf, KeepsTheExitsAndAddsAJoin) {
+  const IptCond c = cond("-p a");
+  const IptIfBlock block = openIf(c);
+  EXPECT_EQ(block.entry, c.entry);
+  EXPECT_EQ(block.tail, c.trueExit);
+  EXPECT_EQ(block.elseExit, c.falseExit);
+  EXPECT_EQ(graphText(block.join), "0: end\n");
+  EXPECT_EQ(block.join->predecessorCount, 0U);
+}
+
+TEST(CloseFi, OfABlockWithoutStatementsLinksBothExitsToTheJoin) {
+  const IptIfBlock block = openIf(cond("-p a"));
+  const IptProg prog = closeFi(block);
+  EXPECT_EQ(prog.first, block.entry);
+  EXPECT_EQ(prog.last, block.join);
+  EXPECT_EQ(block.tail->successor[1], block.join);
+  EXPECT_EQ(block.elseExit->successor[1], block.join);
+  EXPECT_EQ(block.join->predecessorCount, 2U);
+  EXPECT_EQ(graphText(prog.first), "0: if \"-p a\" then 1 else 3\n1: then 2\n2: end\n3: then 2\n");
+}
+
+TEST(CloseElse, LinksBothBranchesToTheJoin) {
+  const IptIfBlock block = appendThen(openIf(cond("-p a")), target("-j A"));
+  const IptProg prog = closeElse(block, target("-j B"));
+  EXPECT_EQ(prog.first, block.entry);
+  EXPECT_EQ(prog.last, block.join);
+  EXPECT_EQ(graphText(prog.first),
+            "0: if \"-p a\" then 1 else 4\n1: then 2\n2: \"-j A\" then 3\n3: end\n"
+            "4: then 5\n5: \"-j B\" then 3\n");
+  EXPECT_EQ(wrongPredecessorCounts(prog.first), "");
+}
+
+// elseExit, then tail, then the end of the else body: an error leaves what came before it linked.
+TEST(CloseElse, LinksInThisOrder) {
+  const IptIfBlock linkedElse = openIf(cond("-p a"));
+  linkedElse.elseExit->setNext(makeProxy());
+  EXPECT_EQ(errorText<std::logic_error>([&] { closeElse(linkedElse, target("-j B")); }),
+            kSetNextTwice);
+  EXPECT_EQ(linkedElse.tail->successor[1], nullptr);
+
+  const IptIfBlock linkedTail = openIf(cond("-p a"));
+  linkedTail.tail->setNext(makeProxy());
+  const IptProg body = target("-j B");
+  EXPECT_EQ(errorText<std::logic_error>([&] { closeElse(linkedTail, body); }), kSetNextTwice);
+  EXPECT_EQ(linkedTail.elseExit->successor[1], body.first);
+  EXPECT_EQ(body.last->successor[1], nullptr);
+}
+
+TEST(AppendThen, PutsStatementsAtTheEndOfTheThenBranch) {
+  const IptIfBlock open = openIf(cond("-p a"));
+  const IptProg a = target("-j A");
+  const IptProg b = target("-j B");
+  const IptIfBlock block = appendThen(appendThen(open, a), b);
+  EXPECT_EQ(block.entry, open.entry);
+  EXPECT_EQ(block.elseExit, open.elseExit);
+  EXPECT_EQ(block.join, open.join);
+  EXPECT_EQ(block.tail, b.last);
+  EXPECT_EQ(open.tail->successor[1], a.first);
+  EXPECT_EQ(a.last->successor[1], b.first);
+}
+
+TEST(AppendThen, TwiceToTheSameBlockThrows) {
+  const IptIfBlock block = openIf(cond("-p a"));
+  appendThen(block, target("-j A"));
+  EXPECT_EQ(errorText<std::logic_error>([&] { appendThen(block, target("-j B")); }), kSetNextTwice);
+}
+
+// What a chain of items must look like, whichever form of the call made it.
+constexpr const char* kRuleThenIfThenRule =
+    "0: \"-j A\" then 1\n1: if \"-p x\" then 2 else 5\n2: then 3\n3: then 4\n4: \"-j B\" end\n"
+    "5: then 3\n";
+
+TEST(Sequence, ClosesIfBlocks) {
+  EXPECT_EQ(graphText(sequence(target("-j A"), openIf(cond("-p x")), target("-j B")).first),
+            kRuleThenIfThenRule);
+  EXPECT_EQ(
+      graphText(sequence(target("-j A"), closeFi(openIf(cond("-p x"))), target("-j B")).first),
+      kRuleThenIfThenRule);
+  const IptProg first = sequence(target("-j A"), openIf(cond("-p x")));
+  EXPECT_EQ(graphText(sequence(first, target("-j B")).first), kRuleThenIfThenRule);
+}
+
+TEST(Sequence, TakesManyItems) {
+  const auto block = [](const char* text) { return openIf(cond(text)); };
+  const IptProg many =
+      sequence(target("-j A"), block("-p a"), block("-p b"), block("-p c"), target("-j B"));
+  EXPECT_EQ(graphText(many.first),
+            "0: \"-j A\" then 1\n"
+            "1: if \"-p a\" then 2 else 13\n2: then 3\n3: then 4\n"
+            "4: if \"-p b\" then 5 else 12\n5: then 6\n6: then 7\n"
+            "7: if \"-p c\" then 8 else 11\n8: then 9\n9: then 10\n10: \"-j B\" end\n"
+            "11: then 9\n12: then 6\n13: then 3\n");
+  EXPECT_EQ(wrongPredecessorCounts(many.first), "");
+}
+
+TEST(AppendThen, TakesManyItemsAndClosesIfBlocks) {
+  const auto text = [](IptIfBlock block) { return graphText(closeFi(std::move(block)).first); };
+  const auto block = [](const char* name) { return openIf(cond(name)); };
+  EXPECT_EQ(text(appendThen(block("-p o"), target("-j A"), target("-j B"))),
+            "0: if \"-p o\" then 1 else 5\n1: then 2\n2: \"-j A\" then 3\n3: \"-j B\" then 4\n"
+            "4: end\n5: then 4\n");
+  EXPECT_EQ(
+      text(appendThen(block("-p o"), block("-p a"), block("-p b"), target("-j A"), target("-j B"))),
+      text(appendThen(block("-p o"), sequence(closeFi(block("-p a")), closeFi(block("-p b")),
+                                              target("-j A"), target("-j B")))));
+}
+
+TEST(Sequence, OfOneProgramTwiceThrows) {
+  const IptProg prog = target("-j A");
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(prog, prog); }), kSetNextTwice);
+  const IptIfBlock block = openIf(cond("-p a"));
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(makeEmptyProg(), block, block); }),
+            kSetNextTwice);
+}
+
+TEST(Builders, UsingAConditionTwiceThrows) {
+  const IptCond shared = cond("-p a");
+  condAnd(shared, cond("-p b"));
+  EXPECT_EQ(errorText<std::logic_error>([&] { condAnd(shared, cond("-p c")); }), kSetNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { condOr(shared, cond("-p c")); }), kSetNextTwice);
+}
+
+// ELSEIF is an ELSE that holds a closed IF.
+TEST(Builders, ElseifIsAnElseWithAnIf) {
+  const IptIfBlock inner = appendThen(openIf(cond("-p b")), target("-j B"));
+  const IptIfBlock outer = appendThen(openIf(cond("-p a")), target("-j A"));
+  const IptProg prog = closeElse(outer, closeFi(inner));
+  EXPECT_EQ(graphText(prog.first),
+            "0: if \"-p a\" then 1 else 4\n1: then 2\n2: \"-j A\" then 3\n3: end\n4: then 5\n"
+            "5: if \"-p b\" then 6 else 9\n6: then 7\n7: \"-j B\" then 8\n8: then 3\n9: then 8\n");
+  EXPECT_EQ(wrongPredecessorCounts(prog.first), "");
+}
+
+// What was built before a text that cannot be read is released with the values that hold it.
+TEST(Builders, ErrorsLeaveNoNodeAlive) {
+  std::weak_ptr<ProxyIrNode> entry;
+  std::weak_ptr<ProxyIrNode> exit;
+  EXPECT_THROW(
+      {
+        IptCond built = cond("-p a");
+        entry = built.entry;
+        exit = built.falseExit;
+        built = condAnd(std::move(built), makeMatches("not an option", "f", 1));
+      },
+      IptCompileFailed);
+  EXPECT_TRUE(entry.expired());
+  EXPECT_TRUE(exit.expired());
+}
+
+TEST(Builders, ProgramsAreReleasedWithTheirLastHolder) {
+  std::weak_ptr<ProxyIrNode> join;
+  {
+    const IptIfBlock block = appendThen(openIf(cond("-p a")), target("-j A"));
+    join = block.join;
+    const IptProg prog = sequence(closeElse(block, target("-j B")), target("-j C"));
+    EXPECT_FALSE(join.expired());
+  }
+  EXPECT_TRUE(join.expired());
+}
+
+}  // namespace
+}  // namespace tavrix

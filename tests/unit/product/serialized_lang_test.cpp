@@ -1,0 +1,478 @@
+// The language as a list of tokens: each list must give the graph that the builders give for what
+// it means, or one of the errors, whole.
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ipt_compiler/export/ipt_lang.h"
+#include "tests/unit/product/error_text.h"
+#include "tests/unit/product/graph_text.h"
+
+namespace tavrix {
+namespace {
+
+using test_support::errorText;
+using test_support::graphText;
+
+constexpr const char* kInvalidMatches = "Invalid serialized matches!";
+constexpr const char* kInvalidTargets = "Invalid serialized targets!";
+
+IptCond leaf(const char* text) {
+  return makeMatches(text, "f", 1);
+}
+IptProg target(const char* text) {
+  return makeTarget(text, "f", 1);
+}
+
+// The graph of a condition with different targets behind its exits.
+std::string condText(IptCond cond) {
+  IptIfBlock block = appendThen(openIf(std::move(cond)), target("-j HOLDS"));
+  return graphText(closeElse(std::move(block), target("-j FAILS")).first);
+}
+
+std::string readCond(const IptTokens& tokens) {
+  auto position = tokens.begin();
+  IptCond cond = parseSerializedMatches(position, tokens.end());
+  EXPECT_EQ(position, tokens.end());
+  return condText(std::move(cond));
+}
+
+// What the reader makes of a list of conjunctions, each a list of operands: every conjunction
+// begins with a constant, and so does the disjunction.
+IptCond disjunctionOf(std::vector<std::vector<IptCond>> conjunctions) {
+  IptCond all = makeConstCond(false);
+  for (std::vector<IptCond>& operands : conjunctions) {
+    IptCond conjunction = makeConstCond(true);
+    for (IptCond& operand : operands) {
+      conjunction = condAnd(std::move(conjunction), std::move(operand));
+    }
+    all = condOr(std::move(all), std::move(conjunction));
+  }
+  return all;
+}
+
+TEST(SerializedMatches, AreADisjunctionOfConjunctions) {
+  const auto a = [] { return leaf("-p a"); };
+  const auto b = [] { return leaf("-s b"); };
+  const auto c = [] { return leaf("-d c"); };
+  EXPECT_EQ(readCond({"-p a"}), condText(disjunctionOf({{a()}})));
+  EXPECT_EQ(readCond({"-p a", "AND", "-s b"}), condText(disjunctionOf({{a(), b()}})));
+  EXPECT_EQ(readCond({"-p a", "OR", "-s b"}), condText(disjunctionOf({{a()}, {b()}})));
+  EXPECT_EQ(readCond({"-p a", "OR", "-s b", "AND", "-d c"}),
+            condText(disjunctionOf({{a()}, {b(), c()}})));
+  EXPECT_EQ(readCond({"-p a", "AND", "-s b", "OR", "-d c"}),
+            condText(disjunctionOf({{a(), b()}, {c()}})));
+  EXPECT_EQ(readCond({"(", "-p a", "OR", "-s b", ")", "AND", "-d c"}),
+            condText(disjunctionOf({{disjunctionOf({{a()}, {b()}}), c()}})));
+  EXPECT_EQ(readCond({"-d c", "AND", "(", "-p a", "OR", "(", "-s b", ")", ")"}),
+            condText(disjunctionOf({{c(), disjunctionOf({{a()}, {disjunctionOf({{b()}})}})}})));
+  EXPECT_EQ(readCond({"(", "-p a", ")", "OR", "(", "-s b", ")"}),
+            condText(disjunctionOf({{disjunctionOf({{a()}})}, {disjunctionOf({{b()}})}})));
+}
+
+TEST(SerializedMatches, EmptyListsAlwaysHold) {
+  EXPECT_EQ(readCond({}), condText(condOr(makeConstCond(false), makeConstCond(true))));
+  EXPECT_EQ(readCond({"(", ")"}), condText(disjunctionOf({{disjunctionOf({{}})}})));
+  EXPECT_EQ(readCond({"(", "(", ")", ")"}),
+            condText(disjunctionOf({{disjunctionOf({{disjunctionOf({{}})}})}})));
+}
+
+TEST(SerializedMatches, IgnoreAnAndAtTheEnd) {
+  EXPECT_EQ(readCond({"-p a", "AND"}), readCond({"-p a"}));
+  EXPECT_EQ(readCond({"(", "-p a", "AND", ")"}), readCond({"(", "-p a", ")"}));
+}
+
+TEST(SerializedMatches, AlwaysHoldWithAnOrAtTheEnd) {
+  EXPECT_EQ(readCond({"-p a", "OR"}), condText(disjunctionOf({{leaf("-p a")}, {}})));
+}
+
+TEST(SerializedMatches, NotIsAPrefixOfOneToken) {
+  const auto negated = [](const char* text) {
+    return condText(disjunctionOf({{condNot(leaf(text))}}));
+  };
+  EXPECT_EQ(readCond({"NOT-p udp"}), negated("-p udp"));
+  EXPECT_EQ(readCond({"NOT -p udp"}), negated("-p udp"));
+  EXPECT_EQ(readCond({"NOT! -p udp"}), negated("! -p udp"));
+  EXPECT_EQ(readCond({"NOT   -4 "}), negated("-4"));
+  // Nothing behind it: never holds.
+  EXPECT_EQ(readCond({"NOT"}), negated(""));
+  EXPECT_EQ(readCond({"NOT "}), negated(""));
+}
+
+TEST(SerializedMatches, KeywordsAreWholeTokensInCapitals) {
+  const std::string place = "./ipt_compiler/export/ipt_lang:299: failed to parse '";
+  const std::string reason = "' as matches. not a valid parameter of iptables.";
+  for (const char* token : {"and", "And", "AND ", " OR", "or", "( ", "()", "not -4", " NOT-4", "NO",
+                            "THEN", "IF", "FI", ")", "ELSE"}) {
+    EXPECT_EQ(errorText<IptCompileFailed>([&] {
+                readCond({"-4", "AND", token});
+              }),
+              place + token + reason);
+  }
+  // An operand is not more special for beginning with three certain letters.
+  EXPECT_EQ(errorText<IptCompileFailed>([&] { readCond({"NOTHING"}); }),
+            "./ipt_compiler/export/ipt_lang:297: failed to parse 'HING' as matches. not a valid "
+            "parameter of iptables.");
+}
+
+TEST(SerializedMatches, RefuseMisplacedOperatorsAndOperands) {
+  const std::vector<IptTokens> lists = {
+      {"AND"},
+      {"OR"},
+      {"AND", "-4"},
+      {"OR", "-4"},
+      {"-4", "AND", "AND", "-6"},
+      {"-4", "AND", "OR", "-6"},
+      {"-4", "OR", "AND", "-6"},
+      {"-4", "OR", "OR", "-6"},
+      {"-4", "-6"},
+      {"-4", "NOT-6"},
+      {"NOT", "-p tcp"},
+      {"NOT", "(", "-p tcp", ")"},
+      {"-4", "(", "-6", ")"},
+      {"(", "-4", ")", "-6"},
+      {"(", "-4", ")", "(", ")"},
+      {"(", "AND", ")"},
+      {"(", "OR", "-4", ")"},
+      {"("},
+      {"-4", "AND", "("},
+      {"(", "-4"},
+      {"(", "(", "-4", ")"},
+      {"(", "(", ")", "OR", "("},
+  };
+  for (const IptTokens& tokens : lists) {
+    std::string text;
+    for (const std::string_view token : tokens) text += "[" + std::string(token) + "]";
+    EXPECT_EQ(errorText<std::invalid_argument>([&] { readCond(tokens); }), kInvalidMatches) << text;
+  }
+}
+
+TEST(SerializedMatches, ErrorsOfMatchTextsNameTheReader) {
+  const std::string reason = "' as matches. not a valid parameter of iptables.";
+  const std::vector<std::pair<IptTokens, std::string>> cases = {
+      {{"tcp"}, ":299: failed to parse 'tcp" + reason},
+      {{""}, ""},
+      {{"NOTtcp"}, ":297: failed to parse 'tcp" + reason},
+      {{"NOT tcp "}, ":297: failed to parse ' tcp " + reason},
+      {{")"}, ":299: failed to parse ')" + reason},
+      {{"-4", "OR", ")"}, ":299: failed to parse ')" + reason},
+      {{"(", "-4", ")", "AND", ")"}, ":299: failed to parse ')" + reason},
+      {{"-j A"}, ":299: failed to parse '-j A' as matches. not a valid match of iptables."},
+      {{"NOT -j A"}, ":297: failed to parse ' -j A' as matches. not a valid match of iptables."},
+  };
+  for (const auto& [tokens, message] : cases) {
+    if (message.empty()) {
+      EXPECT_EQ(readCond(tokens), condText(disjunctionOf({{leaf("")}})));
+      continue;
+    }
+    EXPECT_EQ(errorText<IptCompileFailed>([&, &list = tokens] { readCond(list); }),
+              "./ipt_compiler/export/ipt_lang" + message);
+  }
+}
+
+// In reading order the first error counts: a text that cannot be read before the rule it breaks by
+// its place, a "(" without its ")" before what stands behind it.
+TEST(SerializedMatches, ReportTheFirstErrorInReadingOrder) {
+  const std::string place = "./ipt_compiler/export/ipt_lang:299: failed to parse '";
+  const std::string reason = "' as matches. not a valid parameter of iptables.";
+  const std::vector<std::pair<IptTokens, std::string>> textFirst = {
+      {{"bad", "AND", "worse"}, "bad"},
+      {{"-4", "bad"}, "bad"},
+      {{"-4", "(", "bad", ")"}, "bad"},
+      {{"bad", "AND", "("}, "bad"},
+      {{"bad", "OR", "OR"}, "bad"},
+      {{"-4", "OR", "bad", "-6"}, "bad"},
+      {{"(", "-4", "OR", "bad", ")", "AND", "worse"}, "bad"},
+  };
+  for (const auto& [tokens, text] : textFirst) {
+    EXPECT_EQ(errorText<IptCompileFailed>([&, &list = tokens] { readCond(list); }),
+              place + text + reason);
+  }
+  const std::vector<IptTokens> shapeFirst = {
+      {"(", "bad"}, {"-4", "OR", "OR", "bad"}, {"-4", "-6", "bad"}, {"(", "(", "bad", ")"}};
+  for (const IptTokens& tokens : shapeFirst) {
+    EXPECT_EQ(errorText<std::invalid_argument>([&] { readCond(tokens); }), kInvalidMatches);
+  }
+}
+
+TEST(SerializedMatches, BeginAtThePositionAndStopAtTheEnd) {
+  const IptTokens tokens = {"bad", "-p a", "OR", "-s b", "bad"};
+  auto position = tokens.begin() + 1;
+  const auto end = tokens.end() - 1;
+  EXPECT_EQ(condText(parseSerializedMatches(position, end)), readCond({"-p a", "OR", "-s b"}));
+  EXPECT_EQ(position, end);
+}
+
+// ---- statements
+
+// The graph of all statements of the list, one after another, as rule sets read them.
+std::string readStatements(const IptTokens& tokens) {
+  IptProg all = makeEmptyProg();
+  for (auto position = tokens.begin(); position != tokens.end();) {
+    IptProg statement = parseSerializedTargets(position, tokens.end());
+    all = sequence(std::move(all), std::move(statement));
+  }
+  return graphText(all.first);
+}
+
+std::string statementText(IptProg prog) {
+  return graphText(sequence(makeEmptyProg(), std::move(prog)).first);
+}
+
+IptCond conditionOf(const char* text) {
+  return disjunctionOf({{leaf(text)}});
+}
+
+// A body as the reader makes it: it begins with an empty program.
+template <class... Targets>
+IptProg bodyOf(Targets... texts) {
+  IptProg body = makeEmptyProg();
+  ((body = sequence(std::move(body), target(texts))), ...);
+  return body;
+}
+
+TEST(SerializedTargets, ReadATargetText) {
+  EXPECT_EQ(readStatements({"-j A"}), statementText(target("-j A")));
+  EXPECT_EQ(readStatements({"-j  MARK  --set-mark 1 "}),
+            statementText(target("-j MARK --set-mark 1")));
+}
+
+TEST(SerializedTargets, ReadAnIfBlock) {
+  EXPECT_EQ(readStatements({"IF", "-p tcp", "THEN", "-j REJECT", "FI"}),
+            statementText(closeFi(appendThen(openIf(conditionOf("-p tcp")), bodyOf("-j REJECT")))));
+  EXPECT_EQ(
+      readStatements({"IF", "-p tcp", "THEN", "-j A", "-j B", "FI"}),
+      statementText(closeFi(appendThen(openIf(conditionOf("-p tcp")), bodyOf("-j A", "-j B")))));
+}
+
+TEST(SerializedTargets, ReadAnIfBlockWithoutConditionOrBody) {
+  EXPECT_EQ(readStatements({"IF", "THEN", "FI"}),
+            statementText(closeFi(appendThen(openIf(disjunctionOf({{}})), makeEmptyProg()))));
+  EXPECT_EQ(readStatements({"IF", "-4", "THEN", "ELSE", "FI"}),
+            statementText(closeElse(appendThen(openIf(conditionOf("-4")), makeEmptyProg()),
+                                    makeEmptyProg())));
+}
+
+TEST(SerializedTargets, ReadAnElseBranch) {
+  EXPECT_EQ(readStatements({"IF", "-4", "THEN", "-j A", "ELSE", "-j B", "-j C", "FI"}),
+            statementText(closeElse(appendThen(openIf(conditionOf("-4")), bodyOf("-j A")),
+                                    bodyOf("-j B", "-j C"))));
+}
+
+TEST(SerializedTargets, ReadElseifAsAnIfInAnElseWithAClosingTokenOfItsOwn) {
+  const auto inner = [] { return appendThen(openIf(conditionOf("-6")), bodyOf("-j B")); };
+  const auto outer = [] { return appendThen(openIf(conditionOf("-4")), bodyOf("-j A")); };
+  EXPECT_EQ(
+      readStatements({"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "FI", "FI"}),
+      statementText(closeElse(outer(), closeFi(inner()))));
+  EXPECT_EQ(readStatements({"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "ELSE",
+                            "-j C", "FI", "FI"}),
+            statementText(closeElse(outer(), closeElse(inner(), bodyOf("-j C")))));
+  const auto third = [] { return appendThen(openIf(conditionOf("-f")), bodyOf("-j C")); };
+  EXPECT_EQ(readStatements({"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "ELSEIF",
+                            "-f", "THEN", "-j C", "FI", "FI", "FI"}),
+            statementText(closeElse(outer(), closeElse(inner(), closeFi(third())))));
+}
+
+// The closing token of an ELSEIF is skipped, whatever it is.
+TEST(SerializedTargets, SwallowTheTokenBehindAnElseifChain) {
+  const IptTokens withFi = {"IF",   "-4",   "THEN", "-j A", "ELSEIF", "-6",
+                            "THEN", "-j B", "FI",   "FI",   "-j C"};
+  for (const char* swallowed : {"-j LOST", "IF", "THEN", "ELSE", "ELSEIF", "rubbish", ""}) {
+    IptTokens tokens = withFi;
+    tokens[9] = swallowed;
+    EXPECT_EQ(readStatements(tokens), readStatements(withFi)) << swallowed;
+  }
+}
+
+TEST(SerializedTargets, ReadNestedBlocks) {
+  EXPECT_EQ(
+      readStatements({"IF", "-4", "THEN", "-j A", "IF", "-6", "THEN", "-j B", "FI", "-j C", "ELSE",
+                      "IF", "-f", "THEN", "FI", "FI", "-j D"}),
+      [] {
+        const IptProg inThen = sequence(
+            makeEmptyProg(), target("-j A"),
+            closeFi(appendThen(openIf(conditionOf("-6")), bodyOf("-j B"))), target("-j C"));
+        const IptProg inElse = sequence(
+            makeEmptyProg(), closeFi(appendThen(openIf(conditionOf("-f")), makeEmptyProg())));
+        return graphText(sequence(makeEmptyProg(),
+                                  closeElse(appendThen(openIf(conditionOf("-4")), inThen), inElse),
+                                  target("-j D"))
+                             .first);
+      }());
+}
+
+TEST(SerializedTargets, TakeTheConditionUpToTheFirstThen) {
+  EXPECT_EQ(readStatements({"IF", "(", "-4", "OR", "-6", ")", "AND", "-f", "THEN", "FI"}),
+            statementText(closeFi(appendThen(
+                openIf(disjunctionOf({{disjunctionOf({{leaf("-4")}, {leaf("-6")}}), leaf("-f")}})),
+                makeEmptyProg()))));
+  // Parentheses do not protect it.
+  EXPECT_EQ(errorText<std::invalid_argument>([] {
+              readStatements({"IF", "(", "-4", "THEN", ")", "THEN", "FI"});
+            }),
+            kInvalidMatches);
+}
+
+TEST(SerializedTargets, LeaveThePositionBehindTheStatement) {
+  const IptTokens tokens = {"-j A", "IF", "-4", "THEN", "FI", "bad"};
+  auto position = tokens.begin();
+  parseSerializedTargets(position, tokens.end());
+  EXPECT_EQ(position, tokens.begin() + 1);
+  parseSerializedTargets(position, tokens.end(), false);
+  EXPECT_EQ(position, tokens.begin() + 5);
+}
+
+TEST(SerializedTargets, BeginWithTheConditionInElseifMode) {
+  const IptTokens tokens = {"-4", "THEN", "-j A", "FI"};
+  auto position = tokens.begin();
+  EXPECT_EQ(statementText(parseSerializedTargets(position, tokens.end(), true)),
+            readStatements({"IF", "-4", "THEN", "-j A", "FI"}));
+  EXPECT_EQ(position, tokens.end());
+  const IptTokens withIf = {"IF", "-4", "THEN", "-j A", "FI"};
+  position = withIf.begin();
+  EXPECT_EQ(errorText<std::invalid_argument>(
+                [&] { parseSerializedTargets(position, withIf.end(), true); }),
+            kInvalidTargets);
+}
+
+TEST(SerializedTargets, RefuseIncompleteBlocks) {
+  const std::vector<IptTokens> lists = {
+      {"IF"},
+      {"IF", "-4"},
+      {"IF", "-4", "FI"},
+      {"IF", "-4", "THEN"},
+      {"IF", "-p tcp", "THEN", "-j REJECT"},
+      {"IF", "-4", "THEN", "-j A", "ELSE"},
+      {"IF", "-4", "THEN", "-j A", "ELSE", "-j B"},
+      {"IF", "-4", "THEN", "-j A", "ELSEIF"},
+      {"IF", "-4", "THEN", "-j A", "ELSEIF", "-6"},
+      {"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B"},
+      {"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "ELSE"},
+      // One closing token for two conditions.
+      {"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "FI"},
+      {"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "ELSE", "-j C", "FI"},
+      {"IF", "-4", "THEN", "-j A", "ELSEIF", "IF", "-6", "THEN", "-j B", "FI", "FI"},
+      {"IF", "-4", "THEN", "IF", "-6", "THEN", "FI"},
+  };
+  for (const IptTokens& tokens : lists) {
+    std::string text;
+    for (const std::string_view token : tokens) text += "[" + std::string(token) + "]";
+    EXPECT_EQ(errorText<std::invalid_argument>([&] { readStatements(tokens); }), kInvalidTargets)
+        << text;
+  }
+}
+
+TEST(SerializedTargets, ReadMisplacedKeywordsAsTargetTexts) {
+  const std::string place = "./ipt_compiler/export/ipt_lang:349: failed to parse '";
+  const std::string reason = "' as a target. not a valid parameter of iptables.";
+  const std::vector<std::pair<IptTokens, const char*>> cases = {
+      {{"THEN"}, "THEN"},
+      {{"ELSE"}, "ELSE"},
+      {{"ELSEIF"}, "ELSEIF"},
+      {{"FI"}, "FI"},
+      {{"if"}, "if"},
+      {{""}, ""},
+      {{"NOT-p tcp"}, "NOT-p tcp"},
+      {{"-j A", "FI"}, "FI"},
+      {{"IF", "-4", "THEN", "FI", "FI"}, "FI"},
+      {{"IF", "-4", "THEN", "THEN", "FI"}, "THEN"},
+      {{"IF", "-4", "THEN", "ELSE", "ELSE", "FI"}, "ELSE"},
+      {{"IF", "-4", "THEN", "ELSE", "ELSEIF", "-6", "THEN", "FI"}, "ELSEIF"},
+      {{"IF", "-4", "THEN", "ELSE", "THEN", "FI"}, "THEN"},
+  };
+  for (const auto& [tokens, text] : cases) {
+    EXPECT_EQ(errorText<IptCompileFailed>([&, &list = tokens] { readStatements(list); }),
+              place + text + reason);
+  }
+}
+
+TEST(SerializedTargets, ReportTheFirstErrorInReadingOrder) {
+  const std::string target = "./ipt_compiler/export/ipt_lang:349: failed to parse 'T";
+  const std::string matches = "./ipt_compiler/export/ipt_lang:299: failed to parse 'M";
+  const std::string badTarget = "' as a target. not a valid parameter of iptables.";
+  const std::string badMatches = "' as matches. not a valid parameter of iptables.";
+  const std::vector<std::pair<IptTokens, std::string>> cases = {
+      {{"T1", "T2"}, target + "1" + badTarget},
+      {{"IF", "M1", "THEN", "T1", "FI"}, matches + "1" + badMatches},
+      {{"IF", "M1", "THEN", "T1"}, matches + "1" + badMatches},
+      {{"IF", "-4", "THEN", "T1", "ELSE", "T2", "FI"}, target + "1" + badTarget},
+      {{"IF", "-4", "THEN", "T1", "T2"}, target + "1" + badTarget},
+      {{"IF", "-4", "THEN", "-j A", "ELSE", "-j B", "T2"}, target + "2" + badTarget},
+      {{"IF", "-4", "THEN", "-j A", "ELSEIF", "M2", "THEN", "T1"}, matches + "2" + badMatches},
+      {{"IF", "-4", "THEN", "IF", "M3", "THEN", "T1", "FI", "T2", "FI"},
+       matches + "3" + badMatches},
+  };
+  for (const auto& [tokens, message] : cases) {
+    EXPECT_EQ(errorText<IptCompileFailed>([&, &list = tokens] { readStatements(list); }), message);
+  }
+  // Without a THEN there is no condition to be read.
+  EXPECT_EQ(errorText<std::invalid_argument>([] {
+              readStatements({"IF", "M1", "T1"});
+            }),
+            kInvalidTargets);
+}
+
+// How deep it nests is up to the configuration.
+TEST(SerializedMatches, NestAHundredThousandParentheses) {
+  constexpr std::size_t kDepth = 100'000;
+  IptTokens tokens(kDepth, "(");
+  tokens.emplace_back("-4");
+  tokens.insert(tokens.end(), kDepth, ")");
+  auto position = tokens.cbegin();
+  const IptCond cond = parseSerializedMatches(position, tokens.end());
+  EXPECT_EQ(position, tokens.end());
+  EXPECT_NE(cond.trueExit, cond.falseExit);
+
+  tokens.pop_back();
+  position = tokens.cbegin();
+  EXPECT_EQ(
+      errorText<std::invalid_argument>([&] { parseSerializedMatches(position, tokens.end()); }),
+      kInvalidMatches);
+  IptTokens onlyOpening(kDepth, "(");
+  position = onlyOpening.cbegin();
+  EXPECT_EQ(errorText<std::invalid_argument>(
+                [&] { parseSerializedMatches(position, onlyOpening.end()); }),
+            kInvalidMatches);
+}
+
+TEST(SerializedTargets, NestAHundredThousandBlocks) {
+  constexpr int kDepth = 100'000;
+  IptTokens tokens;
+  for (int i = 0; i < kDepth; ++i) tokens.insert(tokens.end(), {"IF", "-4", "THEN"});
+  tokens.emplace_back("-j A");
+  tokens.insert(tokens.end(), kDepth, "FI");
+  auto position = tokens.cbegin();
+  const IptProg prog = parseSerializedTargets(position, tokens.end());
+  EXPECT_EQ(position, tokens.end());
+  EXPECT_EQ(prog.last->successor[1], nullptr);
+
+  tokens.pop_back();
+  position = tokens.cbegin();
+  EXPECT_EQ(
+      errorText<std::invalid_argument>([&] { parseSerializedTargets(position, tokens.end()); }),
+      kInvalidTargets);
+}
+
+TEST(SerializedTargets, ChainAHundredThousandElseifs) {
+  constexpr int kLength = 100'000;
+  IptTokens tokens = {"IF", "-4", "THEN"};
+  for (int i = 0; i < kLength; ++i) tokens.insert(tokens.end(), {"-j A", "ELSEIF", "-6", "THEN"});
+  tokens.insert(tokens.end(), kLength + 1, "FI");
+  auto position = tokens.cbegin();
+  parseSerializedTargets(position, tokens.end());
+  EXPECT_EQ(position, tokens.end());
+
+  tokens.pop_back();
+  position = tokens.cbegin();
+  EXPECT_EQ(
+      errorText<std::invalid_argument>([&] { parseSerializedTargets(position, tokens.end()); }),
+      kInvalidTargets);
+}
+
+}  // namespace
+}  // namespace tavrix

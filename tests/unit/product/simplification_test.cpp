@@ -1,0 +1,444 @@
+// The simplification: each pass as a table of graphs before and after, then whole programs.
+#include "ipt_compiler/simplification.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ipt_compiler/export/ipt_lang.h"
+#include "tests/unit/product/graph_text.h"
+#include "tests/unit/product/random_program.h"
+
+namespace tavrix {
+namespace {
+
+using _IptIrNode::kNext;
+using _IptIrNode::kNoMatch;
+using test_support::graphOf;
+using test_support::graphText;
+using test_support::wrongPredecessorCounts;
+
+struct PassCase {
+  const char* what;
+  const char* before;
+  const char* after;  // empty: nothing changes
+};
+
+// Runs the passes on node 0. Nothing else holds the other nodes, so what is bypassed dies at once.
+void expectPasses(const std::vector<PassCase>& cases) {
+  for (const PassCase& passCase : cases) {
+    SCOPED_TRACE(passCase.what);
+    const ProxyIrNode::Pointer node = graphOf(passCase.before);
+    ASSERT_EQ(wrongPredecessorCounts(node), "");
+    const std::string before = graphText(node);
+    const bool unchanged = *passCase.after == '\0';
+    EXPECT_EQ(simplifyNode(*node), !unchanged);
+    EXPECT_EQ(graphText(node), unchanged ? before : passCase.after);
+    EXPECT_EQ(wrongPredecessorCounts(node), "");
+    EXPECT_FALSE(simplifyNode(*node)) << "not simplified until nothing changes";
+  }
+}
+
+TEST(SimplifyNode, DropsAConditionWithEqualSuccessors) {
+  expectPasses({
+      {"matches go, and the no-match slot", R"(0: if "-p a -m b" then 1 else 1
+1: exit end)",
+       "0: then 1\n1: exit end\n"},
+      {"targets stay", R"(0: "-j A" if "-p a" then 1 else 1
+1: exit end)",
+       "0: \"-j A\" then 1\n1: exit end\n"},
+      {"both slots empty", R"(0: if "-p a" end)", "0: end\n"},
+      {"the count does not matter, the items do", R"(0: if "-4" (count 0) then 1 else 1
+1: exit end)",
+       "0: then 1\n1: exit end\n"},
+      {"without items there is no condition to drop", R"(0: (count 1) then 1 else 1
+1: exit end)",
+       ""},
+      {"different successors", R"(0: if "-p a" then 1 else 2
+1: "-j A" then 2
+2: exit end)",
+       ""},
+  });
+}
+
+TEST(SimplifyNode, LeavesNoPlaceInADroppedCondition) {
+  const ProxyIrNode::Pointer node = graphOf("0: if \"-p a\" then 1 else 1\n1: exit end\n");
+  EXPECT_TRUE(simplifyNode(*node));
+  EXPECT_EQ(node->matches.file, nullptr);
+  EXPECT_EQ(node->matches.line, 0);
+  EXPECT_EQ(node->matches.elementCount, 0U);
+  EXPECT_EQ(node->successor[kNoMatch], nullptr);
+  EXPECT_EQ(node->successor[kNext]->predecessorCount, 1U);
+}
+
+TEST(SimplifyNode, BypassesNodesThatOnlyPassControlOn) {
+  expectPasses({
+      {"on the way on", R"(0: then 1
+1: then 2
+2: exit end)",
+       "0: then 1\n1: exit end\n"},
+      {"several of them", R"(0: then 1
+1: then 2
+2: then 3
+3: then 4
+4: exit end)",
+       "0: then 1\n1: exit end\n"},
+      {"where the condition does not hold", R"(0: if "-p a" then 1 else 2
+1: "-j A" then 3
+2: then 3
+3: exit end)",
+       "0: if \"-p a\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
+      {"both ways, and then the condition is useless", R"(0: if "-p a" then 1 else 2
+1: then 3
+2: then 3
+3: exit end)",
+       "0: then 1\n1: exit end\n"},
+      {"a condition with equal successors", R"(0: then 1
+1: if "-p a" then 2 else 2
+2: exit end)",
+       "0: then 1\n1: exit end\n"},
+      {"an element count of zero counts as no condition", R"(0: then 1
+1: if "-4" (count 0) then 2 else 3
+2: exit end
+3: "-j A" then 2)",
+       "0: then 1\n1: exit end\n"},
+      {"a constant that never holds", R"(0: if "-p a" then 1 else 2
+1: then 3 else 4
+2: "-j A" then 3
+3: exit end
+4: "-j B" then 3)",
+       "0: if \"-p a\" then 1 else 2\n1: exit end\n2: \"-j A\" then 1\n"},
+      {"not one with targets", R"(0: if "-p a" then 1 else 2
+1: "-j A" then 2
+2: "-j B" then 3
+3: exit end)",
+       ""},
+      {"not a condition", R"(0: if "-p a" then 1 else 2
+1: if "-p b" then 2 else 3
+2: "-j B" then 3
+3: exit end)",
+       ""},
+      {"not the exit, whatever is in it", R"(0: then 1
+1: exit then 2
+2: "-j A" end)",
+       ""},
+      {"not the exit where the condition does not hold", R"(0: if "-p a" then 1 else 2
+1: "-j A" then 2
+2: exit then 3
+3: "-j B" end)",
+       ""},
+  });
+}
+
+TEST(SimplifyNode, AbsorbsTheTargetsOfTheNextNode) {
+  expectPasses({
+      {"in order, behind its own", R"(0: "-j A" then 1
+1: "-j B" "-j C" then 2
+2: exit end)",
+       "0: \"-j A\" \"-j B\" \"-j C\" then 1\n1: exit end\n"},
+      {"one node after another", R"(0: then 1
+1: "-j A" then 2
+2: then 3
+3: "-j B" then 4
+4: exit end)",
+       "0: \"-j A\" \"-j B\" then 1\n1: exit end\n"},
+      {"with the condition behind them", R"(0: then 1
+1: "-j A" if "-p a" then 2 else 3
+2: "-j B" then 3
+3: exit end)",
+       "0: \"-j A\" if \"-p a\" then 1 else 2\n1: \"-j B\" then 2\n2: exit end\n"},
+      {"not behind a condition", R"(0: if "-p a" then 1 else 2
+1: "-j A" then 2
+2: exit end)",
+       ""},
+      {"an element count of zero counts as no condition", R"(0: if "-4" (count 0) then 1 else 2
+1: "-j A" then 2
+2: exit end)",
+       "0: \"-j A\" if \"-4\" (count 0) then 1\n1: exit end\n"},
+      {"not when another node leads there", R"(0: then 1 else 2
+1: "-j A" then 3
+2: "-j B" then 1
+3: exit end)",
+       ""},
+      {"not those of the exit", R"(0: then 1
+1: "-j A" exit end)",
+       ""},
+  });
+}
+
+TEST(SimplifyNode, MergesTheNextCondition) {
+  expectPasses({
+      {"of the same no-match node, in the order of kinds", R"(0: if "-m x" then 1 else 3
+1: if "-p b" then 2 else 3
+2: "-j A" then 3
+3: exit end)",
+       "0: if \"-p b -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
+      {"three of them", R"(0: if "-m x" then 1 else 4
+1: if "-p b" then 2 else 4
+2: if "-m y -s c" then 3 else 4
+3: "-j A" then 4
+4: exit end)",
+       "0: if \"-p b -s c -m x -m y\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
+      {"into a node without condition, whatever its no-match node", R"(0: "-j A" then 1
+1: if "-p b" then 2 else 3
+2: "-j B" then 3
+3: exit end)",
+       "0: \"-j A\" if \"-p b\" then 1 else 2\n1: \"-j B\" then 2\n2: exit end\n"},
+      {"into a constant, whose dead branch goes", R"(0: then 1 else 4
+1: if "-p b" then 2 else 3
+2: "-j B" then 3
+3: exit end
+4: "-j DEAD" then 3)",
+       "0: if \"-p b\" then 1 else 2\n1: \"-j B\" then 2\n2: exit end\n"},
+      {"as far as both fit into one rule", R"(0: if "-p a" then 1 else 3
+1: if "-p b -m x" then 2 else 3
+2: "-j A" then 3
+3: exit end)",
+       "0: if \"-p a -m x\" then 1 else 3\n1: if \"-p b\" then 2 else 3\n2: \"-j A\" then 3\n"
+       "3: exit end\n"},
+      {"not at all when nothing can move", R"(0: if "-p a" then 1 else 3
+1: if "-p b" then 2 else 3
+2: "-j A" then 3
+3: exit end)",
+       ""},
+      // Modules that move as a block are not counted as a change.
+      {"modules alone move without a sign", R"(0: if "-m a" then 1 else 3
+1: if "-p b -m b" then 2 else 3
+2: "-j A" then 3
+3: exit end)",
+       "0: if \"-p b -m a -m b\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
+      {"not with another no-match node", R"(0: if "-p a" then 1 else 3
+1: if "-s b" then 2 else 4
+2: "-j A" then 4
+3: "-j B" then 4
+4: exit end)",
+       ""},
+      {"not when another node leads there", R"(0: then 1 else 3
+1: if "-s b" then 2 else 4
+2: "-j A" then 4
+3: if "-d c" then 1 else 4
+4: exit end)",
+       ""},
+      {"not one with targets", R"(0: if "-p a" then 1 else 3
+1: "-j A" if "-s b" then 2 else 3
+2: "-j B" then 3
+3: exit end)",
+       ""},
+      {"not that of the exit", R"(0: if "-p a" then 1 else 2
+1: exit if "-s b" then 2
+2: "-j B" end)",
+       ""},
+  });
+}
+
+// A second selector of the family takes a count away from the node that keeps the first one: from
+// then on that node counts as one without condition, and the emptied one as a condition.
+TEST(SimplifyNode, KeepsTheCountsOfADroppedDuplicate) {
+  expectPasses({
+      {"the first has an item and no count, the second the other way round",
+       R"(0: if "-4" then 1 else 3
+1: if "-4" then 2 else 3
+2: "-j A" then 3
+3: exit end)",
+       "0: if \"-4\" (count 0) then 1 else 3\n1: (count 1) then 2 else 3\n2: \"-j A\" then 3\n"
+       "3: exit end\n"},
+      {"with another option the count stays above zero", R"(0: if "-p a -4" then 1 else 3
+1: if "! -4" then 2 else 3
+2: "-j A" then 3
+3: exit end)",
+       "0: if \"-4 -p a\" (count 1) then 1 else 3\n1: (count 1) then 2 else 3\n2: \"-j A\" then "
+       "3\n3: exit end\n"},
+  });
+}
+
+// Taking over the no-match node is no change by itself: only a match that moved is.
+TEST(SimplifyNode, ReportsNoChangeWhenOnlyTheNoMatchNodeIsTakenOver) {
+  const ProxyIrNode::Pointer node =
+      graphOf("0: then 1\n1: (count 1) then 2 else 3\n2: \"-j A\" then 3\n3: exit end\n");
+  EXPECT_FALSE(simplifyNode(*node));
+  EXPECT_EQ(graphText(node),
+            "0: then 1 else 3\n1: (count 1) then 2 else 3\n2: \"-j A\" then 3\n3: exit end\n");
+  EXPECT_EQ(wrongPredecessorCounts(node), "");
+}
+
+TEST(SimplifyNode, MovesModulesAsABlockWithoutReportingAChange) {
+  const ProxyIrNode::Pointer node = graphOf(
+      "0: if \"-m a\" then 1 else 3\n1: if \"-m b\" then 2 else 3\n2: \"-j A\" then 3\n"
+      "3: exit end\n");
+  EXPECT_FALSE(simplifyNode(*node));
+  EXPECT_EQ(graphText(node),
+            "0: if \"-m a -m b\" then 1 else 3\n1: then 2\n2: \"-j A\" then 3\n3: exit end\n");
+  EXPECT_TRUE(simplifyNode(*node));
+}
+
+// A bypassed node is a predecessor as long as it exists: what follows it is merged only when the
+// last one that holds it lets it go.
+TEST(SimplifyNode, CountsABypassedNodeThatSomebodyHolds) {
+  for (const char* next : {"\"-j A\" then 3", "if \"-p b\" then 3 else 4"}) {
+    const ProxyIrNode::Pointer node = graphOf("0: then 1\n1: then 2\n2: " + std::string(next) +
+                                              "\n3: \"-j B\" then 4\n4: exit end\n");
+    ProxyIrNode::Pointer proxy = node->successor[kNext];
+    const ProxyIrNode::Pointer following = proxy->successor[kNext];
+    EXPECT_TRUE(simplifyNode(*node));
+    EXPECT_EQ(node->successor[kNext], following);
+    EXPECT_EQ(following->predecessorCount, 2U);
+    EXPECT_TRUE(node->targets.empty() && node->matches.items.empty());
+
+    proxy.reset();
+    EXPECT_EQ(following->predecessorCount, 1U);
+    EXPECT_TRUE(simplifyNode(*node));
+    EXPECT_FALSE(node->targets.empty() && node->matches.items.empty());
+  }
+}
+
+// ---- whole programs
+
+IptProg target(const char* text) {
+  return makeTarget(text, "f", 1);
+}
+IptCond cond(const char* text) {
+  return makeMatches(text, "f", 1);
+}
+
+// What is left of a program with its exit. It is built by a call, so that no operand of a builder
+// lives on and counts as a predecessor.
+template <class Build>
+std::string simplified(Build build) {
+  const ProxyIrNode::Pointer exit = makeProxy();
+  IptProg prog = build();
+  prog = sequence(std::move(prog), {exit, exit});
+  simplify(prog.first, exit);
+  EXPECT_TRUE(exit->isExit);
+  EXPECT_EQ(wrongPredecessorCounts(prog.first), "");
+  return graphText(prog.first);
+}
+
+TEST(Simplify, LeavesAnEmptyProgramAndItsExit) {
+  EXPECT_EQ(simplified([] { return makeEmptyProg(); }), "0: then 1\n1: exit end\n");
+}
+
+TEST(Simplify, NeverBypassesTheFirstNode) {
+  EXPECT_EQ(simplified([] { return sequence(makeEmptyProg(), makeEmptyProg(), makeEmptyProg()); }),
+            "0: then 1\n1: exit end\n");
+}
+
+TEST(Simplify, LeavesTheExitAsItIs) {
+  const ProxyIrNode::Pointer first = graphOf("0: then 1\n1: \"-j A\" end\n");
+  const ProxyIrNode::Pointer exit = first->successor[kNext];
+  simplify(first, exit);
+  EXPECT_EQ(graphText(first), "0: then 1\n1: \"-j A\" exit end\n");
+}
+
+TEST(Simplify, JoinsTargetsAcrossJunctions) {
+  EXPECT_EQ(simplified([] {
+              return sequence(target("-j A"), makeEmptyProg(), makeEmptyProg(), target("-j B"));
+            }),
+            "0: \"-j A\" \"-j B\" then 1\n1: exit end\n");
+}
+
+TEST(Simplify, OfAnIfBlock) {
+  EXPECT_EQ(simplified([] { return closeFi(appendThen(openIf(cond("-p a")), target("-j A"))); }),
+            "0: if \"-p a\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
+  EXPECT_EQ(simplified([] {
+              return closeElse(appendThen(openIf(cond("-p a")), target("-j A")), target("-j B"));
+            }),
+            "0: if \"-p a\" then 1 else 3\n1: \"-j A\" then 2\n2: exit end\n3: \"-j B\" then 2\n");
+  EXPECT_EQ(simplified([] { return closeFi(openIf(cond("-p a"))); }), "0: then 1\n1: exit end\n");
+}
+
+TEST(Simplify, MergesConditionsWithTheSameNoMatchNode) {
+  EXPECT_EQ(
+      simplified([] {
+        return closeFi(appendThen(openIf(condAnd(cond("-m x"), cond("-p a"))), target("-j A")));
+      }),
+      "0: if \"-p a -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
+  EXPECT_EQ(simplified([] {
+              return closeFi(appendThen(openIf(cond("-m x")),
+                                        closeFi(appendThen(openIf(cond("-p a")), target("-j A")))));
+            }),
+            "0: if \"-p a -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
+}
+
+TEST(Simplify, RemovesConstants) {
+  const auto ifElse = [](IptCond condition) {
+    return closeElse(appendThen(openIf(std::move(condition)), target("-j A")), target("-j B"));
+  };
+  EXPECT_EQ(simplified([&] { return sequence(makeEmptyProg(), ifElse(makeConstCond(true))); }),
+            "0: \"-j A\" then 1\n1: exit end\n");
+  EXPECT_EQ(simplified([&] { return sequence(makeEmptyProg(), ifElse(makeConstCond(false))); }),
+            "0: \"-j B\" then 1\n1: exit end\n");
+  EXPECT_EQ(simplified([&] { return ifElse(makeConstCond(true)); }),
+            "0: \"-j A\" then 1\n1: exit end\n");
+  EXPECT_EQ(simplified([&] { return ifElse(condAnd(makeConstCond(true), cond("-p a"))); }),
+            "0: if \"-p a\" then 1 else 3\n1: \"-j A\" then 2\n2: exit end\n3: \"-j B\" then 2\n");
+  EXPECT_EQ(simplified([&] { return ifElse(condOr(cond("-p a"), makeConstCond(true))); }),
+            "0: \"-j A\" then 1\n1: exit end\n");
+}
+
+// While the first bypassed node counts, the conditions behind it merge among themselves. So
+// "-p b" has "-s c" with it, and no longer takes "-m e" along, when its turn comes.
+TEST(Simplify, HoldsBypassedNodesUntilTheEndOfTheIteration) {
+  const auto inner = [](const char* text, IptProg body) {
+    return closeFi(appendThen(openIf(cond(text)), makeEmptyProg(), std::move(body)));
+  };
+  EXPECT_EQ(simplified([&] {
+              return sequence(
+                  makeEmptyProg(), target("-j T"),
+                  inner("-s c -m d", inner("-p b -m e", inner("-s c", target("-j A")))));
+            }),
+            "0: \"-j T\" if \"-p b -s c -m d\" then 1 else 3\n"
+            "1: if \"-s c -m e\" then 2 else 3\n2: \"-j A\" then 3\n3: exit end\n");
+}
+
+// Pass by pass and program by program: nothing is left that a pass could change, and every count
+// is what a recount gives.
+TEST(Simplify, LeavesExactCountsAndNothingToDoInRandomPrograms) {
+  for (std::size_t size = 1; size <= 12; ++size) {
+    for (unsigned seed = 1; seed <= 60; ++seed) {
+      const test_support::RandomProgram program(seed, size);
+      SCOPED_TRACE("size " + std::to_string(size) + ", seed " + std::to_string(seed) + ": " +
+                   program.text());
+      const ProxyIrNode::Pointer exit = makeProxy();
+      const IptProg prog = sequence(program.build(), {exit, exit});
+      simplify(prog.first, exit);
+      ASSERT_EQ(wrongPredecessorCounts(prog.first), "");
+      const std::string once = graphText(prog.first);
+      simplify(prog.first, exit);
+      ASSERT_EQ(graphText(prog.first), once);
+    }
+  }
+}
+
+TEST(Simplify, JoinsALongChainOfTargets) {
+  constexpr std::size_t kLength = 100'000;
+  IptProg prog = makeEmptyProg();
+  for (std::size_t i = 0; i < kLength; ++i) prog = sequence(std::move(prog), target("-j A"));
+  const ProxyIrNode::Pointer exit = makeProxy();
+  prog = sequence(std::move(prog), {exit, exit});
+  simplify(prog.first, exit);
+  EXPECT_EQ(prog.first->targets.size(), kLength);
+  EXPECT_EQ(prog.first->successor[kNext], exit);
+}
+
+TEST(Simplify, KeepsALongChainOfAlternatives) {
+  constexpr int kLength = 2'000;
+  IptCond all = cond("-p a");
+  for (int i = 0; i < kLength; ++i) all = condOr(std::move(all), cond("-p a"));
+  IptProg prog = closeFi(appendThen(openIf(std::move(all)), target("-j A")));
+  const ProxyIrNode::Pointer exit = makeProxy();
+  prog = sequence(std::move(prog), {exit, exit});
+  simplify(prog.first, exit);
+  int conditions = 0;
+  for (const ProxyIrNode* node = prog.first.get(); node != exit.get();
+       node = node->successor[kNoMatch].get()) {
+    ++conditions;
+  }
+  EXPECT_EQ(conditions, kLength + 1);
+}
+
+}  // namespace
+}  // namespace tavrix
