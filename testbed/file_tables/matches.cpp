@@ -289,6 +289,10 @@ constexpr std::array kConndurvanOptions{
     flagOption("invert"),
 };
 const char* conndurvanObjection(const ExtensionUse& use) {
+  if (use.find("mark") == nullptr && use.find("class") == nullptr &&
+      use.find("subclass") == nullptr) {
+    return "tavrix-conndurvan: one of --mark, --class or --subclass is required";
+  }
   return use.find("mark") != nullptr && use.find("invert") != nullptr
              ? "tavrix-conndurvan: option \"--invert\" cannot be used together with \"--mark\"."
              : nullptr;
@@ -306,7 +310,7 @@ constexpr std::array kMatches{
         .name = "icmp6", .options = kIcmpV6Options, .ipv4 = false, .protocols = kOnlyIcmpV6},
     ExtensionSpec{.name = "multiport",
                   .options = kMultiportOptions,
-                  .needsAnOption = "multiport expection an option",
+                  .needsAnOption = "multiport expects an option",
                   .protocols = kWithPorts,
                   .objectionToOption = multiportObjection},
     ExtensionSpec{.name = "comment", .options = kCommentOptions},
@@ -346,11 +350,9 @@ constexpr std::array kMatches{
         .name = "statistic", .options = kStatisticOptions, .objection = statisticObjection},
     ExtensionSpec{.name = "tavrix-connlabel", .options = kConnlabelOptions},
     ExtensionSpec{.name = "tavrix-connstat", .options = kConnstatOptions},
-    ExtensionSpec{
-        .name = "tavrix-conndurvan",
-        .options = kConndurvanOptions,
-        .needsAnOption = "tavrix-conndurvan: one of --mark, --class or --subclass is required",
-        .objection = conndurvanObjection},
+    ExtensionSpec{.name = "tavrix-conndurvan",
+                  .options = kConndurvanOptions,
+                  .objection = conndurvanObjection},
     ExtensionSpec{.name = "tavrix-xtcounter", .options = kXtcounterOptions},
     ExtensionSpec{.name = "tavrix-xthostset", .options = kXthostsetOptions},
 };

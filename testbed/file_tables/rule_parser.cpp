@@ -52,7 +52,9 @@ class LineReader {
   void loadMatch(std::string_view name);
   bool loadProtocolMatch();
   void resolveTarget();
+  void checkTargetIsKnown() const;
   void checkInterfaces() const;
+  void checkAddresses() const;
   ExtensionUse& useOf(const LoadedExtension& loaded) {
     return loaded.match ? rule_.matches[*loaded.match] : rule_.target;
   }
@@ -102,7 +104,9 @@ ParsedRuleLine LineReader::read() {
     if (item.kind == OptionReader::Kind::ExtensionOption) {
       readExtensionOption(item);
     } else if (!readBaseOption(item)) {
-      return {};  // a rule of the other family, whatever else the line holds
+      // A rule of the other family: of all that the line holds only the target so far counts.
+      checkTargetIsKnown();
+      return {};
     }
     negated_ = false;
   }
@@ -116,6 +120,7 @@ ParsedRuleLine LineReader::read() {
     throw ParameterProblem("no command specified");
   }
   checkInterfaces();
+  checkAddresses();
   resolveTarget();
   result_.rules = expandAddresses();
   if (table_.findChain(result_.chain) == nullptr) {
@@ -270,17 +275,11 @@ void LineReader::readSelector(const OptionReader::Item& item) {
   if (letter == 'i' || letter == 'o') {
     checkInterfaceName(item.argument);
   }
-  if (letter == 's' || letter == 'd') {
-    const std::vector<std::string> addresses = splitAtCommas(item.argument);
-    for (const std::string& address : addresses) {
-      checkAddress(address, table_.family());
-    }
-    if (negated_ && addresses.size() > 1) {
-      throw ParameterProblem("! not allowed with multiple source or destination IP addresses");
-    }
-    if (addresses.size() > 1) {
-      (letter == 's' ? sourceToken_ : destinationToken_) = item.token + 1;
-    }
+  // Only a list is noted here. The addresses are checked when the line has been read, since a
+  // line of the other family may hold any.
+  const bool isAddress = letter == 's' || letter == 'd';
+  if (isAddress && !item.argumentIsJoined && item.argument.find(',') != std::string_view::npos) {
+    (letter == 's' ? sourceToken_ : destinationToken_) = item.token + 1;
   }
   addSelector(name, item.argument);
 }
@@ -294,7 +293,9 @@ void LineReader::readJump(const OptionReader::Item& item) {
   hasJump_ = true;
   isGoto_ = item.base->letter == 'g';
   rule_.target.name = name;
-  const ExtensionSpec* target = isGoto_ ? nullptr : findTarget(name, table_.family());
+  // A chain that bears the name of a target takes its place.
+  const ExtensionSpec* target =
+      isGoto_ || table_.findChain(name) != nullptr ? nullptr : findTarget(name, table_.family());
   if (target != nullptr) {
     extensions_.push_back({target, std::nullopt});
     reader_.addExtension(target->options);
@@ -353,18 +354,28 @@ void LineReader::checkInterfaces() const {
   }
 }
 
+void LineReader::checkAddresses() const {
+  for (const OptionUse& selector : rule_.selectors) {
+    if (selector.name != "source" && selector.name != "destination") {
+      continue;
+    }
+    const std::vector<std::string> addresses = splitAtCommas(selector.arguments.front());
+    for (const std::string& address : addresses) {
+      checkAddress(address, table_.family());
+    }
+    if (selector.negated && addresses.size() > 1) {
+      throw ParameterProblem("! not allowed with multiple source or destination IP addresses");
+    }
+  }
+}
+
 void LineReader::resolveTarget() {
   if (!hasJump_) {
     return;
   }
   const std::string& name = rule_.target.name;
-  const bool isVerdict = isVerdictName(name);
-  // A chain that bears the name of a target takes its place.
-  const Chain* chain = isVerdict ? nullptr : table_.findChain(name);
-  const bool isExtension =
-      !isVerdict && chain == nullptr && findTarget(name, table_.family()) != nullptr;
+  const Chain* chain = isVerdictName(name) ? nullptr : table_.findChain(name);
   if (chain != nullptr) {
-    rule_.target.options.clear();
     rule_.targetKind = isGoto_ ? TargetKind::Goto : TargetKind::Chain;
     // Nothing jumps to a built-in chain.
     result_.refusedByTable = chain->isBuiltIn();
@@ -373,14 +384,21 @@ void LineReader::resolveTarget() {
   if (isGoto_) {
     throw ParameterProblem("goto '" + name + "' is not a chain");
   }
-  if (!isVerdict && !isExtension) {
-    throw ParameterProblem("Couldn't load target " + quoted(name) + ":No such file or directory");
-  }
+  checkTargetIsKnown();
   if (name == "DROP" && table_.name() == "nat") {
     throw ParameterProblem(
         "The \"nat\" table is not intended for filtering, the use of DROP is therefore inhibited.");
   }
-  rule_.targetKind = isVerdict ? TargetKind::Verdict : TargetKind::Extension;
+  rule_.targetKind = isVerdictName(name) ? TargetKind::Verdict : TargetKind::Extension;
+}
+
+void LineReader::checkTargetIsKnown() const {
+  const std::string& name = rule_.target.name;
+  const bool isKnown = !hasJump_ || isVerdictName(name) || table_.findChain(name) != nullptr ||
+                       findTarget(name, table_.family()) != nullptr;
+  if (!isKnown) {
+    throw ParameterProblem("Couldn't load target " + quoted(name) + ":No such file or directory");
+  }
 }
 
 // The kernel has no address lists: one rule per pair, sources outside.

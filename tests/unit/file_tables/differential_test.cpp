@@ -32,23 +32,23 @@ class FileTablesBesideTheKernel : public testing::TestWithParam<Family> {
   }
 };
 
-TEST_P(FileTablesBesideTheKernel, decideAlikeOnLinesChainsAndTables) {
+TEST_P(FileTablesBesideTheKernel, DecideAlikeOnLinesChainsAndTables) {
   expectSameOutcomes(structureCases(GetParam()));
 }
 
-TEST_P(FileTablesBesideTheKernel, decideAlikeOnRuleOptions) {
+TEST_P(FileTablesBesideTheKernel, DecideAlikeOnRuleOptions) {
   expectSameOutcomes(ruleOptionCases(GetParam()));
 }
 
-TEST_P(FileTablesBesideTheKernel, decideAlikeOnMatches) {
+TEST_P(FileTablesBesideTheKernel, DecideAlikeOnMatches) {
   expectSameOutcomes(matchCases(GetParam()));
 }
 
-TEST_P(FileTablesBesideTheKernel, decideAlikeOnTargets) {
+TEST_P(FileTablesBesideTheKernel, DecideAlikeOnTargets) {
   expectSameOutcomes(targetCases(GetParam()));
 }
 
-TEST_P(FileTablesBesideTheKernel, decideAlikeOnSets) {
+TEST_P(FileTablesBesideTheKernel, DecideAlikeOnSets) {
   const std::string obstacle = ipsetObstacle();
   if (!obstacle.empty()) {
     GTEST_SKIP() << obstacle;
@@ -57,7 +57,7 @@ TEST_P(FileTablesBesideTheKernel, decideAlikeOnSets) {
 }
 
 // Keeps the list of differences true: a row that has become equal must go.
-TEST_P(FileTablesBesideTheKernel, differOnlyWhereTheListSaysSo) {
+TEST_P(FileTablesBesideTheKernel, DifferOnlyWhereTheListSaysSo) {
   const std::vector<Difference> differences = deliberateDifferences(GetParam());
   std::vector<std::string> texts;
   for (const Difference& difference : differences) {
