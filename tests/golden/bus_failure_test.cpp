@@ -5,7 +5,7 @@
 
 #include "tests/golden/bus_replay.h"
 #include "tests/golden/golden_run.h"
-#include "tests/unit/bus/wire_bytes.h"
+#include "tests/support/wire_bytes.h"
 
 namespace golden {
 namespace {

@@ -15,7 +15,7 @@
 #include "tests/golden/golden_run.h"
 #include "tests/support/process.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/bus/wire_bytes.h"
+#include "tests/support/wire_bytes.h"
 
 namespace golden {
 namespace {
@@ -60,7 +60,7 @@ std::vector<ReplayResult> replayEach(const std::vector<std::string>& streams) {
   test_support::writeFile(dir / "cases", cases);
   const test_support::ProcessResult result =
       test_support::runProcess({ROUTER_PATH, "--tables=files", "--no-bus", "--", "/bin/sh", "-c",
-                                "ulimit -c 0; exec \"$0\" \"$@\"", BUS_REPLAY_PATH, dir / "cases",
+                                R"(ulimit -c 0; exec "$0" "$@")", BUS_REPLAY_PATH, dir / "cases",
                                 "/usr/bin/env", "PATH=" + dir.path().string(), FIREWALL_CPP_PATH});
   if (result.exitStatus != 0) throw RouterFailed(result.exitStatus, result.err);
   std::vector<ReplayResult> results;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/bus/wire_bytes.h"
+#include "tests/support/wire_bytes.h"
 
 namespace {
 

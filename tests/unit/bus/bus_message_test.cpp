@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "testbed/libubus/message.h"
-#include "tests/unit/bus/wire_bytes.h"
+#include "tests/support/wire_bytes.h"
 
 namespace {
 

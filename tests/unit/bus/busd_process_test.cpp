@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "testbed/busd/message_answer.h"
+#include "tests/support/wire_bytes.h"
 #include "tests/unit/bus/running_busd.h"
-#include "tests/unit/bus/wire_bytes.h"
 
 namespace {
 

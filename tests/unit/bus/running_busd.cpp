@@ -11,7 +11,7 @@
 #include <system_error>
 
 #include "testbed/libubox/blob_buffer.h"
-#include "tests/unit/bus/wire_bytes.h"
+#include "tests/support/wire_bytes.h"
 
 namespace bus_test {
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "testbed/libubox/blob_buffer.h"
+#include "tests/support/wire_bytes.h"
 #include "tests/unit/bus/fake_daemon.h"
-#include "tests/unit/bus/wire_bytes.h"
 
 namespace {
 

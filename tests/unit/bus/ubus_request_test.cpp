@@ -8,7 +8,7 @@
 
 #include "testbed/libubus/message.h"
 #include "testbed/libubus/request.h"
-#include "tests/unit/bus/wire_bytes.h"
+#include "tests/support/wire_bytes.h"
 
 namespace {
 

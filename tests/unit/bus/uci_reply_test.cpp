@@ -6,7 +6,7 @@
 #include "testbed/libubox/blob_buffer.h"
 #include "testbed/uci/uci_parser.h"
 #include "testbed/uci/uci_reply.h"
-#include "tests/unit/bus/wire_bytes.h"
+#include "tests/support/wire_bytes.h"
 
 namespace {
 
