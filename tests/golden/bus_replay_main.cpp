@@ -34,9 +34,10 @@ int listenOnBus() {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::strncpy(address.sun_path, kSocketPath, sizeof(address.sun_path) - 1);
+  const void* const untyped = &address;
+  const auto* const generic = static_cast<const sockaddr*>(untyped);
   const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
-      listen(fd, 1) != 0) {
+  if (fd < 0 || bind(fd, generic, sizeof(address)) != 0 || listen(fd, 1) != 0) {
     fail(kSocketPath);
   }
   return fd;
@@ -81,7 +82,7 @@ class Client {
     ReplayResult result;
     result.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     lseek(err_, 0, SEEK_SET);
-    std::array<char, 4096> buffer;
+    std::array<char, 4096> buffer{};
     ssize_t got = 0;
     while ((got = read(err_, buffer.data(), buffer.size())) > 0) {
       result.err.append(buffer.data(), static_cast<std::size_t>(got));
@@ -106,7 +107,7 @@ bool readExactly(int fd, char* place, std::size_t size) {
 }
 
 bool readRequest(int fd) {
-  std::array<char, kMessageHeaderSize + 4> start;
+  std::array<char, kMessageHeaderSize + 4> start{};
   if (!readExactly(fd, start.data(), start.size())) return false;
   std::size_t length = 0;  // of the attribute, with the four bytes that are read already
   for (std::size_t i = kMessageHeaderSize + 1; i < start.size(); ++i) {
@@ -136,7 +137,7 @@ void serve(int fd, const Client& client, const std::vector<std::string>& words) 
   }
   // The client may still send what will not be answered.
   shutdown(fd, SHUT_WR);
-  std::array<char, 4096> ignored;
+  std::array<char, 4096> ignored{};
   while (recv(fd, ignored.data(), ignored.size(), 0) > 0) {
   }
 }

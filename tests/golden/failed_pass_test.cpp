@@ -36,7 +36,7 @@ constexpr Failure kFailures[] = {
     {"Killed", "kill -KILL $$", 0},
     {"BrokenOff", "kill -TERM $$", 0},
     // While the pass's table is being saved.
-    {"Missing", "rm \"${0%-save}-restore\"", 1},
+    {"Missing", R"(rm "${0%-save}-restore")", 1},
 };
 
 class FailedPass : public testing::TestWithParam<std::tuple<std::size_t, Failure>> {};
@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(, FailedPass,
 TEST(FailedSave, OfAToolThatExitsNonZeroAfterItsWholeTextIsNoError) {
   Scenario scenario;
   scenario.configs = {kConfig};
-  scenario.scripts[1] = "\"$FILE_TOOLS/$name\" \"$@\"; exit 1";
+  scenario.scripts[1] = R"("$FILE_TOOLS/$name" "$@"; exit 1)";
   const RunRecord run = runOnce(scenario);
   EXPECT_EQ(run.restoreTexts, restoreTextsWith(forBothHooks(kRules)));
   EXPECT_EQ(programError(run.err), "");

@@ -118,8 +118,9 @@ std::vector<RunRecord> runAll(const Scenario& scenario) {
   prepare(dir, scenario);
   std::vector<std::string> command = {ROUTER_PATH, "--tables=files",
                                       "--table-files=" + dir / "tables"};
-  if (!scenario.bus) command.push_back("--no-bus");
-  if (scenario.bus && scenario.configs.front()) command.push_back("--config=" + dir / "configs/1");
+  if (!scenario.bus) command.emplace_back("--no-bus");
+  if (scenario.bus && scenario.configs.front())
+    command.emplace_back("--config=" + dir / "configs/1");
   command.insert(command.end(), {"--", "/bin/sh", "-c", std::string(kRunScript)});
   test_support::ProcessOptions options;
   options.variables = {{"GOLDEN_DIR", dir.path()},
@@ -213,6 +214,7 @@ std::string forBothHooks(const std::string& outputBlock) {
 
 std::vector<std::string> restoreTextsWith(const std::string& mangleBlock) {
   std::vector<std::string> texts;
+  texts.reserve(kPasses.size());
   for (const PassName& pass : kPasses) {
     texts.push_back(pass.table == "mangle" ? withBlock(emptyTable(pass), mangleBlock)
                                            : emptyTable(pass));
