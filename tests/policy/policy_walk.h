@@ -1,0 +1,33 @@
+// Sends packets through the chains that the present configuration gives.
+#pragma once
+
+#include <string>
+
+#include "tests/policy/packet.h"
+#include "tests/support/chain_walker.h"
+
+namespace policy {
+
+// The chains of each hook with the chains generated for it; the same for both address families.
+struct Tables {
+  test_support::Chains mangle;  // from PREROUTING
+  test_support::Chains nat;     // from PREROUTING
+  test_support::Chains input;
+  test_support::Chains forward;
+};
+
+// Compiles what packets of the hook meet, for the configuration set with
+// test_support::setConfiguration; the rest stays empty. Throws what the programs throw.
+Tables compileTables(Hook hook);
+
+// What the rules do to the packet, in order, separated by "; ":
+//
+//     node N, class mark, label L, label L marked   noted about the connection
+//     count C, add SET, mark V                      counter, blacklist, packet mark
+//     redirect P, reset, reject                     the end of the walk
+//
+// Matches are decided as the kernel decides them. A label that is set is there for the rules behind
+// it. Throws std::runtime_error for a match or target that is not known here.
+std::string walk(const Tables& tables, Hook hook, Family family, Packet packet);
+
+}  // namespace policy
