@@ -291,8 +291,7 @@ TEST(RestoreText, PassesOwnChainOn) {
                              (ownChain ? ""
                                        : ":ipt_compiler_0 - [0:0]\n" +
                                              generatedRule("INPUT", "ipt_compiler_0")) +
-                             generatedRule(chain + " -4", "RETURN") +
-                             generatedRule(chain, "A"));
+                             generatedRule(chain + " -4", "RETURN") + generatedRule(chain, "A"));
   }
 }
 

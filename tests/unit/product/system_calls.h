@@ -1,0 +1,28 @@
+// Stands between the product and the system calls of a run that a test must not make for real: the
+// lock file of the machine, starting tools. The test program wraps these calls at link time
+// (-Wl,--wrap); all other uses of them pass through.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+struct SystemCalls {
+  std::vector<std::string> log;  // calls that concern the lock, as "open PATH FLAGS MODE"
+
+  std::string lockFile;     // opened in place of the machine's lock file; empty: open fails
+  bool flockFails = false;  // on the lock file
+  bool popenFails = false;  // for any command
+  int systemResult = 0;     // what system() returns; the command is not run
+  std::function<void(const std::string&)> onSystem;  // gets the command
+};
+
+// The state of the running test.
+SystemCalls& systemCalls();
+
+// Sets everything up anew, with a lock file of the test's own; every test begins with it.
+void resetSystemCalls(const std::string& lockFile);
+
+}  // namespace test_support
