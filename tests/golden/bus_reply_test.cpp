@@ -65,7 +65,10 @@ std::vector<ReplayResult> replayEach(const std::vector<std::string>& streams) {
   if (result.exitStatus != 0) throw RouterFailed(result.exitStatus, result.err);
   std::vector<ReplayResult> results;
   std::istringstream lines(result.out);
-  for (std::string line; std::getline(lines, line);) results.push_back(parseReplayResult(line));
+  for (std::string line; std::getline(lines, line);) {
+    results.push_back(parseReplayResult(line));
+    results.back().err = withoutLoaderNotes(results.back().err);
+  }
   if (results.size() != streams.size())
     throw RouterFailed(result.exitStatus, "results are missing");
   return results;

@@ -152,16 +152,19 @@ std::string uncaught(std::string_view type, std::string_view what) {
          "'\n  what():  " + std::string(what) + "\n";
 }
 
-std::string programError(const std::string& err) {
-  const std::size_t start = err.find("terminate called");
-  if (start != std::string::npos) return err.substr(start);
-  std::string own;
+std::string withoutLoaderNotes(const std::string& err) {
+  std::string rest;
   for (const std::string& line : linesOf(err)) {
     if (!line.starts_with("ERROR: ld.so: object '/usr/lib/libxtlock_intercept.so'")) {
-      own += line + "\n";
+      rest += line + "\n";
     }
   }
-  return own;
+  return rest;
+}
+
+std::string programError(const std::string& err) {
+  const std::size_t start = err.find("terminate called");
+  return start == std::string::npos ? withoutLoaderNotes(err) : err.substr(start);
 }
 
 std::vector<std::string> expectedCalls(std::size_t count) {

@@ -84,9 +84,12 @@ RunRecord runOnce(const std::string& config);
 // What the C++ runtime prints when an exception ends a program.
 std::string uncaught(std::string_view type, std::string_view what);
 
-// The program's own part of an error text: without the shell's and the tools' lines before it, and
-// without what the dynamic loader says of a preload library that is missing on a machine that
-// refuses namespaces.
+// An error text without what the dynamic loader says of the preload library, which is missing on a
+// machine that refuses namespaces.
+std::string withoutLoaderNotes(const std::string& err);
+
+// The program's own part of an error text of a whole run: also without the shell's and the tools'
+// lines before it.
 std::string programError(const std::string& err);
 
 // The starts of tools in a whole run, or in its first `count`.
