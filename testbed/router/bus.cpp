@@ -14,7 +14,7 @@ namespace testbed::router {
 
 void startBus(const std::string& daemon, const std::string& socket,
               const std::string& configDirectory) {
-  std::array<int, 2> ready;
+  std::array<int, 2> ready = {};
   if (pipe2(ready.data(), O_CLOEXEC) != 0) throw std::runtime_error(withErrno("pipe"));
   startProgram({daemon, "--socket=" + socket, "--config-dir=" + configDirectory,
                 "--ready-fd=" + std::to_string(ready[1])},
@@ -26,8 +26,8 @@ void startBus(const std::string& daemon, const std::string& socket,
                });
   close(ready[1]);
   // The end of the pipe without a byte means that the daemon is gone; it has said why.
-  char byte;
-  ssize_t got;
+  char byte = 0;
+  ssize_t got = 0;
   do {
     got = read(ready[0], &byte, 1);
   } while (got < 0 && errno == EINTR);

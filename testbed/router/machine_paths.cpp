@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -38,14 +39,15 @@ void refuseOnRouter() {
 
 // A socket file whose daemon is gone refuses the connection; anything else counts as alive.
 void refuseLiveDaemon(const std::string& socketPath) {
-  struct stat status;
+  struct stat status = {};
   if (stat(socketPath.c_str(), &status) != 0 && errno == ENOENT) return;
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   socketPath.copy(address.sun_path, sizeof(address.sun_path) - 1);
   const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (fd < 0) throw std::runtime_error(withErrno("socket"));
-  const int connected = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  const void* generic = &address;
+  const int connected = connect(fd, static_cast<const sockaddr*>(generic), sizeof(address));
   const bool dead = connected != 0 && (errno == ECONNREFUSED || errno == ENOENT);
   close(fd);
   if (!dead) {
@@ -57,8 +59,8 @@ void refuseLiveDaemon(const std::string& socketPath) {
 // Makes a directory if it is missing, and then removes it at the end.
 class DirectoryForRun {
  public:
-  explicit DirectoryForRun(std::string path) : path_(std::move(path)) {
-    made_ = mkdir(path_.c_str(), 0755) == 0;
+  explicit DirectoryForRun(std::string path)
+      : path_(std::move(path)), made_(mkdir(path_.c_str(), 0755) == 0) {
     if (!made_ && errno != EEXIST) throw std::runtime_error(withErrno("cannot make " + path_));
   }
   ~DirectoryForRun() {
@@ -69,7 +71,7 @@ class DirectoryForRun {
 
  private:
   std::string path_;
-  bool made_ = false;
+  bool made_;
 };
 
 // Leaves a path free for the run: what stands there is renamed, and renamed back at the end over
@@ -79,10 +81,10 @@ class FreePath {
   explicit FreePath(std::string_view path)
       : path_(path), aside_(path_ + ".before-router"), renamed_(moveAside()) {}
   ~FreePath() {
-    if (renamed_) {
-      rename(aside_.c_str(), path_.c_str());
-    } else {
+    if (!renamed_) {
       unlink(path_.c_str());
+    } else if (rename(aside_.c_str(), path_.c_str()) != 0) {
+      dprintf(STDERR_FILENO, "router: cannot put back %s: %s\n", path_.c_str(), strerror(errno));
     }
   }
   FreePath(const FreePath&) = delete;
@@ -139,7 +141,7 @@ class MachinePaths::Parts {
   FreePath compilerOutput_;
 };
 
-MachineLock::MachineLock() : fd_(-1) {
+MachineLock::MachineLock() {
   refuseOnRouter();
   if (getenv(kNestedVariable) != nullptr) {
     throw std::runtime_error("already inside a run that uses the machine's own paths");

@@ -17,7 +17,7 @@ class MachineLock {
   MachineLock& operator=(const MachineLock&) = delete;
 
  private:
-  int fd_;
+  int fd_ = -1;
 };
 
 // Holds the machine's socket, lock and output paths for one run. The constructor throws

@@ -1,10 +1,10 @@
 // `router`: runs a command on this machine as on the router. Read options.cpp for the usage text,
 // session.cpp for what a run consists of.
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <stdexcept>
 
@@ -18,7 +18,7 @@ namespace {
 constexpr int kRouterFailed = 125;
 
 int fail(const std::string& message) {
-  fprintf(stderr, "router: %s\n", message.c_str());
+  std::cerr << "router: " << message << "\n";
   return kRouterFailed;
 }
 
@@ -33,9 +33,10 @@ std::string readConfig(const std::string& path) {
 
 // Dies of the signal that ended the run, as the caller expects from any program.
 int endBySignal(int number, const RunSignals& signals) {
-  signal(number, SIG_DFL);
-  signals.restore();
-  raise(number);
+  if (signal(number, SIG_DFL) != SIG_ERR) {
+    signals.restore();
+    if (raise(number) != 0) return kRouterFailed;
+  }
   return 128 + number;
 }
 
@@ -60,6 +61,7 @@ Outcome tryKind(const SessionInput& input, TablesKind kind, const std::string& b
   if (kernel) requireKernelTools(kind);
   Outcome outcome;
   for (const std::optional<Namespaces>& namespaces : namespacesToTry(kernel)) {
+    if (!namespaces && !input.options.machinePaths) break;
     std::string reason = because;
     // A run without namespaces has their refusal to tell too, unless that is the reason already.
     if (!namespaces && because.empty()) reason = outcome.message;
@@ -97,22 +99,24 @@ int run(const Options& options) {
   return fail(outcome.message);
 }
 
-}  // namespace
-}  // namespace testbed::router
-
-int main(int argc, char** argv) {
-  using namespace testbed::router;
+int runCommandLine(const std::vector<std::string_view>& arguments) {
   try {
-    const Options options = parseOptions({argv + 1, argv + argc});
+    const Options options = parseOptions(arguments);
     if (options.help) {
-      fputs(std::string(usageText()).c_str(), stdout);
+      std::cout << usageText();
       return 0;
     }
     return run(options);
   } catch (const UsageError& error) {
-    fprintf(stderr, "router: %s\nTry --help.\n", error.what());
-    return kRouterFailed;
+    return fail(std::string(error.what()) + "\nTry --help.");
   } catch (const std::exception& error) {
     return fail(error.what());
   }
+}
+
+}  // namespace
+}  // namespace testbed::router
+
+int main(int argc, char** argv) {
+  return testbed::router::runCommandLine({argv + 1, argv + argc});
 }

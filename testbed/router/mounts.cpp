@@ -5,12 +5,12 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -26,7 +26,7 @@ constexpr std::string_view kRunDirectory = "/run";
 constexpr std::string_view kVarRunDirectory = "/var/run";
 
 void mountOrRefuse(const std::string& source, const std::string& target, const char* type,
-                   unsigned long flags, const char* data) {
+                   unsigned flags, const char* data) {
   if (mount(source.c_str(), target.c_str(), type, flags, data) != 0) {
     throw NamespacesRefused(withErrno("mount on " + target));
   }
@@ -49,7 +49,7 @@ void copyLink(int directory, const std::string& name, const std::string& path) {
 // Binds the entry `name` of the covered directory at `path`. An entry that has vanished meanwhile,
 // or that even its owner's root may not look at, stays out.
 void bindEntry(int directory, const std::string& name, const std::string& path) {
-  struct stat status;
+  struct stat status = {};
   if (fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
   if (S_ISLNK(status.st_mode)) {
     copyLink(directory, name, path);
@@ -81,7 +81,7 @@ void mirrorDirectory(const std::string& path, const char* options,
   while (const dirent* entry = readdir(listing.get())) {
     const std::string name = entry->d_name;
     if (name != "." && name != ".." && keep(name)) {
-      bindEntry(dirfd(listing.get()), name, path + "/" + name);
+      bindEntry(dirfd(listing.get()), name, (path + "/").append(name));
     }
   }
 }

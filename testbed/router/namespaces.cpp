@@ -31,10 +31,10 @@ std::vector<std::optional<Namespaces>> namespacesToTry(bool forKernelTables) {
   std::vector<std::optional<Namespaces>> choices;
   for (const bool network : {true, false}) {
     if (!network && forKernelTables) break;
-    if (geteuid() == 0) choices.push_back(Namespaces{.user = false, .network = network});
-    choices.push_back(Namespaces{.user = true, .network = network});
+    if (geteuid() == 0) choices.emplace_back(Namespaces{.user = false, .network = network});
+    choices.emplace_back(Namespaces{.user = true, .network = network});
   }
-  if (!forKernelTables) choices.push_back(std::nullopt);
+  if (!forKernelTables) choices.emplace_back(std::nullopt);
   return choices;
 }
 
@@ -47,9 +47,10 @@ pid_t forkInto(const std::optional<Namespaces>& namespaces) {
   }
   // The system call itself: the library's clone wants a function and a stack, and unshare would
   // need a second fork for the pid namespace.
-  const long child = syscall(SYS_clone, flags, nullptr, nullptr, nullptr, nullptr);
+  const auto child =
+      static_cast<pid_t>(syscall(SYS_clone, flags, nullptr, nullptr, nullptr, nullptr));
   if (child < 0) throw NamespacesRefused(withErrno("clone"));
-  return static_cast<pid_t>(child);
+  return child;
 }
 
 void becomeNamespaceRoot(uid_t user, gid_t group) {

@@ -45,6 +45,8 @@ Options parseOptions(const std::vector<std::string_view>& arguments) {
       options.help = true;
     } else if (*argument == "--no-bus") {
       options.bus = false;
+    } else if (*argument == "--no-machine-paths") {
+      options.machinePaths = false;
     } else if (readValue(*argument, "--tables", value)) {
       options.tables = parseTablesChoice(value);
     } else if (readValue(*argument, "--config", value)) {
@@ -74,6 +76,7 @@ own. Everything ends with COMMAND, and nothing of the machine is changed.
                        package is absent
   --table-files=DIR    keep the tables of --tables=files in DIR (made when missing)
   --no-bus             start no bus daemon
+  --no-machine-paths   fail where namespaces are refused, instead of using the machine's own paths
   --help               print this text
 
 COMMAND finds the save and restore tools first in PATH, and these variables:

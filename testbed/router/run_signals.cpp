@@ -2,6 +2,9 @@
 #include "testbed/router/run_signals.h"
 
 #include <array>
+#include <stdexcept>
+
+#include "testbed/router/errors.h"
 
 namespace testbed::router {
 namespace {
@@ -9,7 +12,7 @@ namespace {
 constexpr std::array<int, 4> kEndSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 bool isIgnored(int number) {
-  struct sigaction action;
+  struct sigaction action = {};
   return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
@@ -17,7 +20,7 @@ bool isIgnored(int number) {
 
 RunSignals::RunSignals() {
   // With SIGCHLD ignored the kernel would throw exit statuses away.
-  signal(SIGCHLD, SIG_DFL);
+  if (signal(SIGCHLD, SIG_DFL) == SIG_ERR) throw std::runtime_error(withErrno("signal"));
   sigemptyset(&awaited_);
   sigaddset(&awaited_, SIGCHLD);
   for (const int number : kEndSignals) {

@@ -10,7 +10,7 @@ namespace testbed::router {
 // forks.
 class RunSignals {
  public:
-  RunSignals();
+  RunSignals();  // throws std::runtime_error
 
   // The next signal.
   int wait() const;
@@ -20,8 +20,8 @@ class RunSignals {
   void block() const;
 
  private:
-  sigset_t awaited_;
-  sigset_t before_;
+  sigset_t awaited_ = {};
+  sigset_t before_ = {};
 };
 
 }  // namespace testbed::router

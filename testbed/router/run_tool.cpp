@@ -38,8 +38,8 @@ class MemoryFile {
   std::string content() const {
     rewind();
     std::string text;
-    std::array<char, 4096> buffer;
-    for (ssize_t got; (got = read(fd_, buffer.data(), buffer.size())) > 0;) {
+    std::array<char, 4096> buffer = {};
+    for (ssize_t got = 0; (got = read(fd_, buffer.data(), buffer.size())) > 0;) {
       text.append(buffer.data(), static_cast<std::size_t>(got));
     }
     return text;
@@ -51,9 +51,10 @@ class MemoryFile {
   int fd_;
 };
 
-[[noreturn]] void execute(const std::vector<std::string>& arguments) {
+[[noreturn]] void execute(std::vector<std::string> arguments) {
   std::vector<char*> argv;
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.reserve(arguments.size() + 1);
+  for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
   execvp(argv[0], argv.data());
   const int status = errno == ENOENT ? 127 : 126;

@@ -2,7 +2,7 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
+#include <iostream>
 #include <string>
 #include <string_view>
 
@@ -18,10 +18,10 @@ int main(int argc, char** argv) {
     }
   }
   std::string saved;
-  std::array<char, 65536> buffer;
-  for (ssize_t got; (got = read(STDIN_FILENO, buffer.data(), buffer.size())) > 0;) {
+  std::array<char, 65536> buffer = {};
+  for (ssize_t got = 0; (got = read(STDIN_FILENO, buffer.data(), buffer.size())) > 0;) {
     saved.append(buffer.data(), static_cast<std::size_t>(got));
   }
-  fputs(testbed::router::showTable(saved, options).c_str(), stdout);
+  std::cout << testbed::router::showTable(saved, options);
   return 0;
 }

@@ -10,7 +10,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <charconv>
 #include <exception>
 #include <fstream>
 #include <map>
@@ -55,8 +55,8 @@ class Pipe {
   }
   std::string receiveAll() const {
     std::string text;
-    std::array<char, 4096> buffer;
-    for (ssize_t got; (got = read(ends_[0], buffer.data(), buffer.size())) > 0;) {
+    std::array<char, 4096> buffer = {};
+    for (ssize_t got = 0; (got = read(ends_[0], buffer.data(), buffer.size())) > 0;) {
       text.append(buffer.data(), static_cast<std::size_t>(got));
     }
     return text;
@@ -108,22 +108,28 @@ Outcome readOutcome(const std::string& report, int waitStatus) {
           "the supervisor ended with status " + std::to_string(exitStatusOf(waitStatus))};
 }
 
+// The number that the text begins with, else 0.
+pid_t readNumber(std::string_view text) {
+  pid_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
 // Parent process of each running process, from /proc; zombies are left to their parents.
 std::map<pid_t, pid_t> readParents() {
   std::map<pid_t, pid_t> parents;
   const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir("/proc"), closedir);
   if (!listing) return parents;
   while (const dirent* entry = readdir(listing.get())) {
-    const pid_t process = atoi(entry->d_name);
+    const pid_t process = readNumber(entry->d_name);
     if (process <= 0) continue;
     std::ifstream file("/proc/" + std::string(entry->d_name) + "/stat");
     std::string text;
     std::getline(file, text, '\0');
     // The name in parentheses may hold anything; state and parent follow its last parenthesis.
     const std::size_t nameEnd = text.rfind(')');
-    if (nameEnd == std::string::npos || nameEnd + 4 > text.size() || text[nameEnd + 2] == 'Z')
-      continue;
-    parents[process] = atoi(text.c_str() + nameEnd + 4);
+    if (nameEnd == std::string::npos || nameEnd + 4 > text.size()) continue;
+    if (text[nameEnd + 2] != 'Z') parents[process] = readNumber(text.substr(nameEnd + 4));
   }
   return parents;
 }
@@ -167,7 +173,7 @@ int superviseCommand(pid_t command, const RunSignals& signals) {
     if (number != SIGCHLD) return 128 + number;
     // One SIGCHLD may stand for several ends.
     int status = 0;
-    for (pid_t ended; (ended = waitpid(-1, &status, WNOHANG)) > 0;) {
+    for (pid_t ended = 0; (ended = waitpid(-1, &status, WNOHANG)) > 0;) {
       if (ended == command) return exitStatusOf(status);
     }
   }

@@ -48,7 +48,7 @@ std::string findTool(const std::string& name) {
   directories += ":/usr/sbin:/sbin";
   for (std::size_t begin = 0; begin <= directories.size();) {
     const std::size_t end = std::min(directories.find(':', begin), directories.size());
-    const std::string candidate = directories.substr(begin, end - begin) + "/" + name;
+    std::string candidate = directories.substr(begin, end - begin) + "/" + name;
     if (candidate.starts_with('/') && access(candidate.c_str(), X_OK) == 0) return candidate;
     begin = end + 1;
   }

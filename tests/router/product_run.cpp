@@ -53,8 +53,7 @@ const std::string kSmallConfig =
     "  list matches 'AND'\n"
     "  list matches 'NOT -m mark --mark 0x1/0x1'\n";
 
-test_support::ProcessResult ProductTest::run(const std::string& config,
-                                             const std::string& script) const {
+test_support::ProcessResult ProductTest::run(const std::string& config, const std::string& script) {
   const test_support::TempDir directory;
   test_support::writeFile(directory / "config", config);
   test_support::ProcessResult result = router_test::runScript(

@@ -33,7 +33,7 @@ class ProductTest : public testing::TestWithParam<std::string> {
   //   show_all              the six tables
   //   restore_foreign       fills the six tables with rules of other programs
   // Only what the script prints after the router's first line is left in the result's `err`.
-  test_support::ProcessResult run(const std::string& config, const std::string& script) const;
+  static test_support::ProcessResult run(const std::string& config, const std::string& script);
 };
 
 // The six tables as show_all prints them when they hold the foreign rules only, or with the rules

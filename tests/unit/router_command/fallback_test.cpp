@@ -28,6 +28,15 @@ TEST(RouterChoice, KernelTablesThatAreForcedAndRefusedAreAnError) {
   }
 }
 
+TEST(RouterChoice, WithoutNamespacesTheMachinesPathsCanBeRuledOut) {
+  for (const std::string tables : {"auto", "files"}) {
+    const ProcessResult result = runProcess(
+        {kDeny, "namespaces", kRouter, "--no-machine-paths", "--tables=" + tables, "true"});
+    EXPECT_EQ(result.exitStatus, 125);
+    EXPECT_EQ(result.err, "router: " + kRefused + "\n");
+  }
+}
+
 using RouterFallback = router_test::NamespaceTest;
 
 TEST_F(RouterFallback, WithoutNetworkNamespacesTablesAreInFiles) {
@@ -129,7 +138,7 @@ test "$before" = "$(list)")sh");
 
 TEST_F(RouterOnMachinePaths, ADirectoryThatCannotBeWrittenIsNamed) {
   const ProcessResult result = onMachine(R"sh(
-mount -o remount,ro /run
+mount -o remount,bind,ro /run
 $deny $router true || echo $?)sh");
   EXPECT_EQ(result.out, "125\n");
   EXPECT_EQ(result.err, "router: cannot make /var/run/ubus: Read-only file system\n");

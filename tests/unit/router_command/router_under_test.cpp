@@ -26,7 +26,7 @@ test_support::ProcessResult runScript(const std::vector<std::string>& options,
 }
 
 std::string refusal(const std::string& tables) {
-  const auto result = runScript({"--no-bus", "--tables=" + tables}, "true");
+  const auto result = runScript({"--no-bus", "--no-machine-paths", "--tables=" + tables}, "true");
   const std::string& expected = tables == "legacy" ? kLegacyLine
                                 : tables == "nft"  ? kNftLine
                                                    : kFilesLine;

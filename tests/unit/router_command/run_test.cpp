@@ -39,7 +39,8 @@ TEST_F(RouterRun, ASignalThatEndsTheCommandBecomes128AndItsNumber) {
 }
 
 TEST_F(RouterRun, ACommandThatCannotBeRunGives126Or127) {
-  const ProcessResult missing = runProcess({kRouter, "--tables=files", "--no-bus", "no-such-tool"});
+  const ProcessResult missing = runProcess({kRouter, "--tables=files", "--no-bus", "no-such-tool"},
+                                           {.input = "", .variables = {{"PATH", "/usr/bin:/bin"}}});
   EXPECT_EQ(missing.exitStatus, 127);
   EXPECT_EQ(missing.err,
             kFilesLine + "router: cannot run no-such-tool: No such file or directory\n");

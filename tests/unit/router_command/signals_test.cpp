@@ -9,7 +9,6 @@
 
 namespace {
 
-using router_test::kDeny;
 using router_test::kFilesLine;
 using router_test::kRouter;
 using router_test::routerCommand;
