@@ -270,6 +270,17 @@ bool isWordPrefixList(std::string_view text, const ShapeLimits& limits, Family f
       text.size() + 1);
 }
 
+bool namesWord(std::string_view list, std::string_view word,
+               std::span<const std::string_view> words) {
+  const auto meansOther = [&](std::string_view piece) {
+    const auto meant = std::find_if(words.begin(), words.end(), [&](std::string_view candidate) {
+      return beginsWith(candidate, piece);
+    });
+    return meant == words.end() || *meant != word;
+  };
+  return !everyPiece(list, meansOther, list.size() + 1);
+}
+
 bool isLooseWordList(std::string_view text, const ShapeLimits& limits, Family family) {
   return everyPiece(
       text,

@@ -67,6 +67,10 @@ bool isWordAnyCase(std::string_view text, const ShapeLimits& limits, Family fami
 bool isWordPrefix(std::string_view text, const ShapeLimits& limits, Family family);
 // Words by commas, by their first letters.
 bool isWordPrefixList(std::string_view text, const ShapeLimits& limits, Family family);
+// True when the list, written as above, names the word; of words that begin alike the first in
+// `words` is meant.
+bool namesWord(std::string_view list, std::string_view word,
+               std::span<const std::string_view> words);
 // Words by commas in any case; empty pieces are passed over.
 bool isLooseWordList(std::string_view text, const ShapeLimits& limits, Family family);
 // "src" and "dst" by commas, at most six.

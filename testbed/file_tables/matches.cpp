@@ -200,6 +200,20 @@ bool addrtypeRefused(const Rule&, const ExtensionUse& use, HookMask reached) {
   return (use.find("limit-iface-in") != nullptr && (reached & kWithoutInput) != 0) ||
          (use.find("limit-iface-out") != nullptr && (reached & kWithoutOutput) != 0);
 }
+// The IPv6 kernel knows fewer types. A type may be cut short, the first of the list that fits
+// counts.
+bool addrtypeRefusedIpv6(const Rule& rule, const ExtensionUse& use, HookMask reached) {
+  constexpr std::array<Words, 6> kOnlyIpv4{"BROADCAST", "BLACKHOLE", "PROHIBIT",
+                                           "THROW",     "NAT",       "XRESOLVE"};
+  const auto namesIpv4Type = [&](const OptionUse& option) {
+    return !option.arguments.empty() &&
+           std::any_of(kOnlyIpv4.begin(), kOnlyIpv4.end(), [&](const Words& type) {
+             return namesWord(option.arguments.front(), type, kAddressTypes);
+           });
+  };
+  return addrtypeRefused(rule, use, reached) ||
+         std::any_of(use.options.begin(), use.options.end(), namesIpv4Type);
+}
 constexpr std::array kIprangeOptions{
     shapedOption("src-range", isAddressRange).mayBeNegated(),
     shapedOption("dst-range", isAddressRange).mayBeNegated(),
@@ -211,6 +225,13 @@ constexpr std::array kPhysdevOptions{
     flagOption("physdev-is-out").mayBeNegated(),
     flagOption("physdev-is-bridged").mayBeNegated(),
 };
+bool physdevRefused(const Rule&, const ExtensionUse& use, HookMask reached) {
+  // The bridge port is not chosen yet where local packets go out, unless they are bridged.
+  const OptionUse* bridged = use.find("physdev-is-bridged");
+  const bool asksForOut =
+      use.find("physdev-out") != nullptr || use.find("physdev-is-out") != nullptr;
+  return asksForOut && (bridged == nullptr || bridged->negated) && (reached & kOutput) != 0;
+}
 constexpr std::array<Words, 4> kPacketTypes{"unicast", "broadcast", "multicast", "host"};
 constexpr std::array kPkttypeOptions{
     wordOption("pkt-type", isWordAnyCase, kPacketTypes).mayBeNegated().mustBeGiven()};
@@ -278,6 +299,11 @@ constexpr std::array kConnlabelOptions{
     markOption("mark"),
     flagOption("set"),
 };
+const char* connlabelObjection(const ExtensionUse& use) {
+  return use.find("label")->negated && use.find("set") != nullptr
+             ? "tavrix-connlabel: option \"--set\" cannot be used together with \"! --label\"."
+             : nullptr;
+}
 constexpr std::array kConnstatOptions{
     flagOption("set").mustBeGiven(),
     textOption("stat-node", 1, kLongestName).mustBeGiven(),
@@ -326,15 +352,22 @@ constexpr std::array kMatches{
     ExtensionSpec{.name = "helper", .options = kHelperOptions},
     ExtensionSpec{.name = "addrtype",
                   .options = kAddrtypeOptions,
+                  .ipv6 = false,
                   .objection = addrtypeObjection,
                   .kernelRefuses = addrtypeRefused},
+    ExtensionSpec{.name = "addrtype",
+                  .options = kAddrtypeOptions,
+                  .ipv4 = false,
+                  .objection = addrtypeObjection,
+                  .kernelRefuses = addrtypeRefusedIpv6},
     ExtensionSpec{
         .name = "iprange",
         .options = kIprangeOptions,
         .needsAnOption = "iprange match: You must specify `--src-range' or `--dst-range'"},
     ExtensionSpec{.name = "physdev",
                   .options = kPhysdevOptions,
-                  .needsAnOption = "PHYSDEV: no physdev option specified"},
+                  .needsAnOption = "PHYSDEV: no physdev option specified",
+                  .kernelRefuses = physdevRefused},
     ExtensionSpec{.name = "pkttype", .options = kPkttypeOptions},
     ExtensionSpec{.name = "limit", .options = kLimitOptions, .kernelRefuses = limitRefused},
     ExtensionSpec{.name = "length", .options = kLengthOptions},
@@ -348,7 +381,8 @@ constexpr std::array kMatches{
                   .hooks = kOutput | kPostrouting},
     ExtensionSpec{
         .name = "statistic", .options = kStatisticOptions, .objection = statisticObjection},
-    ExtensionSpec{.name = "tavrix-connlabel", .options = kConnlabelOptions},
+    ExtensionSpec{
+        .name = "tavrix-connlabel", .options = kConnlabelOptions, .objection = connlabelObjection},
     ExtensionSpec{.name = "tavrix-connstat", .options = kConnstatOptions},
     ExtensionSpec{.name = "tavrix-conndurvan",
                   .options = kConndurvanOptions,

@@ -99,6 +99,9 @@ const std::vector<OptionGroup> kMatchGroups{
     {"filter", "INPUT", "-m helper",
      "--helper ftp | ! --helper ftp |  | --helper \"\" | --helper %L29% | --helper %L30% "
      "| --helper %L31% | --helper %L40%"},
+    {"filter", "INPUT", "-m addrtype --dst-type",
+     "UNSPEC | UNICAST | LOCAL | BROADCAST | ANYCAST | MULTICAST | BLACKHOLE | UNREACHABLE | "
+     "PROHIBIT | THROW | NAT | XRESOLVE | b | LOCAL,b | LOCAL,UNICAST | un,unr | p"},
     {"filter", "INPUT", "-m addrtype",
      "--dst-type LOCAL | --src-type LOCAL | ! --dst-type LOCAL | --dst-type UNICAST,LOCAL "
      "| --dst-type local | --dst-type FOO |  | --dst-type LOCAL --limit-iface-in | "
@@ -108,6 +111,11 @@ const std::vector<OptionGroup> kMatchGroups{
     {"filter", "INPUT", "-m iprange",
      "--src-range %A-%B | --src-range %A | ! --dst-range %A-%B | --src-range %B-%A | "
      "--src-range x |  | --src-range %A- | --src-range fe80::1-fe80::2 | --src-range ::1"},
+    {"filter", "OUTPUT", "-m physdev",
+     "--physdev-out eth0 | ! --physdev-out eth0 | --physdev-is-out | --physdev-is-bridged | "
+     "--physdev-out eth0 --physdev-is-bridged | --physdev-out eth0 ! --physdev-is-bridged | "
+     "--physdev-in eth0 | --physdev-is-in"},
+    {"mangle", "POSTROUTING", "-m physdev", "--physdev-out eth0"},
     {"filter", "INPUT", "-m physdev",
      "--physdev-in eth0 | ! --physdev-in eth0 | --physdev-is-bridged | --physdev-is-in |  "
      "| --physdev-in %L16% | --physdev-in \"\" | --physdev-out eth0 | --physdev-out eth0 "

@@ -185,6 +185,8 @@ TEST(MatchOptions, OfThePlatformsOwnMatchesAreChecked) {
        {"--mark x --label 7", "tavrix-connlabel: bad value for option \"--mark\": `x'"},
        {"--label 7 ! --mark 1", "tavrix-connlabel: option \"--mark\" cannot be inverted."},
        {"! --set --label 7", "tavrix-connlabel: option \"--set\" cannot be inverted."},
+       {"--set ! --label 7",
+        "tavrix-connlabel: option \"--set\" cannot be used together with \"! --label\"."},
        {"--set", "tavrix-connlabel: option \"--label\" must be specified"},
        {"--label \"\"", "tavrix-connlabel: bad value for option \"--label\": `'"},
        {"--label 7 --stat-node 1", "unknown option \"--stat-node\""},

@@ -337,8 +337,6 @@ const std::vector<DifferenceRow> kDifferences{
      "-A INPUT -m mac --mac-source 00:11:22:33:44:", "an empty last byte is refused"},
     {"46", "filter", "-A INPUT -m limit --limit 1/hour --limit-burst 40",
      "the kernel's 32-bit credit runs over here and happens to pass"},
-    {"6", "filter", "-A INPUT -m addrtype --dst-type BROADCAST",
-     "the IPv6 kernel's list of types is not modelled"},
     {"46", "mangle", "-A PREROUTING -p tcp -j TPROXY --on-port 65536",
      "the real tool cuts the number to 16 bits"},
     {"46", "filter", "-A INPUT -m set --match-set missing src",
