@@ -1,5 +1,5 @@
-// Real packets, between two network namespaces joined by a cable, against the example setup: which
-// of them the generated rules take to a queue. Nobody listens on the queues, so the packets pass.
+// Real packets, between two network namespaces joined by a cable: which of them the generated rules
+// take to a queue. Nobody listens on the queues, so the packets pass.
 #include "tests/router/product_run.h"
 
 namespace product_test {
@@ -10,6 +10,31 @@ using test_support::ProcessResult;
 using RealPackets = ProductTest;
 INSTANTIATE_TEST_SUITE_P(Kinds, RealPackets, testing::Values("legacy", "nft"),
                          [](const auto& kind) { return kind.param; });
+
+// DNS and new TCP connections to two queues; SSH is exempted by a mark.
+const std::string kSetup = R"(
+config nfnlq 'nfnlq'
+  option queue_first '0'
+  option queue_last '1'
+  list pre_targets 'IF'
+  list pre_targets '-4 -d 127.0.0.0/8'
+  list pre_targets 'OR'
+  list pre_targets '-6 -d ::1/128'
+  list pre_targets 'OR'
+  list pre_targets '-p tcp -m tcp --dport 22'
+  list pre_targets 'THEN'
+  list pre_targets '-j MARK --set-xmark 0x10000/0x10000'
+  list pre_targets 'FI'
+  list matches 'NOT -m mark --mark 0x10000/0x10000'
+  list matches 'AND'
+  list matches '('
+  list matches '-p udp -m udp --dport 53'
+  list matches 'OR'
+  list matches '-p tcp -m tcp --dport 53'
+  list matches 'OR'
+  list matches '-p tcp -m conntrack --ctstate NEW'
+  list matches ')'
+)";
 
 // The router has 10.9.0.1 and fd00:9::1 on device lan, its peer 10.9.0.2 and fd00:9::2.
 const std::string kNetwork = R"sh(
@@ -51,10 +76,6 @@ arrived() {
 queued() { counted $1 mangle | sed -n 's/ -m comment --comment ipt_compiler//; /NFQUEUE\|MARK/p'; }
 )sh";
 
-std::string exampleConfig() {
-  return test_support::readFile(kExample);
-}
-
 // What `queued` prints for one family: packets that the router sent itself (hook OUTPUT) and that
 // arrived (hook PREROUTING), exempted as SSH or queued as a new connection or as DNS.
 struct Counts {
@@ -81,7 +102,7 @@ std::string queuedText(const Counts& counts) {
 }
 
 TEST_P(RealPackets, DnsAndNewConnectionsThatArriveAreQueued) {
-  const ProcessResult result = run(exampleConfig(), kNetwork + R"sh(
+  const ProcessResult result = run(kSetup, kNetwork + R"sh(
 for address in 10.9.0.1 fd00:9::1; do
   send_udp at_peer $address 53
   send_udp at_peer $address 53
@@ -95,7 +116,7 @@ for family in iptables ip6tables; do arrived $family 2 2; queued $family; done)s
 }
 
 TEST_P(RealPackets, DnsAndNewConnectionsOfTheRouterItselfAreQueued) {
-  const ProcessResult result = run(exampleConfig(), kNetwork + R"sh(
+  const ProcessResult result = run(kSetup, kNetwork + R"sh(
 for address in 10.9.0.2 fd00:9::2; do
   send_udp '' $address 53
   open_tcp '' $address 443
@@ -107,7 +128,7 @@ for family in iptables ip6tables; do queued $family; done)sh");
 }
 
 TEST_P(RealPackets, ExemptedAndOtherPacketsAreNotQueued) {
-  const ProcessResult result = run(exampleConfig(), kNetwork + R"sh(
+  const ProcessResult result = run(kSetup, kNetwork + R"sh(
 for address in 10.9.0.1 fd00:9::1; do
   open_tcp at_peer $address 22
   send_udp at_peer $address 54
