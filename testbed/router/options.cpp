@@ -45,6 +45,8 @@ Options parseOptions(const std::vector<std::string_view>& arguments) {
       options.help = true;
     } else if (*argument == "--no-bus") {
       options.bus = false;
+    } else if (*argument == "--no-ip-sets") {
+      options.ipSets = false;
     } else if (*argument == "--no-machine-paths") {
       options.machinePaths = false;
     } else if (readValue(*argument, "--tables", value)) {
@@ -76,6 +78,8 @@ own. Everything ends with COMMAND, and nothing of the machine is changed.
                        package is absent
   --table-files=DIR    keep the tables of --tables=files in DIR (made when missing)
   --no-bus             start no bus daemon
+  --no-ip-sets         leave out the IP sets that FILE names; without this, kernel tables have them,
+                       empty
   --no-machine-paths   fail where namespaces are refused, instead of using the machine's own paths
   --help               print this text
 

@@ -15,6 +15,7 @@ struct Options {
   std::string configFile;      // UCI file served as package "firewall_cpp"; empty: no such package
   std::string tableDirectory;  // where tables in files are kept; empty: a private place
   bool bus = true;
+  bool ipSets = true;        // make the IP sets that the configuration names
   bool machinePaths = true;  // may use the machine's own paths where namespaces are refused
   bool help = false;
   std::vector<std::string> command;  // empty only with `help`

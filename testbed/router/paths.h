@@ -18,7 +18,8 @@ struct TestbedFiles {
   std::string directory;
   std::string busDaemon;
   std::string preloadLibrary;
-  std::string fileTools;  // directory with the save and restore tools of tables in files
+  std::string fileTools;     // directory with the save and restore tools of tables in files
+  std::string matchPlugins;  // directory with the kernel tools' plugins; empty if none were built
 };
 
 // Throws std::filesystem::filesystem_error when the program's own path cannot be read.

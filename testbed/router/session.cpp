@@ -10,6 +10,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "testbed/router/access_control.h"
 #include "testbed/router/bus.h"
 #include "testbed/router/errors.h"
 #include "testbed/router/machine_paths.h"
@@ -76,6 +77,13 @@ std::string firstLine(const Attempt& attempt) {
   return line + "\n";
 }
 
+// What the kernel tools need for the rules of the configuration that the run starts with.
+void provideForAccessControl(const SessionInput& input) {
+  const AccessControl configuration = readAccessControl(input.configText.value_or(""));
+  requireMatchPlugins(input.files, configuration);
+  if (input.options.ipSets) createIpSets(configuration.ipSets);
+}
+
 // What every kind of run has, once its /run and /tmp are in place.
 int prepareAndRun(const SessionInput& input, const Attempt& attempt,
                   const std::function<void()>& started) {
@@ -91,9 +99,11 @@ int prepareAndRun(const SessionInput& input, const Attempt& attempt,
   } else {
     const std::string tools = state.make("bin");
     linkKernelTools(attempt.tables, tools);
+    offerMatchPlugins(input.files);
     probeKernelTables(tools);
     unsetenv("TESTBED_TABLES");
     putFirstInPath(tools);
+    provideForAccessControl(input);
   }
 
   const std::string config = state.make("config");

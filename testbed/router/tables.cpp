@@ -41,20 +41,6 @@ constexpr std::string_view kProbeRule =
     "COMMIT\n";
 constexpr std::string_view kEmptyTable = "*mangle\nCOMMIT\n";
 
-// An ordinary user's PATH often lacks the directories of the system's tools.
-std::string findTool(const std::string& name) {
-  const char* path = getenv("PATH");
-  std::string directories = path == nullptr ? "" : path;
-  directories += ":/usr/sbin:/sbin";
-  for (std::size_t begin = 0; begin <= directories.size();) {
-    const std::size_t end = std::min(directories.find(':', begin), directories.size());
-    std::string candidate = directories.substr(begin, end - begin) + "/" + name;
-    if (candidate.starts_with('/') && access(candidate.c_str(), X_OK) == 0) return candidate;
-    begin = end + 1;
-  }
-  throw TablesUnavailable(name + " is not installed");
-}
-
 // Runs one tool; a non-zero end becomes the reason, with the first line that the tool printed.
 std::string runOrGiveUp(const std::vector<std::string>& command, std::string_view shownAs,
                         std::string_view input) {
@@ -76,6 +62,20 @@ std::string_view nameOf(TablesKind kind) {
       break;
   }
   return "files";
+}
+
+// An ordinary user's PATH often lacks the directories of the system's tools.
+std::string findTool(const std::string& name) {
+  const char* path = getenv("PATH");
+  std::string directories = path == nullptr ? "" : path;
+  directories += ":/usr/sbin:/sbin";
+  for (std::size_t begin = 0; begin <= directories.size();) {
+    const std::size_t end = std::min(directories.find(':', begin), directories.size());
+    std::string candidate = directories.substr(begin, end - begin) + "/" + name;
+    if (candidate.starts_with('/') && access(candidate.c_str(), X_OK) == 0) return candidate;
+    begin = end + 1;
+  }
+  throw TablesUnavailable(name + " is not installed");
 }
 
 void requireKernelTools(TablesKind kind) {

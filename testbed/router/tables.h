@@ -11,6 +11,10 @@ enum class TablesKind { Legacy, Nft, Files };
 // "legacy", "nft" or "files".
 std::string_view nameOf(TablesKind kind);
 
+// The path of a tool in PATH or in the directories of the system's tools. Throws TablesUnavailable,
+// naming the tool, when it is not installed.
+std::string findTool(const std::string& name);
+
 // Throws TablesUnavailable, naming the tool, when one that the kind needs is not installed. `kind`
 // is a kernel kind.
 void requireKernelTools(TablesKind kind);

@@ -27,18 +27,21 @@ TEST(RouterOptions, ACommandAloneGetsTheDefaults) {
   EXPECT_EQ(options.configFile, "");
   EXPECT_EQ(options.tableDirectory, "");
   EXPECT_TRUE(options.bus);
+  EXPECT_TRUE(options.ipSets);
   EXPECT_TRUE(options.machinePaths);
   EXPECT_FALSE(options.help);
   EXPECT_THAT(options.command, ElementsAre("ls", "-l"));
 }
 
 TEST(RouterOptions, EveryOptionIsReadUpToTheCommand) {
-  const Options options = parseOptions({"--tables=nft", "--config=a=b", "--table-files=dir",
-                                        "--no-bus", "--no-machine-paths", "sh", "--tables=legacy"});
+  const Options options =
+      parseOptions({"--tables=nft", "--config=a=b", "--table-files=dir", "--no-bus", "--no-ip-sets",
+                    "--no-machine-paths", "sh", "--tables=legacy"});
   EXPECT_EQ(options.tables, TablesChoice::Nft);
   EXPECT_EQ(options.configFile, "a=b");
   EXPECT_EQ(options.tableDirectory, "dir");
   EXPECT_FALSE(options.bus);
+  EXPECT_FALSE(options.ipSets);
   EXPECT_FALSE(options.machinePaths);
   EXPECT_THAT(options.command, ElementsAre("sh", "--tables=legacy"));
 }
