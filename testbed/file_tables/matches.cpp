@@ -301,7 +301,7 @@ constexpr std::array kConnlabelOptions{
 };
 const char* connlabelObjection(const ExtensionUse& use) {
   return use.find("label")->negated && use.find("set") != nullptr
-             ? "tavrix-connlabel: option \"--set\" cannot be used together with \"! --label\"."
+             ? R"(tavrix-connlabel: option "--set" cannot be used together with "! --label".)"
              : nullptr;
 }
 constexpr std::array kConnstatOptions{
@@ -320,7 +320,7 @@ const char* conndurvanObjection(const ExtensionUse& use) {
     return "tavrix-conndurvan: one of --mark, --class or --subclass is required";
   }
   return use.find("mark") != nullptr && use.find("invert") != nullptr
-             ? "tavrix-conndurvan: option \"--invert\" cannot be used together with \"--mark\"."
+             ? R"(tavrix-conndurvan: option "--invert" cannot be used together with "--mark".)"
              : nullptr;
 }
 constexpr std::array kXtcounterOptions{textOption("inc", 1, kLongestName).mustBeGiven()};

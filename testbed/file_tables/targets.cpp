@@ -42,10 +42,10 @@ const char* connmarkObjection(const ExtensionUse& use) {
     return nullptr;
   }
   if (use.find("nfmask") != nullptr) {
-    return "CONNMARK: option \"--nfmask\" cannot be used together with \"--mask\".";
+    return R"(CONNMARK: option "--nfmask" cannot be used together with "--mask".)";
   }
   return use.find("ctmask") != nullptr
-             ? "CONNMARK: option \"--ctmask\" cannot be used together with \"--mask\"."
+             ? R"(CONNMARK: option "--ctmask" cannot be used together with "--mask".)"
              : nullptr;
 }
 constexpr std::array kNfqueueOptions{
@@ -56,7 +56,7 @@ constexpr std::array kNfqueueOptions{
 };
 const char* nfqueueObjection(const ExtensionUse& use) {
   return use.find("queue-cpu-fanout") != nullptr && use.find("queue-balance") == nullptr
-             ? "NFQUEUE: option \"--queue-cpu-fanout\" also requires \"--queue-balance\"."
+             ? R"(NFQUEUE: option "--queue-cpu-fanout" also requires "--queue-balance".)"
              : nullptr;
 }
 bool nfqueueRefused(const Rule&, const ExtensionUse& use, HookMask) {

@@ -60,6 +60,7 @@ TEST_P(FileTablesBesideTheKernel, DecideAlikeOnSets) {
 TEST_P(FileTablesBesideTheKernel, DifferOnlyWhereTheListSaysSo) {
   const std::vector<Difference> differences = deliberateDifferences(GetParam());
   std::vector<std::string> texts;
+  texts.reserve(differences.size());
   for (const Difference& difference : differences) {
     texts.push_back(difference.text);
   }

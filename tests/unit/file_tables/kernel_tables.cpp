@@ -65,11 +65,11 @@ TablesShape shapeOfSavedText(const std::string& saved) {
     std::string second;
     words >> first >> second;
     if (line.starts_with('*')) {
-      table = line.substr(1);
+      table = line.substr(1) + " ";
     } else if (line.starts_with(':')) {
-      shape.chains[table + " " + first.substr(1)].first = second;
+      shape.chains[table + first.substr(1)].first = second;
     } else if (first == "-A") {
-      ++shape.chains[table + " " + second].second;
+      ++shape.chains[table + second].second;
     }
   }
   return shape;

@@ -25,7 +25,7 @@ TEST(MatchOptions, OfPortsAndMessageTypesAreChecked) {
        {"--syn", kAccepted},
        {"! --syn", kAccepted},
        {"--syn --tcp-flags SYN SYN",
-        "tcp: option \"--syn\" cannot be used together with \"--tcp-flags\"."},
+        R"(tcp: option "--syn" cannot be used together with "--tcp-flags".)"},
        {"--tcp-option 2", kAccepted},
        {"! --tcp-option 2", kAccepted},
        {"--tcp-option 0", "tcp: bad value for option \"--tcp-option\": `0'"}});
@@ -104,7 +104,7 @@ TEST(MatchOptions, OfSetsAreChecked) {
        {"--match-set a src --packets-lt 3", kAccepted},
        {"--match-set a src --packets-lt x", "set: bad value for option \"--packets-lt\": `x'"},
        {"--match-set a src --packets-gt 3 --packets-lt 4",
-        "set: option \"--packets-gt\" cannot be used together with \"--packets-lt\"."},
+        R"(set: option "--packets-gt" cannot be used together with "--packets-lt".)"},
        {"--match-set a src ! --bytes-eq 3", kAccepted},
        {"--match-set a src --bytes-lt 3", kAccepted},
        {"--match-set a src --bytes-gt -3", "set: bad value for option \"--bytes-gt\": `-3'"},
@@ -186,7 +186,7 @@ TEST(MatchOptions, OfThePlatformsOwnMatchesAreChecked) {
        {"--label 7 ! --mark 1", "tavrix-connlabel: option \"--mark\" cannot be inverted."},
        {"! --set --label 7", "tavrix-connlabel: option \"--set\" cannot be inverted."},
        {"--set ! --label 7",
-        "tavrix-connlabel: option \"--set\" cannot be used together with \"! --label\"."},
+        R"(tavrix-connlabel: option "--set" cannot be used together with "! --label".)"},
        {"--set", "tavrix-connlabel: option \"--label\" must be specified"},
        {"--label \"\"", "tavrix-connlabel: bad value for option \"--label\": `'"},
        {"--label 7 --stat-node 1", "unknown option \"--stat-node\""},
@@ -214,9 +214,9 @@ TEST(MatchOptions, OfThePlatformsOwnMatchesAreChecked) {
        {"! --mark", "tavrix-conndurvan: option \"--mark\" cannot be inverted."},
        {"! --invert --class 7", "tavrix-conndurvan: option \"--invert\" cannot be inverted."},
        {"--class 7 --subclass 8",
-        "tavrix-conndurvan: option \"--subclass\" cannot be used together with \"--class\"."},
+        R"(tavrix-conndurvan: option "--subclass" cannot be used together with "--class".)"},
        {"--mark --invert",
-        "tavrix-conndurvan: option \"--invert\" cannot be used together with \"--mark\"."},
+        R"(tavrix-conndurvan: option "--invert" cannot be used together with "--mark".)"},
        {"--invert", "tavrix-conndurvan: one of --mark, --class or --subclass is required"},
        {"--class", "option \"--class\" requires an argument"},
        {"", "tavrix-conndurvan: one of --mark, --class or --subclass is required"}});
@@ -317,7 +317,7 @@ TEST(MatchOptions, OfPacketsAndAddressesAreChecked) {
                   {"! --dscp-class EF", kAccepted},
                   {"--dscp-class XX", "dscp: bad value for option \"--dscp-class\": `XX'"},
                   {"--dscp 1 --dscp-class EF",
-                   "dscp: option \"--dscp-class\" cannot be used together with \"--dscp\"."},
+                   R"(dscp: option "--dscp-class" cannot be used together with "--dscp".)"},
                   {"", "DSCP match: Parameter --dscp is required"}});
   expectOutcomes(
       Family::Ipv4, "filter", "OUTPUT", "-m owner",

@@ -42,9 +42,10 @@ Outcome expected(Family family, const std::string& outcome) {
 
 void expectOutcomes(Family family, const std::string& table, const std::string& chain,
                     const std::string& prefix, const std::vector<OptionOutcome>& outcomes) {
+  const std::string start = "*" + table + "\n-A " + chain + " " + prefix + " ";
   for (const OptionOutcome& row : outcomes) {
-    const std::string text =
-        "*" + table + "\n-A " + chain + " " + prefix + " " + row.options + "\nCOMMIT\n";
+    std::string text = start;
+    text.append(row.options).append("\nCOMMIT\n");
     EXPECT_EQ(restore(family, text), expected(family, row.outcome)) << text;
   }
 }

@@ -157,7 +157,7 @@ const std::vector<std::string> kFilterLines{
     "[1:2 -A INPUT -j ACCEPT",
     "[12] -A INPUT -j ACCEPT",
     "[x:1] -A INPUT -j ACCEPT",
-    "-A INPUT -m comment --comment \"a b\\\\\"c\" -j ACCEPT",
+    R"(-A INPUT -m comment --comment "a b\\"c" -j ACCEPT)",
     "-A INPUT -m comment --comment \"ab\"cd -j ACCEPT",
     "-A INPUT -m comment --comment ab\"cd\" -j ACCEPT",
     "-A INPUT -m comment --comment 'ab cd' -j ACCEPT",
@@ -229,15 +229,14 @@ const std::vector<std::string> kWholeTexts{
     "*filter\n:c - [0:0]\n-A INPUT -j c\n-A c -j ACCEPT\n-A c -g c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT -j c\n-A c -j ACCEPT\n-A c -j c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT -j ACCEPT\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
-    "*filter\n:c - [0:0]\n-A INPUT -m comment --comment x -j ACCEPT\n-A INPUT -j c\n-A c -j "
-    "c\nCOMMIT\n",
+    "*filter\n:c - [0:0]\n-A INPUT -m mark --mark 1 -j ACCEPT\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT -i lo -j ACCEPT\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT -p all -j RETURN\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT -s 0.0.0.0/0 -j RETURN\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT -i + -j RETURN\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT ! -s 0.0.0.0/0 -j RETURN\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
-    "*filter\n:a - [0:0]\n:b - [0:0]\n-A INPUT -j a\n-A INPUT -j b\n-A a -j b\n-A b -j RETURN\n-A "
-    "FORWARD -g a\nCOMMIT\n",
+    "*filter\n:a - [0:0]\n:b - [0:0]\n-A INPUT -j a\n-A INPUT -j b\n-A a -j b\n-A FORWARD -g "
+    "a\nCOMMIT\n",
     "*filter\n:a - [0:0]\n-A INPUT -j a\n-A a -j DROP\n-A a -p tcp -j REDIRECT\nCOMMIT\n",
     "*nat\n:a - [0:0]\n-A POSTROUTING -j ACCEPT\n-A POSTROUTING -j a\n-A a -j REDIRECT\nCOMMIT\n",
     "*nat\n:a - [0:0]\n-A POSTROUTING -g a\n-A a -j REDIRECT\nCOMMIT\n",
@@ -358,6 +357,7 @@ const std::vector<DifferenceRow> kDifferences{
 
 std::vector<std::string> structureCases(Family family) {
   std::vector<std::string> texts;
+  texts.reserve(kFilterLines.size() + kWholeTexts.size());
   for (const std::string& line : kFilterLines) {
     texts.push_back("*filter\n" + fillIn(line, family) + "\nCOMMIT\n");
   }

@@ -13,7 +13,6 @@ namespace file_tables {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 Table readTable(const std::string& text, Family family = Family::Ipv4) {
   return parseRestoreText(family, text).front();
@@ -93,7 +92,7 @@ TEST(TableModel, AnOptionOfTwoMatchesBelongsToTheLaterOne) {
 }
 
 TEST(TableModel, QuotesAreGoneFromArguments) {
-  const Rule rule = readRule("-m comment --comment \"a \\\"b\\\" c\"");
+  const Rule rule = readRule(R"(-m comment --comment "a \"b\" c")");
   EXPECT_EQ(printed(rule.matches[0]), "comment --comment [a \"b\" c]");
   EXPECT_EQ(rule.text, "-m comment --comment \"a \\\"b\\\" c\"");
 }

@@ -17,7 +17,7 @@ TEST(TargetOptions, OfMarksAreChecked) {
        {"--set-mark x", "MARK: bad value for option \"--set-mark\": `x'"},
        {"! --set-mark 1", "MARK: option \"--set-mark\" cannot be inverted."},
        {"--set-mark 1 --or-mark 1",
-        "MARK: option \"--or-mark\" cannot be used together with \"--set-mark\"."},
+        R"(MARK: option "--or-mark" cannot be used together with "--set-mark".)"},
        {"--and-mark 1/1", "MARK: bad value for option \"--and-mark\": `1/1'"},
        {"", "MARK: One of the --set-xmark, --{and,or,xor,set}-mark options is required"}});
   expectOutcomes(
@@ -31,11 +31,11 @@ TEST(TargetOptions, OfMarksAreChecked) {
        {"--xor-mark 1", kAccepted},
        {"--save-mark --nfmask 1 --ctmask 2", kAccepted},
        {"--save-mark --mask 1 --nfmask 1",
-        "CONNMARK: option \"--nfmask\" cannot be used together with \"--mask\"."},
+        R"(CONNMARK: option "--nfmask" cannot be used together with "--mask".)"},
        {"--save-mark --mask 1 --ctmask 1",
-        "CONNMARK: option \"--ctmask\" cannot be used together with \"--mask\"."},
+        R"(CONNMARK: option "--ctmask" cannot be used together with "--mask".)"},
        {"--save-mark --restore-mark",
-        "CONNMARK: option \"--restore-mark\" cannot be used together with \"--save-mark\"."},
+        R"(CONNMARK: option "--restore-mark" cannot be used together with "--save-mark".)"},
        {"--mask 1", "CONNMARK target: No operation specified"},
        {"--set-mark x", "CONNMARK: bad value for option \"--set-mark\": `x'"},
        {"", "CONNMARK target: No operation specified"}});
@@ -59,9 +59,9 @@ TEST(TargetOptions, OfQueuesAreChecked) {
        {"--queue-balance 0:65535", kKernelRefuses},
        {"--queue-balance 0:65534", kAccepted},
        {"--queue-num 2 --queue-balance 0:3",
-        "NFQUEUE: option \"--queue-balance\" cannot be used together with \"--queue-num\"."},
+        R"(NFQUEUE: option "--queue-balance" cannot be used together with "--queue-num".)"},
        {"--queue-cpu-fanout",
-        "NFQUEUE: option \"--queue-cpu-fanout\" also requires \"--queue-balance\"."},
+        R"(NFQUEUE: option "--queue-cpu-fanout" also requires "--queue-balance".)"},
        {"! --queue-num 2", "NFQUEUE: option \"--queue-num\" cannot be inverted."}});
 }
 
@@ -165,15 +165,14 @@ TEST(TargetOptions, OfPacketChangesAreChecked) {
                  {{"--on-port 1", kKernelRefuses}});
   expectOutcomes(Family::Ipv4, "mangle", "OUTPUT", "-p udp -j TPROXY",
                  {{"--on-port 1", kKernelRefuses}});
-  expectOutcomes(
-      Family::Ipv4, "mangle", "FORWARD", "-j DSCP",
-      {{"--set-dscp 10", kAccepted},
-       {"--set-dscp-class EF", kAccepted},
-       {"--set-dscp 64", "DSCP: bad value for option \"--set-dscp\": `64'"},
-       {"--set-dscp-class X", "DSCP: bad value for option \"--set-dscp-class\": `X'"},
-       {"--set-dscp 1 --set-dscp-class EF",
-        "DSCP: option \"--set-dscp-class\" cannot be used together with \"--set-dscp\"."},
-       {"", "DSCP target: Parameter --set-dscp is required"}});
+  expectOutcomes(Family::Ipv4, "mangle", "FORWARD", "-j DSCP",
+                 {{"--set-dscp 10", kAccepted},
+                  {"--set-dscp-class EF", kAccepted},
+                  {"--set-dscp 64", "DSCP: bad value for option \"--set-dscp\": `64'"},
+                  {"--set-dscp-class X", "DSCP: bad value for option \"--set-dscp-class\": `X'"},
+                  {"--set-dscp 1 --set-dscp-class EF",
+                   R"(DSCP: option "--set-dscp-class" cannot be used together with "--set-dscp".)"},
+                  {"", "DSCP target: Parameter --set-dscp is required"}});
   expectOutcomes(Family::Ipv4, "filter", "INPUT", "-j DSCP", {{"--set-dscp 10", kKernelRefuses}});
   expectOutcomes(Family::Ipv4, "mangle", "FORWARD", "-j TTL",
                  {{"--ttl-set 64", kAccepted},
@@ -181,7 +180,7 @@ TEST(TargetOptions, OfPacketChangesAreChecked) {
                   {"--ttl-dec 1", kAccepted},
                   {"--ttl-inc 0", "TTL: bad value for option \"--ttl-inc\": `0'"},
                   {"--ttl-set 1 --ttl-inc 1",
-                   "TTL: option \"--ttl-inc\" cannot be used together with \"--ttl-set\"."},
+                   R"(TTL: option "--ttl-inc" cannot be used together with "--ttl-set".)"},
                   {"", "TTL: You must specify an action"}});
   expectOutcomes(Family::Ipv4, "filter", "INPUT", "-j TTL", {{"--ttl-set 64", kKernelRefuses}});
   expectOutcomes(Family::Ipv6, "mangle", "FORWARD", "-j TTL",
@@ -192,7 +191,7 @@ TEST(TargetOptions, OfPacketChangesAreChecked) {
                   {"--hl-dec 1", kAccepted},
                   {"--hl-dec 0", "HL: bad value for option \"--hl-dec\": `0'"},
                   {"--hl-set 1 --hl-inc 1",
-                   "HL: option \"--hl-inc\" cannot be used together with \"--hl-set\"."},
+                   R"(HL: option "--hl-inc" cannot be used together with "--hl-set".)"},
                   {"", "HL: You must specify an action"}});
   expectOutcomes(Family::Ipv4, "mangle", "FORWARD", "-j HL",
                  {{"--hl-set 64", "unknown option \"--hl-set\""}});
