@@ -134,7 +134,7 @@ std::string largeHousehold(int userCount) {
   for (int i = 1; i <= userCount; ++i) {
     const std::string user = std::to_string(i);
     const auto option = [&options, &user](const char* name, const std::string& value) {
-      options += "\tlist " + std::string(name) + user + " '" + value + "'\n";
+      options.append("\tlist ").append(name).append(user).append(" '").append(value).append("'\n");
     };
     list += "\tlist user_list '" + user + "'\n";
     option("mac_set_user", "macs_" + user);

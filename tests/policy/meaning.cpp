@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tests/policy/policy_walk.h"
+
 namespace policy {
 namespace {
 
@@ -126,7 +128,9 @@ class Judgement {
 std::string uciText(const std::vector<UserSettings>& users) {
   std::string text = "config kovsel 'kovsel'\n";
   const auto list = [&text](const std::string& name, const std::vector<std::string>& values) {
-    for (const std::string& value : values) text += "\tlist " + name + " '" + value + "'\n";
+    for (const std::string& value : values) {
+      text.append("\tlist ").append(name).append(" '").append(value).append("'\n");
+    }
   };
   const auto option = [&list](const std::string& name, const std::string& value) {
     if (!value.empty()) list(name, {value});
@@ -148,7 +152,8 @@ std::string uciText(const std::vector<UserSettings>& users) {
     list("class_user" + number, user.countedClasses);
     list("class_label_user" + number, user.classNodes);
     for (const auto& [trafficClass, subclasses] : user.exceptions) {
-      list("class_" + trafficClass + "_except_user" + number, subclasses);
+      std::string name = "class_" + trafficClass;
+      list(name.append("_except_user").append(number), subclasses);
     }
   }
   return text;
@@ -165,9 +170,7 @@ std::string meaning(const std::vector<UserSettings>& users, Hook hook, Family fa
                             : judgement.filter(hook == Hook::kFilterForward);
     if (!goesOn) break;
   }
-  std::string text;
-  for (const std::string& event : events) text += (text.empty() ? "" : "; ") + event;
-  return text;
+  return joinEvents(events);
 }
 
 }  // namespace policy

@@ -232,18 +232,18 @@ void fillInFamily(std::vector<std::string>& names, Family family) {
   }
 }
 
-std::string join(const std::vector<std::string>& events) {
-  std::string text;
-  for (const std::string& event : events) text += (text.empty() ? "" : "; ") + event;
-  return text;
-}
-
 Chains parseHook(const std::string& chain, tavrix::IptProg program) {
   return test_support::parseChains(":" + chain + " ACCEPT [0:0]\n" +
                                    test_support::compiledText(std::move(program), chain));
 }
 
 }  // namespace
+
+std::string joinEvents(const std::vector<std::string>& events) {
+  std::string text;
+  for (const std::string& event : events) text.append(text.empty() ? "" : "; ").append(event);
+  return text;
+}
 
 Tables compileTables(Hook hook) {
   const bool all = hook == Hook::kJourney;
@@ -290,7 +290,7 @@ std::string walk(const Tables& tables, Hook hook, Family family, Packet packet) 
       }
       break;
   }
-  return join(events);
+  return joinEvents(events);
 }
 
 }  // namespace policy

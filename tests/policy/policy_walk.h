@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tests/policy/packet.h"
 #include "tests/support/chain_walker.h"
@@ -16,11 +17,14 @@ struct Tables {
   test_support::Chains forward;
 };
 
+// The form in which a packet's events are compared: separated by "; ".
+std::string joinEvents(const std::vector<std::string>& events);
+
 // Compiles what packets of the hook meet, for the configuration set with
 // test_support::setConfiguration; the rest stays empty. Throws what the programs throw.
 Tables compileTables(Hook hook);
 
-// What the rules do to the packet, in order, separated by "; ":
+// What the rules do to the packet, in order, as joined events:
 //
 //     node N, class mark, label L, label L marked   noted about the connection
 //     count C, add SET, mark V                      counter, blacklist, packet mark

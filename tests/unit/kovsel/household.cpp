@@ -17,7 +17,9 @@ void configure(std::string_view lines) {
 void configure(const Options& options) {
   std::string lines;
   for (const auto& [name, values] : options) {
-    for (const std::string& value : values) lines += "list " + name + " '" + value + "'\n";
+    for (const std::string& value : values) {
+      lines.append("list ").append(name).append(" '").append(value).append("'\n");
+    }
   }
   configure(lines);
 }

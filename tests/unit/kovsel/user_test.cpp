@@ -71,7 +71,7 @@ TEST(UserNumber, IsAnUnsignedDecimalForValuesThatNoIntHolds) {
                              "9223372036854775807", "9223372036854775808", "-9223372036854775809",
                              "99999999999999999999999999999999", "-99999999999999999999999999"}) {
     const std::string number = User(listed).number();
-    const unsigned long long value = std::stoull(number);
+    const std::uint64_t value = std::stoull(number);
     EXPECT_LE(value, std::numeric_limits<std::uint32_t>::max()) << listed;
     EXPECT_EQ(number, std::to_string(value)) << listed;
   }
