@@ -1,5 +1,6 @@
 // Where the tables live between two runs of the tools: one file per family and table in one
-// directory, for example "iptables.mangle", in save format.
+// directory, for example "iptables.mangle", in save format. No lock is taken: two restores at once
+// leave one of the two tables, which is what a program that holds the lock for them wants.
 #pragma once
 
 #include <filesystem>

@@ -235,8 +235,7 @@ const std::vector<std::string> kWholeTexts{
     "*filter\n:c - [0:0]\n-A INPUT -s 0.0.0.0/0 -j RETURN\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT -i + -j RETURN\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
     "*filter\n:c - [0:0]\n-A INPUT ! -s 0.0.0.0/0 -j RETURN\n-A INPUT -j c\n-A c -j c\nCOMMIT\n",
-    "*filter\n:a - [0:0]\n:b - [0:0]\n-A INPUT -j a\n-A INPUT -j b\n-A a -j b\n-A FORWARD -g "
-    "a\nCOMMIT\n",
+    "*filter\n:a -\n:b -\n-A INPUT -j a\n-A INPUT -j b\n-A a -j b\n-A FORWARD -g a\nCOMMIT\n",
     "*filter\n:a - [0:0]\n-A INPUT -j a\n-A a -j DROP\n-A a -p tcp -j REDIRECT\nCOMMIT\n",
     "*nat\n:a - [0:0]\n-A POSTROUTING -j ACCEPT\n-A POSTROUTING -j a\n-A a -j REDIRECT\nCOMMIT\n",
     "*nat\n:a - [0:0]\n-A POSTROUTING -g a\n-A a -j REDIRECT\nCOMMIT\n",
