@@ -270,10 +270,8 @@ const std::vector<std::string> kWholeTexts{
     "*nat\n-A PREROUTING -p tcp -j REDIRECT --to-ports 8099\nCOMMIT\n",
     "*nat\n-A PREROUTING -j REDIRECT --to-ports 8099\nCOMMIT\n",
     "*nat\n:a - [0:0]\n:b - [0:0]\n-A a -j b\n-A b -p tcp -j REDIRECT --to-ports 8099\nCOMMIT\n",
-    "*nat\n:a -\n:b -\n-A a -j b\n-A b -p tcp -j REDIRECT --to-ports 1\n-A POSTROUTING -j "
-    "a\nCOMMIT\n",
-    "*nat\n:a -\n:b -\n-A a -j b\n-A b -p tcp -j REDIRECT --to-ports 1\n-A PREROUTING -j "
-    "a\nCOMMIT\n",
+    "*nat\n:a -\n:b -\n-A a -j b\n-A b -j REDIRECT\n-A POSTROUTING -j a\nCOMMIT\n",
+    "*nat\n:a -\n:b -\n-A a -j b\n-A b -j REDIRECT\n-A PREROUTING -j a\nCOMMIT\n",
     "*filter\n:a - [0:0]\n-A INPUT -j ACCEPT -g a\nCOMMIT\n",
     "*filter\n:foo - [0:0]\n:INPUT ACCEPT [0:0]\n-A foo -j foo\nCOMMIT\n",
     "*filter\n:foo - [0:0]\n-A foo -j foo\n-A INPUT -g foo\nCOMMIT\n",
