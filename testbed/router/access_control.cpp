@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
+#include <iostream>
 
 #include "testbed/router/errors.h"
 #include "testbed/router/run_tool.h"
@@ -120,7 +120,7 @@ void createIpSets(const std::vector<IpSet>& sets) {
   for (const IpSet& set : sets) {
     const std::string message = createIpSet(ipset, set);
     if (!message.empty()) {
-      fprintf(stderr, "router: no IP set %s: %s\n", set.name.c_str(), message.c_str());
+      std::cerr << "router: no IP set " << set.name << ": " << message << '\n';
     }
   }
 }

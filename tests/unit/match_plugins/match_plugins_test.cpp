@@ -69,6 +69,7 @@ done)sh");
   // Each text is the whole of a rule after "-A PREROUTING ".
   static void expectEchoed(const std::vector<std::string>& rules) {
     std::vector<std::string> texts;
+    texts.reserve(rules.size());
     for (const std::string& rule : rules) texts.push_back(tableWith("-A PREROUTING " + rule));
     const std::vector<std::string> found = outcomes(texts);
     for (std::size_t i = 0; i < found.size(); ++i) {
@@ -82,6 +83,7 @@ done)sh");
   };
   static void expectRefused(const std::vector<Refusal>& refusals) {
     std::vector<std::string> texts;
+    texts.reserve(refusals.size());
     for (const Refusal& refusal : refusals) {
       texts.push_back(tableWith("-A PREROUTING " + refusal.rule));
     }
@@ -124,7 +126,7 @@ TEST_P(PlatformMatches, StandBesideOtherMatchesAndEachOther) {
 TEST_P(PlatformMatches, ARealCommentStaysAComment) {
   expectEchoed({
       "-m comment --comment \"tavrix-connlabel --label 16\" -j ACCEPT",
-      "-m comment --comment \"two \\\"quoted\\\" words\" -m comment --comment ipt_compiler",
+      R"(-m comment --comment "two \"quoted\" words" -m comment --comment ipt_compiler)",
       "-m comment --comment \"" + std::string(250, 'x') + " tail\"",
   });
 }
@@ -133,7 +135,7 @@ TEST_P(PlatformMatches, AValueMayHoldAnyCharacter) {
   expectEchoed({
       "-m tavrix-connlabel --label 0x10/0xff:a,b",
       "-m tavrix-xthostset --set-name \"two words\"",
-      "-m tavrix-xthostset --set-name \"a \\\"quoted\\\" \\\\ word\"",
+      R"(-m tavrix-xthostset --set-name "a \"quoted\" \\ word")",
       "-m tavrix-xthostset --set-name " + std::string(127, 'x'),
   });
 }
@@ -216,7 +218,7 @@ TEST_P(PlatformMatches, OnlyALabelMayBeNegated) {
 // The kernel has 254 characters for it; each of these needs two.
 TEST_P(PlatformMatches, AMatchThatTheKernelHasNoRoomForIsRefused) {
   std::string quotes;
-  while (quotes.size() < 2 * 120) quotes += "\\\"";
+  for (int i = 0; i < 120; ++i) quotes += "\\\"";
   const std::string rule = "-m tavrix-xthostset --set-name \"" + quotes + "\"";
   if (GetParam() == "files") {
     expectEchoed({rule});

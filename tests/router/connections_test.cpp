@@ -1,0 +1,249 @@
+// Real TCP connections through the router and to it, under access control: redirected to the local
+// service, reset, or let through. On a machine without the platform's modules their matches always
+// hold: every connection is one of every listed user, and has the mark bit. The sets are real.
+#include "tests/router/household_run.h"
+
+namespace product_test {
+namespace {
+
+using test_support::ProcessResult;
+
+const std::string kTcpPeer = TCP_PEER_PROGRAM;
+
+// Two hosts beside the router: "client" at 10.9.1.2 and fd00:9:1::2, "server" at 10.9.2.2, 10.9.2.3
+// and the same of fd00:9:2::; the router itself is ...1 in both networks. Port 80 answers on server
+// and router, port 8099 on the router.
+const std::string kNetwork = R"sh(
+# NAME NUMBER: a host of its own network, joined to the router by a cable. Its neighbours are known
+# beforehand: rules that reject everything reject the search for them as well.
+add_host() {
+  mkfifo /run/$1.ready /run/$1.end
+  unshare --net sh -c "echo > /run/$1.ready; exec cat /run/$1.end" &
+  eval $1=$!
+  cat /run/$1.ready > /dev/null
+  ip link add to-$1 address 02:00:00:00:0$2:01 type veth \
+    peer name eth0 address 02:00:00:00:0$2:02 netns $!
+  ip address add 10.9.$2.1/24 dev to-$1
+  ip address add fd00:9:$2::1/64 dev to-$1 nodad
+  ip link set to-$1 up
+  for host in 2 3; do
+    at $1 ip address add 10.9.$2.$host/24 dev eth0
+    at $1 ip address add fd00:9:$2::$host/64 dev eth0 nodad
+  done
+  at $1 ip link set eth0 up
+  at $1 ip route add default via 10.9.$2.1
+  at $1 ip route add default via fd00:9:$2::1
+  at $1 ip neighbour add fd00:9:$2::1 lladdr 02:00:00:00:0$2:01 nud permanent dev eth0
+  for host in 2 3; do
+    ip neighbour add fd00:9:$2::$host lladdr 02:00:00:00:0$2:02 nud permanent dev to-$1
+  done
+  # Before the kernel has noticed the cable at both ends it may drop packets.
+  until ip -br link show dev to-$1 | grep -q ' UP '; do :; done
+  until at $1 ip -br link show dev eth0 | grep -q ' UP '; do :; done
+}
+# NAME COMMAND...
+at() {
+  eval "namespace=\$$1"
+  shift
+  nsenter --target $namespace --net "$@"
+}
+# COMMAND...: starts a listener and waits until it listens.
+start() {
+  rm -f /run/listening
+  mkfifo /run/listening
+  "$@" > /run/listening &
+  read line < /run/listening
+}
+# PORT ADDRESS...: what the client hears on that port.
+ask() {
+  port=$1
+  shift
+  for address; do at client $tcp_peer ask $address $port < /dev/null; done
+}
+# FAMILY TABLE: the generated rules that are no jumps, and whether packets have met them. Hosts send
+# some packets by themselves, but none of TCP.
+met() {
+  $1-save -c -t $2 | sed -n -e '/ipt_compiler/!d' -e '/-[jg] ipt_compiler/d' \
+    -e 's/ -m comment --comment ipt_compiler//' \
+    -e 's/^\[0:0\] -A [^ ]*/not met:/p; s/^\[[^]]*\] -A [^ ]*/met:/p'
+}
+configure() { cp /tmp/household $TESTBED_CONFIG_DIR/firewall_cpp; $program; }
+configure_nothing() { : > $TESTBED_CONFIG_DIR/firewall_cpp; $program; }
+
+cp $TESTBED_CONFIG_DIR/firewall_cpp /tmp/household
+echo 1 > /proc/sys/net/ipv4/ip_forward
+echo 1 > /proc/sys/net/ipv6/conf/all/forwarding
+add_host client 1
+add_host server 2
+start $tcp_peer listen 80 "router's page"
+start $tcp_peer listen 8099 "blocked, says the router"
+start at server $tcp_peer listen 80 "server's page"
+router='10.9.1.1 fd00:9:1::1'
+server='10.9.2.2 fd00:9:2::2'
+other_server='10.9.2.3 fd00:9:2::3'
+)sh";
+
+class Connections : public HouseholdTest {
+ protected:
+  static ProcessResult runNetwork(const std::string& userOptions, const std::string& script) {
+    return run("config kovsel 'kovsel'\n" + userOptions,
+               "tcp_peer='" + kTcpPeer + "'" + kNetwork + script);
+  }
+};
+INSTANTIATE_TEST_SUITE_P(Kinds, Connections, testing::Values("legacy", "nft"),
+                         [](const auto& kind) { return kind.param; });
+
+// One line for each family.
+std::string twice(const std::string& line) {
+  return line + "\n" + line + "\n";
+}
+
+const std::string kRejectedUser =
+    "  list user_list '7'\n  option label_user7 '7'\n  option reject_user7 '1'\n";
+
+TEST_P(Connections, OfARejectedUserAreAnsweredByTheLocalService) {
+  const ProcessResult result = runNetwork(kRejectedUser, R"sh(
+ask 80 $router $server
+configure
+echo rejected:
+ask 80 $router $server
+ask 8099 $router
+met iptables nat
+met ip6tables nat
+sed -i /user_list/d /tmp/household
+configure
+echo not listed:
+ask 80 $router $server)sh");
+  const std::string open = twice("router's page") + twice("server's page");
+  const std::string blocked = twice("blocked, says the router");
+  EXPECT_EQ(result.out,
+            open + "rejected:\n" + blocked + blocked + blocked +
+                twice("met: -p tcp -m tavrix-connlabel --label 7 -j REDIRECT --to-ports 8099") +
+                "not listed:\n" + open);
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+// The nat table is behind them, so the filter table must end them.
+TEST_P(Connections, OfARejectedUserThatAreUnderWayAreReset) {
+  const ProcessResult result = runNetwork(kRejectedUser, R"sh(
+for family in iptables ip6tables; do
+  # A connection counts as under way when the kernel has followed it from its start.
+  $family -A INPUT -m conntrack --ctstate ESTABLISHED
+  $family -A FORWARD -m conntrack --ctstate ESTABLISHED
+done
+mkfifo /run/say /run/hear
+# FAMILY ADDRESS PORT: greeted without the rules; then, with the rules, the answer to one more line.
+talk() {
+  configure_nothing
+  at client $tcp_peer ask $2 $3 < /run/say > /run/hear &
+  exec 3> /run/say 4< /run/hear
+  read greeting <&4
+  configure
+  echo "and more" >&3
+  read answer <&4
+  exec 3>&- 4<&-
+  echo "$greeting; $answer"
+  met $1 filter | grep -e '^met: -p tcp'
+}
+talk iptables 10.9.1.1 80
+talk ip6tables fd00:9:1::1 80
+talk iptables 10.9.2.2 80
+talk ip6tables fd00:9:2::2 80
+talk iptables 10.9.1.1 8099
+talk ip6tables fd00:9:1::1 8099)sh");
+  const std::string reset = "met: -p tcp -j REJECT --reject-with tcp-reset";
+  EXPECT_EQ(result.out, twice("router's page; Connection reset by peer\n" + reset) +
+                            twice("server's page; Connection reset by peer\n" + reset) +
+                            twice("blocked, says the router; and more\n"
+                                  "met: -p tcp -m tcp --dport 8099 -j RETURN"));
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+// No redirection here: new connections reach the filter table, which rejects those with the mark
+// bit.
+TEST_P(Connections, WithTheMarkBitAreReset) {
+  const ProcessResult result = runNetwork("  list user_list '1'\n  option label_user1 '1'\n", R"sh(
+configure
+ask 80 $router $server
+ask 8099 $router
+for family in iptables ip6tables; do met $family filter | grep -e ': -p tcp'; done)sh");
+  const std::string reject = "met: -p tcp -j REJECT --reject-with tcp-reset";
+  EXPECT_EQ(result.out,
+            twice("Connection refused") + twice("Connection refused") +
+                twice("blocked, says the router") +
+                // The rules of INPUT, then the one of FORWARD.
+                twice("met: -p tcp -m tcp --dport 8099 -j RETURN\n" + reject + "\n" + reject));
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+TEST_P(Connections, ToBlacklistedDestinationsAreAnsweredByTheLocalService) {
+  const ProcessResult result = runNetwork(
+      "  list user_list '1'\n  option label_user1 '1'\n"
+      "  option blacklist_v4_user1 'four'\n  option blacklist_v6_user1 'six'\n",
+      R"sh(
+ipset add four 10.9.2.2
+ipset add six fd00:9:2::2
+configure
+ask 80 $server $other_server
+for family in iptables ip6tables; do met $family nat | grep ^met; done)sh");
+  const auto refreshed = [](const std::string& set) {
+    return "met: -m conntrack --ctdir ORIGINAL -j SET --add-set " + set + " dst --exist\n" +
+           "met: -p tcp -j REDIRECT --to-ports 8099\n";
+  };
+  EXPECT_EQ(result.out, twice("blocked, says the router") + twice("Connection refused") +
+                            refreshed("four") + refreshed("six"));
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+TEST_P(Connections, WithABlockedWordPutTheirDestinationOnTheBlacklist) {
+  // Only what is not TCP gets past the redirection.
+  const ProcessResult result = runNetwork(
+      "  list user_list '1'\n  option label_user1 '1'\n  option keywords_user1 'words'\n"
+      "  option blacklist_v4_user1 'four'\n  option blacklist_v6_user1 'six'\n",
+      R"sh(
+configure
+for address in $server; do at client bash -c "echo question > /dev/udp/$address/5000"; done
+until ipset test four 10.9.2.2 2> /dev/null && ipset test six fd00:9:2::2 2> /dev/null; do :; done
+ipset save | grep ^add
+ask 80 $server)sh");
+  EXPECT_EQ(result.out,
+            "add four 10.9.2.2\nadd six fd00:9:2::2\n" + twice("blocked, says the router"));
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+TEST_P(Connections, AreLabelledForTheUserOfTheirSource) {
+  const ProcessResult result = runNetwork(
+      "  list user_list '1'\n  option label_user1 '1'\n  option mac_set_user1 'client_macs'\n"
+      "  list user_list '2'\n  option label_user2 '2'\n  option mac_set_user2 'other_macs'\n"
+      "  option reject_user1 '1'\n",
+      R"sh(
+# NAME MAC NUMBER: a host becomes a member, by its network where the kernel knows no MAC sets.
+add_member() {
+  if ipset add $1 $2 2> /dev/null; then return; fi
+  ipset create $1-4 hash:net
+  ipset add $1-4 10.9.$3.0/24
+  ipset add $1 $1-4
+  ipset create $1-6 hash:net family inet6
+  ipset add $1-6 fd00:9:$3::/64
+  ipset add $1 $1-6
+}
+add_member client_macs 02:00:00:00:01:02 1
+add_member other_macs 02:00:00:00:09:02 9
+configure
+ask 80 $router
+for family in iptables ip6tables; do met $family mangle; done)sh");
+  std::string expected = twice("blocked, says the router");
+  // Without the mark bit at first, and with it from the third packet on: no label is remembered.
+  for (int family = 0; family < 2; ++family) {
+    expected +=
+        "met: -m tavrix-connlabel --set --mark 0x1 --label 1\n"
+        "met: -m tavrix-connlabel --set --label 1\n"
+        "not met: -m tavrix-connlabel --set --mark 0x1 --label 2\n"
+        "not met: -m tavrix-connlabel --set --label 2\n";
+  }
+  EXPECT_EQ(result.out, expected);
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+}
+
+}  // namespace
+}  // namespace product_test
