@@ -146,6 +146,38 @@ option class_reject_user5 3
 -A ipt_compiler_3 -j REJECT
 )"},
     {"OneBlockedClass", "option class_reject_user5 3\n", kRejectClass},
+    {"OnlyTheFirstCounterOfAClassCounts", R"(
+option class_reject_user5 3
+list app_counter_user5 2
+list app_counter_user5 9
+)",
+     R"(
+:ipt_compiler_0 - [0:0]
+-A FORWARD -m tavrix-connlabel --label 50 -j ipt_compiler_0
+:ipt_compiler_1 - [0:0]
+-A ipt_compiler_0 -m tavrix-conndurvan --class 3 -j ipt_compiler_1
+-A ipt_compiler_1 -m tavrix-xtcounter --inc 2
+-A ipt_compiler_1 -p tcp -j REJECT --reject-with tcp-reset
+-A ipt_compiler_1 -j REJECT
+:ipt_compiler_2 - [0:0]
+-A ipt_compiler_0 -m tavrix-connlabel --mark 0x1 --label 50 -j ipt_compiler_2
+-A ipt_compiler_2 -p tcp -j REJECT --reject-with tcp-reset
+-A ipt_compiler_2 -j REJECT
+)"},
+    {"AnEmptyCounterIsATextWithoutItsNumber",
+     "option class_reject_user5 3\noption app_counter_user5 ''\n", R"(
+:ipt_compiler_0 - [0:0]
+-A FORWARD -m tavrix-connlabel --label 50 -j ipt_compiler_0
+:ipt_compiler_1 - [0:0]
+-A ipt_compiler_0 -m tavrix-conndurvan --class 3 -j ipt_compiler_1
+-A ipt_compiler_1 -m tavrix-xtcounter --inc
+-A ipt_compiler_1 -p tcp -j REJECT --reject-with tcp-reset
+-A ipt_compiler_1 -j REJECT
+:ipt_compiler_2 - [0:0]
+-A ipt_compiler_0 -m tavrix-connlabel --mark 0x1 --label 50 -j ipt_compiler_2
+-A ipt_compiler_2 -p tcp -j REJECT --reject-with tcp-reset
+-A ipt_compiler_2 -j REJECT
+)"},
     {"AnExceptionOfAnotherClassDoesNotCount", R"(
 option class_reject_user5 3
 option class_4_except_user5 31

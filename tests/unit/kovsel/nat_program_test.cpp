@@ -169,6 +169,8 @@ list class_3_except_user5 32
      "-A PREROUTING -p tcp -m tavrix-connlabel --label 50 -m tavrix-conndurvan --class 3 "
      "-m tavrix-conndurvan --invert --subclass 31 -m tavrix-conndurvan --invert --subclass 32 "
      "-j REDIRECT --to-ports 8099"},
+    // The same redirect stands in two chains: that of a class with exceptions is reached through a
+    // node that the simplification leaves empty.
     {"TwoClassesTheFirstWithAnException", R"(
 option label_user5 50
 list class_reject_user5 3

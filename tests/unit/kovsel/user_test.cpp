@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "tests/support/configuration.h"
 #include "tests/unit/kovsel/household.h"
 
 namespace kovsel_test {
@@ -119,6 +120,11 @@ TEST(ForEachUser, VisitsTheListInItsOrderAndRepeatsWhatItRepeats) {
 -A PREROUTING -p tcp -m tavrix-connlabel --label 13 -j REDIRECT --to-ports 8099
 -A PREROUTING -p tcp -m tavrix-connlabel --label 10 -j REDIRECT --to-ports 8099
 )"));
+}
+
+TEST(ForEachUser, FindsNobodyWithoutTheSection) {
+  test_support::setConfiguration("config nfnlq 'nfnlq'\n\tlist user_list '3'\n");
+  EXPECT_EQ(mangleRules() + natRules() + inputRules() + forwardRules(), "");
 }
 
 TEST(ForEachUser, TakesAnOptionThatIsNoListAsAListOfOne) {
