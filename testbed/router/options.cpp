@@ -86,6 +86,7 @@ own. Everything ends with COMMAND, and nothing of the machine is changed.
 COMMAND finds the save and restore tools first in PATH, and these variables:
   TESTBED_TABLES_KIND  legacy, nft or files
   TESTBED_TABLES       the directory of the tables (files only)
+  XTABLES_LIBDIR       where the kernel's tools find their plugins, the platform's matches first
   TESTBED_CONFIG_DIR   the directory that the bus serves; the file "firewall_cpp" in it may be
                        changed at any time
 
