@@ -1,6 +1,8 @@
 // The rules of filter FORWARD and INPUT, whole, for small households.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/unit/kovsel/household.h"
 
 namespace kovsel_test {
@@ -11,6 +13,10 @@ struct FilterCase {
   const char* options;  // of user 5, who is the only one listed and has the label 50
   const char* forwardRules;
 };
+
+void PrintTo(const FilterCase& user, std::ostream* out) {
+  *out << user.name;
+}
 
 class ForwardRules : public testing::TestWithParam<FilterCase> {};
 

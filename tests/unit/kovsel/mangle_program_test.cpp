@@ -1,6 +1,7 @@
 // The rules of mangle PREROUTING, whole, for small households.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 #include "tests/unit/kovsel/household.h"
@@ -13,6 +14,10 @@ struct MangleCase {
   const char* options;
   const char* rules;
 };
+
+void PrintTo(const MangleCase& household, std::ostream* out) {
+  *out << household.name;
+}
 
 class MangleRules : public testing::TestWithParam<MangleCase> {};
 

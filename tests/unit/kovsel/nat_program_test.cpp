@@ -1,6 +1,8 @@
 // The rules of nat PREROUTING, whole, for small households.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/unit/kovsel/household.h"
 
 namespace kovsel_test {
@@ -11,6 +13,10 @@ struct NatCase {
   const char* options;  // of user 5, who is the only one listed
   const char* rules;
 };
+
+void PrintTo(const NatCase& user, std::ostream* out) {
+  *out << user.name;
+}
 
 class NatRules : public testing::TestWithParam<NatCase> {};
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <ostream>
 
 #include "tests/support/configuration.h"
 #include "tests/unit/kovsel/household.h"
@@ -22,6 +23,10 @@ struct ListedCase {
   const char* listed;
   const char* number;
 };
+
+void PrintTo(const ListedCase& listed, std::ostream* out) {
+  *out << listed.name;
+}
 
 class ListedUser : public testing::TestWithParam<ListedCase> {};
 
