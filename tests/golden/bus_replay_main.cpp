@@ -1,6 +1,8 @@
 // bus_replay CASES COMMAND [ARGUMENT]...: plays the bus daemon on its default socket and runs the
 // command once per case; bus_replay.h has the form of cases and results. The results go to standard
 // output.
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -48,18 +50,33 @@ class Client {
  public:
   explicit Client(char** command) : err_(memfd_create("stderr", MFD_CLOEXEC)) {
     if (err_ < 0) fail("memfd_create");
+    if (pipe2(lifeline_.data(), O_CLOEXEC) != 0) fail("pipe2");
     pid_ = fork();
     if (pid_ < 0) fail("fork");
     if (pid_ == 0) {
       dup2(STDERR_FILENO, STDOUT_FILENO);
       dup2(err_, STDERR_FILENO);
+      if (dup(lifeline_[1]) < 0) _exit(126);  // the copy stays open in the command
       execvp(command[0], command);
       _exit(127);
     }
+    close(lifeline_[1]);
   }
-  ~Client() { close(err_); }
+  ~Client() {
+    close(err_);
+    close(lifeline_[0]);
+  }
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
+
+  // The client's connection; -1 when it ends without one.
+  int accept(int listener) const {
+    std::array<pollfd, 2> polled = {{{listener, POLLIN, 0}, {lifeline_[0], POLLIN, 0}}};
+    while (poll(polled.data(), polled.size(), -1) < 0) {
+      if (errno != EINTR) fail("poll");
+    }
+    return polled[0].revents == 0 ? -1 : accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+  }
 
   // Ends the client once it sleeps. Between a request and its answer it does so in that call only.
   void killWhenAsleep() const {
@@ -92,6 +109,7 @@ class Client {
 
  private:
   int err_;
+  std::array<int, 2> lifeline_{-1, -1};  // closed at the other side when the client has ended
   pid_t pid_ = -1;
 };
 
@@ -151,10 +169,10 @@ void runCases(const char* casesPath, char** command) {
     std::vector<std::string> words;
     for (std::string word; stream >> word;) words.push_back(word);
     const Client client(command);
-    const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd < 0) fail("accept");
-    serve(fd, client, words);
-    close(fd);
+    if (const int fd = client.accept(listener); fd >= 0) {
+      serve(fd, client, words);
+      close(fd);
+    }
     const ReplayResult result = client.wait();
     std::cout << result.status << ' ' << toHex(result.err) << '\n';
   }
