@@ -44,13 +44,13 @@ IptProg users(std::int64_t count) {
 }
 
 void buildProgram(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(users(state.range(0)));
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(users(state.range(0)));
   state.SetComplexityN(state.range(0));
 }
 BENCHMARK(buildProgram)->RangeMultiplier(4)->Range(16, 4096)->Complexity();
 
 void compileProgram(benchmark::State& state) {
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     state.PauseTiming();
     IptProg program = users(state.range(0));
     std::uint32_t counter = 0;
@@ -71,7 +71,7 @@ void readCondition(benchmark::State& state, bool nested) {
   }
   tokens.emplace_back("-p tcp");
   if (nested) tokens.insert(tokens.end(), static_cast<std::size_t>(state.range(0)), ")");
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     auto position = tokens.cbegin();
     benchmark::DoNotOptimize(parseSerializedMatches(position, tokens.cend()));
   }
@@ -88,7 +88,7 @@ void mergeTable(benchmark::State& state) {
     saved += "-A FORWARD -p tcp -m comment --comment ipt_compiler -j ACCEPT\n";
   }
   saved += "COMMIT\n";
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     IptCompiler::HookMap hooks;
     hooks["FORWARD"].push_back({"FORWARD", kHookAtEnd, false, target("-j ACCEPT")});
     std::ostringstream out;

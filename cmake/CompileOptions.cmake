@@ -28,9 +28,7 @@ if(SANITIZE)
   endif()
 endif()
 
-# A router's flash is small: no loops unrolled for speed, unused sections go, and no symbol is kept
-# that nobody looks up.
-set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+# A router's flash is small: unused sections go, and no symbol is kept that nobody looks up.
 add_compile_options($<$<CONFIG:Release>:-ffunction-sections> $<$<CONFIG:Release>:-fdata-sections>)
 add_link_options($<$<CONFIG:Release>:-Wl,--gc-sections> $<$<CONFIG:Release>:-s>)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)

@@ -47,6 +47,11 @@ endif()
 # A data symbol of some builds of libubox only. Compiled and not linked, because the testbed's
 # libraries do not exist yet at this point.
 include(CheckSymbolExists)
+if(NOT "${platform_include_dirs}" STREQUAL "${PLATFORM_CHECKED_DIRS}")
+  # The answer is kept, and was found in other headers.
+  unset(HAVE_ULOOP_SUPPORT_PARAMTIMER CACHE)
+  set(PLATFORM_CHECKED_DIRS "${platform_include_dirs}" CACHE INTERNAL "Headers of the last check")
+endif()
 set(CMAKE_REQUIRED_INCLUDES ${platform_include_dirs})
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 check_symbol_exists(uloop_support_paramtimer "libubox/uloop.h" HAVE_ULOOP_SUPPORT_PARAMTIMER)

@@ -1,8 +1,8 @@
 # Sourced by ./demo and ./check: the Debian packages that each needs, and how they get installed.
 
 demo_packages=(g++ cmake ninja-build iptables libxtables-dev iproute2 ipset util-linux)
-check_packages=("${demo_packages[@]}" clang libclang-rt-dev clang-format clang-tidy libgtest-dev libgmock-dev
-                libbenchmark-dev git)
+check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format clang-tidy
+                libgtest-dev libgmock-dev libbenchmark-dev git)
 
 # install_missing PACKAGE...
 # Installs those that are not installed; says which. Ends the script when that needs a root user.

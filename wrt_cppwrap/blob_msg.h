@@ -1,9 +1,9 @@
 // A blob message that is being built.
 #pragma once
 
-#include <libubox/blobmsg.h>
-
 #include <string>
+
+#include "wrt_cppwrap/platform_headers.h"
 
 namespace wrt_cppwrap {
 
@@ -24,7 +24,7 @@ class BlobMsg {
   // Both append an element, which can move the whole message in memory: attribute pointers from
   // before the call are dead after it. They throw std::runtime_error when there is no room.
   void addString(const char* name, const std::string& value);
-  // Copies the attribute with its type and name.
+  // Copies the attribute, which must be well formed and have a name header, with type and name.
   void addBlob(blob_attr* attr);
 
   // The message, owned by the object.

@@ -2,8 +2,6 @@
 // outlive the parser and every pointer taken from it.
 #pragma once
 
-#include <libubox/blobmsg.h>
-
 #include <vector>
 
 #include "wrt_cppwrap/blob_msg.h"

@@ -1,11 +1,9 @@
 #include "wrt_cppwrap/ubus.h"
 
-#include <libubox/uloop.h>
-#include <libubus.h>
-
 #include <stdexcept>
 #include <string>
 
+#include "wrt_cppwrap/platform_headers.h"
 #include "wrt_cppwrap/uloop.h"
 
 namespace wrt_cppwrap {

@@ -1,8 +1,6 @@
 // Loading of the configuration store; uci_config.h says how it is read.
 #include "wrt_cppwrap/uci_config.h"
 
-#include <libubus.h>
-
 #include <string>
 
 #include "wrt_cppwrap/blob_msg_parser.h"
@@ -42,7 +40,8 @@ void UciConfig::UciReplyHandler(ubus_request* request, int /*type*/, blob_attr* 
 }
 
 void UciConfig::readReply(blob_attr* message) {
-  // Adding to the storage may move it, and the views of an earlier reply with it.
+  // The service replies once. After a second reply the first one still counts: its table stands
+  // first in the storage. It is read anew, since adding to the storage may have moved it.
   clear();
   storage.addBlob(BlobMsgParser(message).find("values"));
   const BlobMsgParser sections(

@@ -1,8 +1,8 @@
 #include "wrt_cppwrap/uloop.h"
 
-#include <libubox/uloop.h>
-
 #include <stdexcept>
+
+#include "wrt_cppwrap/platform_headers.h"
 
 namespace wrt_cppwrap {
 

@@ -3,15 +3,11 @@
 #include <utility>
 
 namespace tavrix::kovsel {
-namespace {
 
-// The text around the option's first value; never holds without the option.
 IptCond ifConfigured(const User& user, std::string_view option, const RuleText& around) {
   const User::Values& values = user.values(option);
   return values.empty() ? makeConstCond(false) : around.matches(values.front());
 }
-
-}  // namespace
 
 IptCond isLabelled(const User& user) {
   return ifConfigured(user, "label_user", text::kIsLabelled);

@@ -1,5 +1,5 @@
-// What the nat and filter programs share: the conditions under which a user's traffic is blocked
-// and what is noted when it is. Each call builds fresh nodes.
+// What the programs share: conditions on a user's options, under which the traffic is blocked, and
+// what is noted when it is. Each call builds fresh nodes.
 #pragma once
 
 #include <string_view>
@@ -8,6 +8,9 @@
 #include "firewall_cpp/kovsel/user.h"
 
 namespace tavrix::kovsel {
+
+// The text around the option's first value; never holds without the option.
+IptCond ifConfigured(const User& user, std::string_view option, const RuleText& around);
 
 // The connection carries the user's label; never, for a user without one.
 IptCond isLabelled(const User& user);

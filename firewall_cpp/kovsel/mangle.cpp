@@ -4,17 +4,13 @@
 #include <utility>
 #include <vector>
 
+#include "firewall_cpp/kovsel/blocking.h"
 #include "firewall_cpp/kovsel/kovsel.h"
 #include "firewall_cpp/kovsel/rule_texts.h"
 #include "firewall_cpp/kovsel/user.h"
 
 namespace tavrix::kovsel {
 namespace {
-
-IptCond isFromUser(const User& user) {
-  const User::Values& macSet = user.values("mac_set_user");
-  return macSet.empty() ? makeConstCond(false) : text::kFromUser.matches(macSet.front());
-}
 
 // Each device has the node at its place in the list. The last node is also that of every source
 // that is no device of the list, so the last address is never tested.
@@ -72,7 +68,7 @@ IptProg labelConnection(const User& user) {
 }
 
 IptProg userProgram(const User& user) {
-  IptIfBlock whenFromUser = openIf(isFromUser(user));
+  IptIfBlock whenFromUser = openIf(ifConfigured(user, "mac_set_user", text::kFromUser));
   IptProg body = labelConnection(user);
   return closeFi(appendThen(std::move(whenFromUser), std::move(body)));
 }

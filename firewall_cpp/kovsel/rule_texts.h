@@ -48,8 +48,9 @@ inline constexpr RuleText kCountedClass = {217, "-m tavrix-conndurvan --class "}
 inline constexpr RuleText kNotSubclassOfCounted = {222,
                                                    "-m tavrix-conndurvan --invert --subclass "};
 
-// Connections whose application cannot be told: neither UDP nor TCP, a port below 1024 on either
-// side, fewer than 3 packets in both directions together.
+// Connections whose application cannot be told: neither UDP nor TCP, low ports, fewer than 3
+// packets in both directions together. The negated port test holds when no port, source or
+// destination, is 1024 or above.
 inline constexpr RuleText kUdp = {40, "-p udp"};
 inline constexpr RuleText kTcp = {40, "-p tcp"};
 inline constexpr RuleText kUdpLowPort = {41, "-p udp -m multiport ! --ports 1024:65535"};
