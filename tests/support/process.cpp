@@ -55,6 +55,7 @@ BackgroundProcess::BackgroundProcess(const std::vector<std::string>& arguments,
   const int input = makeInput(options.input);
   if (pipe2(outPipe.data(), O_CLOEXEC) != 0 || pipe2(errPipe.data(), O_CLOEXEC) != 0) fail("pipe2");
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   pid_ = fork();
