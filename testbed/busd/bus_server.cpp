@@ -85,7 +85,7 @@ bool BusServer::serve(Client& client) {
 }
 
 bool BusServer::receive(Client& client) {
-  std::array<char, 65536> buffer;
+  std::array<char, 65536> buffer{};
   const ssize_t got = recv(client.fd, buffer.data(), buffer.size(), 0);
   if (got < 0) return isTemporary(errno);
   if (got == 0) return false;

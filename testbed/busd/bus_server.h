@@ -34,8 +34,8 @@ class BusServer {
   void acceptClients();
   // One round for one client; false when it is to be dropped.
   bool serve(Client& client);
-  bool receive(Client& client);
-  bool flush(Client& client);
+  static bool receive(Client& client);
+  static bool flush(Client& client);
 
   int listener_;
   const UciService& uci_;

@@ -24,7 +24,7 @@ constexpr int typeString = 3;
 constexpr int typeInt32 = 5;
 
 // Far above what fits into a reply, far below what would trouble the machine.
-constexpr std::size_t maximumFileSize = 16 * 1024 * 1024;
+constexpr std::size_t maximumFileSize = std::size_t{16} * 1024 * 1024;
 
 void report(const std::string& message) {
   std::fprintf(stderr, "ubusd: %s\n", message.c_str());
@@ -86,7 +86,7 @@ std::optional<std::string> readConfig(const std::string& fileName) {
     throw std::system_error(EINVAL, std::generic_category(), fileName + ": not a regular file");
   }
   std::string content;
-  std::array<char, 65536> buffer;
+  std::array<char, 65536> buffer{};
   while (true) {
     const ssize_t got = read(file.get(), buffer.data(), buffer.size());
     if (got == 0) return content;

@@ -26,7 +26,7 @@ std::size_t usedBytes(const blob_buf* buf) {
 
 // Doubling keeps the cost of a message linear in its size.
 bool growBuffer(blob_buf* buf, int minlen) {
-  const std::size_t oldSize = static_cast<std::size_t>(buf->buflen);
+  const auto oldSize = static_cast<std::size_t>(buf->buflen);
   const std::size_t newSize =
       std::max({oldSize * 2, oldSize + static_cast<std::size_t>(minlen), minimumBufferSize});
   void* moved = std::realloc(buf->buf, newSize);
@@ -58,7 +58,7 @@ blob_attr* reserve(blob_buf* buf, std::size_t rawLength) {
   const std::size_t padded = (rawLength + 3) & ~std::size_t{3};
   const std::size_t used = usedBytes(buf);
   if (padded > maximumRawLength - used) return nullptr;
-  const std::size_t size = static_cast<std::size_t>(buf->buflen);
+  const auto size = static_cast<std::size_t>(buf->buflen);
   if (used + padded > size && !buf->grow(buf, static_cast<int>(used + padded - size))) {
     return nullptr;
   }

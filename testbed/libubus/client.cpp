@@ -67,7 +67,7 @@ BusStatus sendAll(int fd, std::string_view bytes, const Deadline& deadline) {
 
 // Appends what has arrived to the connection's reader, waiting for at least one byte.
 BusStatus receive(Connection& connection, const Deadline& deadline) {
-  std::array<char, 65536> buffer;
+  std::array<char, 65536> buffer{};
   while (true) {
     if (!waitFor(connection.sock.fd, POLLIN, deadline)) return BusStatus::TimedOut;
     const ssize_t got = recv(connection.sock.fd, buffer.data(), buffer.size(), MSG_DONTWAIT);

@@ -6,7 +6,7 @@ namespace testbed {
 namespace {
 
 std::uint32_t readBig32(const char* bytes) {
-  std::uint32_t value;
+  std::uint32_t value = 0;
   std::memcpy(&value, bytes, sizeof(value));
   return be32toh(value);
 }

@@ -17,7 +17,7 @@ namespace testbed {
 inline constexpr const char* defaultBusSocket = "/var/run/ubus/ubus.sock";
 
 // The largest attribute that may follow a message header.
-inline constexpr std::size_t maximumMessageSize = 1024 * 1024;
+inline constexpr std::size_t maximumMessageSize = std::size_t{1024} * 1024;
 inline constexpr std::size_t messageHeaderSize = 8;
 
 enum class MessageType : std::uint8_t {

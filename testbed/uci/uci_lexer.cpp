@@ -82,13 +82,12 @@ void UciLexer::readEscaped(std::string& word) {
 }
 
 bool UciLexer::skipEscapedLineEnd() {
-  for (const std::string_view lineEnd : {"\\\n", "\\\r\n"}) {
-    if (!text_.substr(position_).starts_with(lineEnd)) continue;
-    position_ += lineEnd.size();
-    ++line_;
-    return true;
-  }
-  return false;
+  const std::string_view rest = text_.substr(position_);
+  const std::size_t length = rest.starts_with("\\\n") ? 2 : rest.starts_with("\\\r\n") ? 3 : 0;
+  if (length == 0) return false;
+  position_ += length;
+  ++line_;
+  return true;
 }
 
 }  // namespace testbed

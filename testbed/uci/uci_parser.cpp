@@ -34,7 +34,7 @@ bool isTypeName(std::string_view text) {
 std::string makeAnonymousName(std::size_t position, std::string_view type) {
   std::uint32_t hash = 5381;
   for (const char c : type) hash = hash * 33 + static_cast<unsigned char>(c);
-  std::array<char, 32> name;
+  std::array<char, 32> name{};
   std::snprintf(name.data(), name.size(), "cfg%02zx%04x", position, hash & 0xffffU);
   return name.data();
 }
@@ -42,8 +42,8 @@ std::string makeAnonymousName(std::size_t position, std::string_view type) {
 // The parser's state: the package so far and where each name stands in it.
 class Parser {
  public:
-  Parser(std::string_view text, const std::string& fileName)
-      : file_(fileName), lexer_(text, file_) {}
+  Parser(std::string_view text, std::string fileName)
+      : file_(std::move(fileName)), lexer_(text, file_) {}
 
   UciPackage parse();
 
@@ -133,7 +133,8 @@ void Parser::option() {
   expectWords(3, 3, "option NAME VALUE");
   UciOption& option = namedOption();
   option.isList = false;
-  option.values.assign(1, std::move(statement_.words[2]));
+  option.values.clear();
+  option.values.push_back(std::move(statement_.words[2]));
 }
 
 void Parser::list() {
