@@ -11,16 +11,9 @@
 #include <vector>
 
 #include "testbed/busd/message_answer.h"
+#include "testbed/libubus/socket_errors.h"
 
 namespace testbed {
-namespace {
-
-bool isTemporary(int error) {
-  return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
-}
-
-}  // namespace
-
 BusServer::~BusServer() {
   for (const Client& client : clients_) close(client.fd);
 }

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "testbed/libubox/blob_buffer.h"
+#include "testbed/libubox/blob_types.h"
 #include "testbed/uci/uci_parser.h"
 #include "testbed/uci/uci_reply.h"
 
@@ -20,8 +21,6 @@ namespace {
 
 constexpr const char* methodGet = "get";
 constexpr const char* argumentConfig = "config";
-constexpr int typeString = 3;
-constexpr int typeInt32 = 5;
 
 // Far above what fits into a reply, far below what would trouble the machine.
 constexpr std::size_t maximumFileSize = std::size_t{16} * 1024 * 1024;
@@ -39,7 +38,7 @@ std::optional<std::string_view> findConfig(std::span<char> arguments) {
     if (blob_pad_len(attr) > arguments.size() || !blobmsg_check_attr(attr, true)) {
       return std::nullopt;
     }
-    if (config || blobmsg_type(attr) != typeString ||
+    if (config || blobmsg_type(attr) != blobString ||
         std::string_view(blobmsg_name(attr)) != argumentConfig) {
       return std::nullopt;
     }
@@ -130,8 +129,8 @@ UciService::Reply UciService::get(std::string_view package) const {
 std::string UciService::signature() {
   BlobBuffer methods;
   void* const method = blobmsg_open_nested(methods.get(), methodGet, false);
-  const std::uint32_t argumentType = htobe32(typeString);
-  if (method == nullptr || blobmsg_add_field(methods.get(), typeInt32, argumentConfig,
+  const std::uint32_t argumentType = htobe32(blobString);
+  if (method == nullptr || blobmsg_add_field(methods.get(), blobInt32, argumentConfig,
                                              &argumentType, sizeof(argumentType)) != 0) {
     throw std::bad_alloc();
   }

@@ -6,14 +6,15 @@
 #include <new>
 #include <span>
 
+#include "testbed/libubox/blob_types.h"
+
 namespace testbed {
 
 class BlobBuffer {
  public:
   // An empty table. Throws std::bad_alloc.
   BlobBuffer() {
-    constexpr int typeTable = 2;
-    if (blob_buf_init(&buffer_, typeTable) != 0) throw std::bad_alloc();
+    if (blob_buf_init(&buffer_, blobTable) != 0) throw std::bad_alloc();
   }
   ~BlobBuffer() { blob_buf_free(&buffer_); }
   BlobBuffer(const BlobBuffer&) = delete;

@@ -6,13 +6,10 @@
 #include <string_view>
 
 #include "testbed/libubox/blob_space.h"
+#include "testbed/libubox/blob_types.h"
 
 namespace testbed {
 namespace {
-
-constexpr unsigned int typeArray = 1;
-constexpr unsigned int typeTable = 2;
-constexpr unsigned int typeString = 3;
 
 // Data bytes that a type asks for, indexed by type; 0 where any number will do.
 constexpr std::array<std::size_t, 9> dataSizes = {0, 0, 0, 0, 8, 4, 2, 1, 0};
@@ -25,14 +22,13 @@ std::size_t headerLength(std::size_t nameLength) {
 
 // Reserves an attribute with its word and name header in place and room for the data. Null when it
 // cannot be added.
-blob_attr* reserveNamed(blob_buf* buf, unsigned int type, const char* name,
-                        std::size_t dataLength) {
+blob_attr* reserveNamed(blob_buf* buf, int type, const char* name, std::size_t dataLength) {
   const std::string_view text = name == nullptr ? "" : name;
   if (text.size() > maximumNameLength || dataLength > maximumRawLength) return nullptr;
   const std::size_t rawLength = sizeof(blob_attr) + headerLength(text.size()) + dataLength;
   blob_attr* attr = reserve(buf, rawLength);
   if (attr == nullptr) return nullptr;
-  setWord(attr, true, type, rawLength);
+  setWord(attr, true, static_cast<unsigned int>(type), rawLength);
   attr->data[0] = static_cast<char>(text.size() >> 8);
   attr->data[1] = static_cast<char>(text.size() & 0xff);
   if (!text.empty()) std::memcpy(attr->data + 2, text.data(), text.size());
@@ -55,7 +51,7 @@ bool checkNameHeader(const blob_attr* attr, bool nameRequired) {
 
 int blobmsg_add_field(blob_buf* buf, int type, const char* name, const void* data,
                       unsigned int len) {
-  blob_attr* attr = testbed::reserveNamed(buf, static_cast<unsigned int>(type), name, len);
+  blob_attr* attr = testbed::reserveNamed(buf, type, name, len);
   if (attr == nullptr) return -1;
   if (len > 0) std::memcpy(blobmsg_data(attr), data, len);
   testbed::extendHead(buf, attr);
@@ -65,7 +61,7 @@ int blobmsg_add_field(blob_buf* buf, int type, const char* name, const void* dat
 void* blobmsg_open_nested(blob_buf* buf, const char* name, bool array) {
   const std::size_t parent = testbed::offsetOf(buf, buf->head);
   blob_attr* attr =
-      testbed::reserveNamed(buf, array ? testbed::typeArray : testbed::typeTable, name, 0);
+      testbed::reserveNamed(buf, array ? testbed::blobArray : testbed::blobTable, name, 0);
   if (attr == nullptr) return nullptr;
   buf->head = attr;
   // Not 0, so that the cookie of the root's children is no null pointer.
@@ -82,7 +78,7 @@ bool blobmsg_check_attr(const blob_attr* attr, bool name) {
   const unsigned int type = blob_id(attr);
   if (type >= testbed::dataSizes.size()) return false;
   const std::size_t length = blobmsg_data_len(attr);
-  if (type == testbed::typeString) {
+  if (type == testbed::blobString) {
     return length > 0 && static_cast<const char*>(blobmsg_data(attr))[length - 1] == '\0';
   }
   return testbed::dataSizes[type] == 0 || testbed::dataSizes[type] == length;

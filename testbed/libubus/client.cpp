@@ -18,6 +18,7 @@
 
 #include "testbed/libubus/message.h"
 #include "testbed/libubus/request.h"
+#include "testbed/libubus/socket_errors.h"
 #include "testbed/libubus/status.h"
 
 namespace testbed {
@@ -49,10 +50,6 @@ bool waitFor(int fd, short events, const Deadline& deadline) {
     pollfd polled{fd, events, 0};
     if (poll(&polled, 1, timeout) != 0) return true;
   }
-}
-
-bool isTemporary(int error) {
-  return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
 }
 
 BusStatus sendAll(int fd, std::string_view bytes, const Deadline& deadline) {

@@ -4,15 +4,13 @@
 #include <cstdint>
 #include <string>
 
+#include "testbed/libubox/blob_types.h"
+
 namespace testbed {
 namespace {
 
-constexpr int typeString = 3;
-constexpr int typeInt32 = 5;
-constexpr int typeInt8 = 7;
-
 bool addString(blob_buf* buffer, const char* name, const std::string& value) {
-  return blobmsg_add_field(buffer, typeString, name, value.c_str(),
+  return blobmsg_add_field(buffer, blobString, name, value.c_str(),
                            static_cast<unsigned int>(value.size() + 1)) == 0;
 }
 
@@ -31,9 +29,9 @@ bool addSection(blob_buf* buffer, const UciSection& section, std::size_t index) 
   if (table == nullptr) return false;
   const std::uint8_t anonymous = section.anonymous ? 1 : 0;
   const std::uint32_t bigIndex = htobe32(static_cast<std::uint32_t>(index));
-  if (blobmsg_add_field(buffer, typeInt8, ".anonymous", &anonymous, sizeof(anonymous)) != 0 ||
+  if (blobmsg_add_field(buffer, blobInt8, ".anonymous", &anonymous, sizeof(anonymous)) != 0 ||
       !addString(buffer, ".type", section.type) || !addString(buffer, ".name", section.name) ||
-      blobmsg_add_field(buffer, typeInt32, ".index", &bigIndex, sizeof(bigIndex)) != 0) {
+      blobmsg_add_field(buffer, blobInt32, ".index", &bigIndex, sizeof(bigIndex)) != 0) {
     return false;
   }
   for (const UciOption& option : section.options) {
