@@ -157,8 +157,10 @@ mkfifo /run/started /run/go
 $deny $router sh -c 'echo > /run/started; cat /run/go > /dev/null; echo first' 2> /dev/null &
 cat /run/started > /dev/null
 $deny $router echo second 2> /dev/null &
-# The kernel lists who waits for a lock with an arrow.
-until grep -q -e '-> FLOCK' /proc/locks; do :; done
+# The kernel lists who waits for a lock with an arrow, and the file by its device and inode.
+device=$(mountpoint -d /run)
+file=$(printf %02x:%02x:%d ${device%:*} ${device#*:} $(stat -c %i /run))
+until grep -q -e "-> FLOCK .* $file " /proc/locks; do :; done
 echo waiting
 echo > /run/go
 wait)sh");
