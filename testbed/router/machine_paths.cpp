@@ -75,7 +75,8 @@ class DirectoryForRun {
 };
 
 // Leaves a path free for the run: what stands there is renamed, and renamed back at the end over
-// whatever the run made.
+// whatever the run made. What a killed run has left aside is the machine's, so it stands in the
+// way.
 class FreePath {
  public:
   explicit FreePath(std::string_view path)
@@ -92,6 +93,11 @@ class FreePath {
 
  private:
   bool moveAside() const {
+    struct stat status = {};
+    if (lstat(aside_.c_str(), &status) == 0) {
+      throw std::runtime_error(aside_ + " is left from a run that was killed: rename it to " +
+                               path_ + " or remove it");
+    }
     if (rename(path_.c_str(), aside_.c_str()) == 0) return true;
     if (errno != ENOENT) throw std::runtime_error(withErrno("cannot set aside " + path_));
     return false;

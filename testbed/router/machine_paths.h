@@ -21,7 +21,8 @@ class MachineLock {
 };
 
 // Holds the machine's socket, lock and output paths for one run. The constructor throws
-// std::runtime_error when a bus daemon answers on the socket or when the paths cannot be written.
+// std::runtime_error when a bus daemon answers on the socket, when the paths cannot be written, or
+// when a killed run has left something set aside.
 //
 // What stood at these paths is set aside (a lock file stays in use) and put back by the destructor,
 // which removes everything made there since. The preload library is not put into /usr/lib: tools

@@ -108,6 +108,22 @@ test "$before" = "$(list)")sh");
             kFirstLine + "ls: cannot access '/tmp/ipt_compiler_out': No such file or directory\n");
 }
 
+TEST_F(RouterOnMachinePaths, WhatAKilledRunHasSetAsideIsNotLost) {
+  const ProcessResult result = onMachine(R"sh(
+echo kept > /tmp/ipt_compiler_out.before-router
+echo new > /tmp/ipt_compiler_out
+before=$(list)
+$deny $router true || echo $?
+cat /tmp/ipt_compiler_out.before-router /tmp/ipt_compiler_out
+test "$before" = "$(list)")sh");
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.out, "125\nkept\nnew\n");
+  EXPECT_EQ(
+      result.err,
+      "router: /tmp/ipt_compiler_out.before-router is left from a run that was killed: rename "
+      "it to /tmp/ipt_compiler_out or remove it\n");
+}
+
 TEST_F(RouterOnMachinePaths, ALiveBusDaemonIsARefusal) {
   const ProcessResult result = onMachine(R"sh(
 mkdir /run/ubus
