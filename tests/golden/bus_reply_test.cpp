@@ -62,7 +62,7 @@ std::vector<ReplayResult> replayEach(const std::vector<std::string>& streams) {
       test_support::runProcess({ROUTER_PATH, "--tables=files", "--no-bus", "--", "/bin/sh", "-c",
                                 R"(ulimit -c 0; exec "$0" "$@")", BUS_REPLAY_PATH, dir / "cases",
                                 "/usr/bin/env", "PATH=" + dir.path().string(), FIREWALL_CPP_PATH});
-  if (result.exitStatus != 0) throw RouterFailed(result.exitStatus, result.err);
+  requireSuccess(result);
   std::vector<ReplayResult> results;
   std::istringstream lines(result.out);
   for (std::string line; std::getline(lines, line);) {

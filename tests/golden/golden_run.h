@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/process.h"
+
 namespace golden {
 
 struct PassName {
@@ -75,7 +77,12 @@ class RouterFailed : public std::runtime_error {
   int status_;
 };
 
-// One record for each of scenario.configs. Throws RouterFailed.
+// Throws RouterFailed unless the router's run ended with 0. Where namespaces are refused, an
+// ordinary user may not have the machine's own paths either: that skips the running test, with the
+// router's reason, by gtest's exception for what is reported already.
+void requireSuccess(const test_support::ProcessResult& routerRun);
+
+// One record for each of scenario.configs. Throws as requireSuccess does.
 std::vector<RunRecord> runAll(const Scenario& scenario);
 // For a scenario with one configuration.
 RunRecord runOnce(const Scenario& scenario);
