@@ -151,6 +151,26 @@ option class_reject_user5 3
 -A ipt_compiler_3 -p tcp -j REJECT --reject-with tcp-reset
 -A ipt_compiler_3 -j REJECT
 )"},
+    {"EmptyBlacklistsAreSetsWithoutAName", R"(
+option blacklist_v4_user5 ''
+option blacklist_v6_user5 ''
+option keywords_user5 hosts
+option class_user5 7
+)",
+     R"(
+:ipt_compiler_0 - [0:0]
+-A FORWARD -m tavrix-connlabel --label 50 -j ipt_compiler_0
+:ipt_compiler_1 - [0:0]
+-A ipt_compiler_0 -m tavrix-xthostset --set-name hosts -j ipt_compiler_1
+-A ipt_compiler_1 -4 -m conntrack --ctdir ORIGINAL -j SET --add-set dst --exist
+-A ipt_compiler_1 -6 -m conntrack --ctdir ORIGINAL -j SET --add-set dst --exist
+-A ipt_compiler_1 -p tcp -j REJECT --reject-with tcp-reset
+-A ipt_compiler_1 -j REJECT
+:ipt_compiler_2 - [0:0]
+-A ipt_compiler_0 -m tavrix-connlabel --mark 0x1 --label 50 -j ipt_compiler_2
+-A ipt_compiler_2 -p tcp -j REJECT --reject-with tcp-reset
+-A ipt_compiler_2 -j REJECT
+)"},
     {"OneBlockedClass", "option class_reject_user5 3\n", kRejectClass},
     {"OnlyTheFirstCounterOfAClassCounts", R"(
 option class_reject_user5 3

@@ -197,6 +197,57 @@ list mac_user5 ''
 list mac_label_user5 501
 )",
      kOneNode},
+    {"AnEmptyNodeIsATextWithoutItsNumber", R"(
+list user_list 5
+option mac_set_user5 tablets
+option label_user5 50
+list mac_user5 02:00:00:00:00:01
+list mac_label_user5 ''
+)",
+     R"(
+:ipt_compiler_0 - [0:0]
+-A PREROUTING -m set --match-set tablets src -m tavrix-connlabel ! --label 50 -j ipt_compiler_0
+-A ipt_compiler_0 -m tavrix-connstat --set --stat-node
+:ipt_compiler_1 - [0:0]
+-A ipt_compiler_0 -p udp -g ipt_compiler_1
+-A ipt_compiler_0 -p tcp -g ipt_compiler_1
+:ipt_compiler_2 - [0:0]
+-A ipt_compiler_0 -g ipt_compiler_2
+-A ipt_compiler_2 -m tavrix-connlabel --set --label 50
+-A ipt_compiler_1 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
+-A ipt_compiler_1 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
+-A ipt_compiler_1 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_2
+-A ipt_compiler_1 -m tavrix-connlabel --set --mark 0x1 --label 50
+)"},
+    {"TwoMacsWithEmptyNodes", R"(
+list user_list 5
+option mac_set_user5 tablets
+option label_user5 50
+list mac_user5 02:00:00:00:00:01
+list mac_user5 02:00:00:00:00:02
+list mac_label_user5 ''
+list mac_label_user5 ''
+)",
+     R"(
+:ipt_compiler_0 - [0:0]
+-A PREROUTING -m set --match-set tablets src -m tavrix-connlabel ! --label 50 -j ipt_compiler_0
+:ipt_compiler_1 - [0:0]
+-A ipt_compiler_0 -j ipt_compiler_1
+:ipt_compiler_2 - [0:0]
+-A ipt_compiler_1 -m mac --mac-source 02:00:00:00:00:01 -g ipt_compiler_2
+-A ipt_compiler_1 -m tavrix-connstat --set --stat-node
+-A ipt_compiler_2 -m tavrix-connstat --set --stat-node
+:ipt_compiler_3 - [0:0]
+-A ipt_compiler_0 -p udp -g ipt_compiler_3
+-A ipt_compiler_0 -p tcp -g ipt_compiler_3
+:ipt_compiler_4 - [0:0]
+-A ipt_compiler_0 -g ipt_compiler_4
+-A ipt_compiler_4 -m tavrix-connlabel --set --label 50
+-A ipt_compiler_3 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_4
+-A ipt_compiler_3 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_4
+-A ipt_compiler_3 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_4
+-A ipt_compiler_3 -m tavrix-connlabel --set --mark 0x1 --label 50
+)"},
     {"SurplusNodesAreIgnored", R"(
 list user_list 5
 option mac_set_user5 tablets

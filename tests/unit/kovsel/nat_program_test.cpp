@@ -119,6 +119,16 @@ option blacklist_v4_user5 ''
 -A ipt_compiler_0 -4 -m conntrack --ctdir ORIGINAL -j SET --add-set dst --exist
 -A ipt_compiler_0 -p tcp -j REDIRECT --to-ports 8099
 )"},
+    {"AnEmptyBlacklistV6IsASetWithoutAName", R"(
+option label_user5 50
+option blacklist_v6_user5 ''
+)",
+     R"(
+:ipt_compiler_0 - [0:0]
+-A PREROUTING -6 -m tavrix-connlabel --label 50 -m set --match-set dst -j ipt_compiler_0
+-A ipt_compiler_0 -6 -m conntrack --ctdir ORIGINAL -j SET --add-set dst --exist
+-A ipt_compiler_0 -p tcp -j REDIRECT --to-ports 8099
+)"},
     {"Keywords", "option label_user5 50\noption keywords_user5 hosts\n", kRedirectHosts},
     {"OnlyTheFirstKeywordSetCounts", R"(
 option label_user5 50

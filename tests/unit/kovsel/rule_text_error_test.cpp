@@ -261,6 +261,19 @@ TEST(BadLabel, IsReportedByTheTextThatTestsItWithTheMark) {
             "iptables.");
 }
 
+// The class behind it breaks the text too.
+TEST(EmptyBlockedClass, IsReportedBeforeTheClassesBehindIt) {
+  configure(
+      "list user_list 5\noption label_user5 50\n"
+      "list class_reject_user5 ''\nlist class_reject_user5 '3 !'\n");
+  const std::string error =
+      "IptCompileFailed firewall_cpp/kovsel/kovsel:160: failed to parse "
+      "'-m tavrix-conndurvan --class ' as matches. not a valid parameter of iptables.";
+  EXPECT_EQ(errorOf(tavrix::kovsel::natPreroutingProgram), error);
+  EXPECT_EQ(errorOf(tavrix::kovsel::filterForwardProgram), error);
+  EXPECT_EQ(errorOf(tavrix::kovsel::filterInputProgram), error);
+}
+
 TEST(UnusedValues, AreNotParsed) {
   // Each of them would break the text that it would be put into.
   configure(R"(

@@ -164,6 +164,13 @@ TEST(BlobMsgParser, HasNoElementsWithoutAnAttribute) {
             "BlobMsgParser: Cannot find the element named x");
 }
 
+TEST(BlobMsgParser, FindsNoTypeWithoutAnAttribute) {
+  for (const int type : {kBlobArray, kBlobTable, kBlobString}) {
+    EXPECT_EQ(errorText<std::invalid_argument>([&] { const BlobMsgParser parser(nullptr, type); }),
+              kInvalidType);
+  }
+}
+
 TEST(BlobMsgParser, RefusesAMessageWithAMalformedChild) {
   const std::string good = stringAttribute("a", "1");
   const std::vector<std::string> malformed = {
