@@ -1,28 +1,17 @@
 // The rules of filter FORWARD and INPUT, whole, for small households.
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include "tests/unit/kovsel/household.h"
 
 namespace kovsel_test {
 namespace {
 
-struct FilterCase {
-  const char* name;
-  const char* options;  // of user 5, who is the only one listed and has the label 50
-  const char* forwardRules;
-};
-
-void PrintTo(const FilterCase& user, std::ostream* out) {
-  *out << user.name;
-}
-
-class ForwardRules : public testing::TestWithParam<FilterCase> {};
+// For user 5, who is the only one listed and has the label 50.
+class ForwardRules : public testing::TestWithParam<RulesCase> {};
 
 TEST_P(ForwardRules, AreTheseForThisUser) {
   configure("list user_list 5\noption label_user5 50\n" + std::string(GetParam().options));
-  EXPECT_EQ(forwardRules(), tagged(GetParam().forwardRules));
+  EXPECT_EQ(forwardRules(), tagged(GetParam().rules));
 }
 
 constexpr const char* kRejectMarked = R"(
@@ -89,7 +78,7 @@ constexpr const char* kKeywordsAndClasses = R"(
 -A ipt_compiler_2 -j REJECT
 )";
 
-constexpr FilterCase kFilterCases[] = {
+const RulesCase kFilterCases[] = {
     {"OnlyALabel", "", kRejectMarked},
     {"OnlyTheFirstLabelCounts", "list label_user5 51\n", kRejectMarked},
     {"SettingsOfTheMangleTableAndCountersChangeNothing", R"(

@@ -1,6 +1,7 @@
 // Configurations of section "kovsel" and the rules that they give, as the tests here write them.
 #pragma once
 
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,6 +29,17 @@ std::string forwardRules();
 // Expected rules: the text without its first newline, and the tag of generated rules at the end of
 // every line that begins with "-A".
 std::string tagged(std::string_view rules);
+
+// A named household and the rules that one program gives for it, before they are tagged.
+struct RulesCase {
+  const char* name;
+  const char* options;  // lines
+  std::string rules;
+};
+
+inline void PrintTo(const RulesCase& household, std::ostream* out) {
+  *out << household.name;
+}
 
 // what() of the exception that the program ends with, after its type: "IptCompileFailed ",
 // "invalid_argument "; "none" without one.

@@ -1,7 +1,7 @@
 // The rules of mangle PREROUTING, whole, for small households.
 #include <gtest/gtest.h>
 
-#include <ostream>
+#include <regex>
 #include <string>
 
 #include "tests/unit/kovsel/household.h"
@@ -9,55 +9,46 @@
 namespace kovsel_test {
 namespace {
 
-struct MangleCase {
-  const char* name;
-  const char* options;
-  const char* rules;
-};
-
-void PrintTo(const MangleCase& household, std::ostream* out) {
-  *out << household.name;
-}
-
-class MangleRules : public testing::TestWithParam<MangleCase> {};
+class MangleRules : public testing::TestWithParam<RulesCase> {};
 
 TEST_P(MangleRules, AreTheseForThisHousehold) {
   configure(GetParam().options);
   EXPECT_EQ(mangleRules(), tagged(GetParam().rules));
 }
 
-constexpr const char* kLabelOnly = R"(
+// The rules at the end of chain number `from` that label a connection. They make two chains:
+// `marked` and the next one, for connections whose application can and cannot be told.
+std::string labelling(int from, int marked, const std::string& label) {
+  std::string rules = R"(:<marked> - [0:0]
+-A <from> -p udp -g <marked>
+-A <from> -p tcp -g <marked>
+:<unmarked> - [0:0]
+-A <from> -g <unmarked>
+-A <unmarked> -m tavrix-connlabel --set --label <label>
+-A <marked> -p udp -m multiport ! --ports 1024:65535 -g <unmarked>
+-A <marked> -p tcp -m multiport ! --ports 1024:65535 -g <unmarked>
+-A <marked> -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g <unmarked>
+-A <marked> -m tavrix-connlabel --set --mark 0x1 --label <label>
+)";
+  const auto chain = [](int number) { return "ipt_compiler_" + std::to_string(number); };
+  rules = std::regex_replace(rules, std::regex("<from>"), chain(from));
+  rules = std::regex_replace(rules, std::regex("<marked>"), chain(marked));
+  rules = std::regex_replace(rules, std::regex("<unmarked>"), chain(marked + 1));
+  return std::regex_replace(rules, std::regex("<label>"), label);
+}
+
+const std::string kLabelOnly = R"(
 :ipt_compiler_0 - [0:0]
 -A PREROUTING -m set --match-set tablets src -m tavrix-connlabel ! --label 50 -j ipt_compiler_0
-:ipt_compiler_1 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_1
--A ipt_compiler_0 -p tcp -g ipt_compiler_1
-:ipt_compiler_2 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_2
--A ipt_compiler_2 -m tavrix-connlabel --set --label 50
--A ipt_compiler_1 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_2
--A ipt_compiler_1 -m tavrix-connlabel --set --mark 0x1 --label 50
-)";
+)" + labelling(0, 1, "50");
 
-constexpr const char* kOneNode = R"(
+const std::string kOneNode = R"(
 :ipt_compiler_0 - [0:0]
 -A PREROUTING -m set --match-set tablets src -m tavrix-connlabel ! --label 50 -j ipt_compiler_0
 -A ipt_compiler_0 -m tavrix-connstat --set --stat-node 501
-:ipt_compiler_1 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_1
--A ipt_compiler_0 -p tcp -g ipt_compiler_1
-:ipt_compiler_2 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_2
--A ipt_compiler_2 -m tavrix-connlabel --set --label 50
--A ipt_compiler_1 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_2
--A ipt_compiler_1 -m tavrix-connlabel --set --mark 0x1 --label 50
-)";
+)" + labelling(0, 1, "50");
 
-constexpr const char* kTwoNodes = R"(
+const std::string kTwoNodes = R"(
 :ipt_compiler_0 - [0:0]
 -A PREROUTING -m set --match-set tablets src -m tavrix-connlabel ! --label 50 -j ipt_compiler_0
 :ipt_compiler_1 - [0:0]
@@ -66,35 +57,15 @@ constexpr const char* kTwoNodes = R"(
 -A ipt_compiler_1 -m mac --mac-source 02:00:00:00:00:01 -g ipt_compiler_2
 -A ipt_compiler_1 -m tavrix-connstat --set --stat-node 502
 -A ipt_compiler_2 -m tavrix-connstat --set --stat-node 501
-:ipt_compiler_3 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_3
--A ipt_compiler_0 -p tcp -g ipt_compiler_3
-:ipt_compiler_4 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_4
--A ipt_compiler_4 -m tavrix-connlabel --set --label 50
--A ipt_compiler_3 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_4
--A ipt_compiler_3 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_4
--A ipt_compiler_3 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_4
--A ipt_compiler_3 -m tavrix-connlabel --set --mark 0x1 --label 50
-)";
+)" + labelling(0, 3, "50");
 
-constexpr const char* kClassMark = R"(
+const std::string kClassMark = R"(
 :ipt_compiler_0 - [0:0]
 -A PREROUTING -m set --match-set tablets src -m tavrix-connlabel ! --label 50 -j ipt_compiler_0
 -A ipt_compiler_0 -m tavrix-conndurvan --mark
-:ipt_compiler_1 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_1
--A ipt_compiler_0 -p tcp -g ipt_compiler_1
-:ipt_compiler_2 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_2
--A ipt_compiler_2 -m tavrix-connlabel --set --label 50
--A ipt_compiler_1 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_2
--A ipt_compiler_1 -m tavrix-connlabel --set --mark 0x1 --label 50
-)";
+)" + labelling(0, 1, "50");
 
-constexpr MangleCase kMangleCases[] = {
+const RulesCase kMangleCases[] = {
     {"NoSettings", "", ""},
     {"NoUsers", R"(
 option mac_set_user5 tablets
@@ -154,17 +125,7 @@ option label_user5 50
      R"(
 :ipt_compiler_0 - [0:0]
 -A PREROUTING -m set --match-set src -m tavrix-connlabel ! --label 50 -j ipt_compiler_0
-:ipt_compiler_1 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_1
--A ipt_compiler_0 -p tcp -g ipt_compiler_1
-:ipt_compiler_2 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_2
--A ipt_compiler_2 -m tavrix-connlabel --set --label 50
--A ipt_compiler_1 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_2
--A ipt_compiler_1 -m tavrix-connlabel --set --mark 0x1 --label 50
-)"},
+)" + labelling(0, 1, "50")},
     {"MacsWithoutNodes", R"(
 list user_list 5
 option mac_set_user5 tablets
@@ -208,17 +169,7 @@ list mac_label_user5 ''
 :ipt_compiler_0 - [0:0]
 -A PREROUTING -m set --match-set tablets src -m tavrix-connlabel ! --label 50 -j ipt_compiler_0
 -A ipt_compiler_0 -m tavrix-connstat --set --stat-node
-:ipt_compiler_1 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_1
--A ipt_compiler_0 -p tcp -g ipt_compiler_1
-:ipt_compiler_2 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_2
--A ipt_compiler_2 -m tavrix-connlabel --set --label 50
--A ipt_compiler_1 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_2
--A ipt_compiler_1 -m tavrix-connlabel --set --mark 0x1 --label 50
-)"},
+)" + labelling(0, 1, "50")},
     {"TwoMacsWithEmptyNodes", R"(
 list user_list 5
 option mac_set_user5 tablets
@@ -237,17 +188,7 @@ list mac_label_user5 ''
 -A ipt_compiler_1 -m mac --mac-source 02:00:00:00:00:01 -g ipt_compiler_2
 -A ipt_compiler_1 -m tavrix-connstat --set --stat-node
 -A ipt_compiler_2 -m tavrix-connstat --set --stat-node
-:ipt_compiler_3 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_3
--A ipt_compiler_0 -p tcp -g ipt_compiler_3
-:ipt_compiler_4 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_4
--A ipt_compiler_4 -m tavrix-connlabel --set --label 50
--A ipt_compiler_3 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_4
--A ipt_compiler_3 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_4
--A ipt_compiler_3 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_4
--A ipt_compiler_3 -m tavrix-connlabel --set --mark 0x1 --label 50
-)"},
+)" + labelling(0, 3, "50")},
     {"SurplusNodesAreIgnored", R"(
 list user_list 5
 option mac_set_user5 tablets
@@ -305,17 +246,7 @@ list class_user5 8
 -A ipt_compiler_3 -m tavrix-connstat --set --stat-node 502
 -A ipt_compiler_2 -m tavrix-connstat --set --stat-node 501
 -A ipt_compiler_0 -m tavrix-conndurvan --mark
-:ipt_compiler_4 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_4
--A ipt_compiler_0 -p tcp -g ipt_compiler_4
-:ipt_compiler_5 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_5
--A ipt_compiler_5 -m tavrix-connlabel --set --label 50
--A ipt_compiler_4 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_5
--A ipt_compiler_4 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_5
--A ipt_compiler_4 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_5
--A ipt_compiler_4 -m tavrix-connlabel --set --mark 0x1 --label 50
-)"},
+)" + labelling(0, 4, "50")},
     {"OneClass", R"(
 list user_list 5
 option mac_set_user5 tablets
@@ -343,29 +274,11 @@ option class_user6 7
 :ipt_compiler_0 - [0:0]
 -A PREROUTING -m set --match-set phones src -m tavrix-connlabel ! --label 60 -j ipt_compiler_0
 -A ipt_compiler_0 -m tavrix-conndurvan --mark
-:ipt_compiler_1 - [0:0]
--A ipt_compiler_0 -p udp -g ipt_compiler_1
--A ipt_compiler_0 -p tcp -g ipt_compiler_1
-:ipt_compiler_2 - [0:0]
--A ipt_compiler_0 -g ipt_compiler_2
--A ipt_compiler_2 -m tavrix-connlabel --set --label 60
--A ipt_compiler_1 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_2
--A ipt_compiler_1 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_2
--A ipt_compiler_1 -m tavrix-connlabel --set --mark 0x1 --label 60
+)" + labelling(0, 1, "60") +
+         R"(
 :ipt_compiler_3 - [0:0]
 -A PREROUTING -m set --match-set tablets src -m tavrix-connlabel ! --label 50 -j ipt_compiler_3
-:ipt_compiler_4 - [0:0]
--A ipt_compiler_3 -p udp -g ipt_compiler_4
--A ipt_compiler_3 -p tcp -g ipt_compiler_4
-:ipt_compiler_5 - [0:0]
--A ipt_compiler_3 -g ipt_compiler_5
--A ipt_compiler_5 -m tavrix-connlabel --set --label 50
--A ipt_compiler_4 -p udp -m multiport ! --ports 1024:65535 -g ipt_compiler_5
--A ipt_compiler_4 -p tcp -m multiport ! --ports 1024:65535 -g ipt_compiler_5
--A ipt_compiler_4 -m connbytes ! --connbytes 3 --connbytes-dir both --connbytes-mode packets -g ipt_compiler_5
--A ipt_compiler_4 -m tavrix-connlabel --set --mark 0x1 --label 50
-)"},
+)" + labelling(3, 4, "50")},
 };
 
 INSTANTIATE_TEST_SUITE_P(, MangleRules, testing::ValuesIn(kMangleCases),

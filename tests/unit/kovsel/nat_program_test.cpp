@@ -1,24 +1,13 @@
 // The rules of nat PREROUTING, whole, for small households.
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include "tests/unit/kovsel/household.h"
 
 namespace kovsel_test {
 namespace {
 
-struct NatCase {
-  const char* name;
-  const char* options;  // of user 5, who is the only one listed
-  const char* rules;
-};
-
-void PrintTo(const NatCase& user, std::ostream* out) {
-  *out << user.name;
-}
-
-class NatRules : public testing::TestWithParam<NatCase> {};
+// For user 5, who is the only one listed.
+class NatRules : public testing::TestWithParam<RulesCase> {};
 
 TEST_P(NatRules, AreTheseForThisUser) {
   configure("list user_list 5\n" + std::string(GetParam().options));
@@ -53,7 +42,7 @@ constexpr const char* kBlacklistV6 = R"(
 -A ipt_compiler_0 -p tcp -j REDIRECT --to-ports 8099
 )";
 
-constexpr NatCase kNatCases[] = {
+const RulesCase kNatCases[] = {
     {"NothingAtAll", "", ""},
     {"OnlyALabel", "option label_user5 50\n", ""},
     {"EverythingButALabel", R"(
