@@ -1,13 +1,13 @@
 // Messages byte by byte, right and wrong ones, in memory that ends where the message ends.
 #pragma once
 
-#include <libubox/blobmsg.h>
-
 #include <cstddef>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include "wrt_cppwrap/platform_headers.h"
 
 namespace test_support {
 

@@ -267,6 +267,31 @@ TEST(CompileHook, PrintsTheItemsOfAListWhoseCountDisagrees) {
             "-A ipt_compiler_0  -j A -m comment --comment ipt_compiler\n");
 }
 
+// Whether a node branches is up to its items, not to the count: "-4" at the first node, whose count
+// is 0, still leads past the ELSE branch.
+TEST(CompileHook, BranchesOnTheItemsOfAListWhoseCountDisagrees) {
+  EXPECT_EQ(generatedFrom({"IF", "-4", "AND", "-4", "THEN", "-j A", "ELSE", "-j B", "FI"}),
+            tagged(":ipt_compiler_0 - [0:0]\n"
+                   "-A FORWARD -j ipt_compiler_0\n"
+                   ":ipt_compiler_1 - [0:0]\n"
+                   "-A ipt_compiler_0 -4 -g ipt_compiler_1\n"
+                   ":ipt_compiler_2 - [0:0]\n"
+                   "-A ipt_compiler_0 -g ipt_compiler_2\n"
+                   "-A ipt_compiler_2 -j B\n"
+                   "-A ipt_compiler_1  -j A\n"));
+}
+
+// Whether the next node can be folded is up to its count: it is taken for one without condition.
+TEST(CompileHook, FoldsByTheCountOfAListWhoseItemsDisagree) {
+  EXPECT_EQ(generated([] {
+              const ProxyIrNode::Pointer first = test_support::graphOf(
+                  "0: if \"-p a\" then 1 else 2\n1: \"-j A\" if \"-4\" (count 0) then 2 else 3\n"
+                  "2: end\n3: \"-j B\" then 2\n");
+              return IptProg{first, first->successor[0]};
+            }),
+            tagged("-A FORWARD -p a -j A\n"));
+}
+
 // ---- calls
 
 TEST(CompileHook, GoesOnCountingChainsWhereTheCallerStands) {

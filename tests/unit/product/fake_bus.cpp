@@ -1,14 +1,13 @@
 #include "tests/unit/product/fake_bus.h"
 
-#include <libubox/blobmsg.h>
-#include <libubus.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <sstream>
 #include <string_view>
+
+#include "wrt_cppwrap/platform_headers.h"
 
 namespace test_support {
 namespace {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "firewall_cpp/chain_programs.h"
+#include "firewall_cpp/kovsel/kovsel.h"
 #include "ipt_compiler/ipt_compiler.h"
 #include "tests/unit/product/error_text.h"
 #include "tests/unit/product/fake_bus.h"
@@ -28,12 +29,16 @@ using test_support::graphText;
 using test_support::UciOption;
 using List = std::vector<std::string>;
 
-// Loads the section into the start-up object, as a run of the program would begin.
-void configure(const std::vector<UciOption>& options) {
+// Loads the sections into the start-up object, as a run of the program would begin.
+void configureSections(const std::vector<test_support::UciSection>& sections) {
   fakeBus() = FakeBus();
-  fakeBus().replies = {test_support::uciReply({{"nfnlq", options}})};
+  fakeBus().replies = {test_support::uciReply(sections)};
   std::destroy_at(&params);
   std::construct_at(&params, "firewall_cpp");
+}
+
+void configure(const std::vector<UciOption>& options) {
+  configureSections({{"nfnlq", options}});
 }
 
 void configureNothing() {
@@ -229,6 +234,16 @@ TEST(Nfnlq, BuildsNodesOfItsOwnAtEachCallFromTheConfigurationOfThen) {
   EXPECT_NE(first.last, second.last);
   configure(queue("3", "3"));
   EXPECT_EQ(generated(), queueRule("--queue-num 3"));
+}
+
+TEST(ChainPrograms, AccessControlComesBeforeTheQueue) {
+  configureSections(
+      {{"nfnlq", queue("2", "2")},
+       {"kovsel", {{"user_list", List{"1"}}, {"mac_set_user1", "set"}, {"label_user1", "1"}}}});
+  const std::string accessControl = generated(kovsel::mangleProgram);
+  ASSERT_NE(accessControl, "");
+  EXPECT_EQ(generated(manglePreroutingProgram), accessControl + queueRule("--queue-num 2"));
+  EXPECT_EQ(generated(mangleOutputProgram), queueRule("--queue-num 2"));
 }
 
 TEST(ChainPrograms, QueueIsInBothMangleChainsAndNowhereElse) {

@@ -110,6 +110,13 @@ TEST(NextToken, SaysWhereTheTokenIs) {
   }
 }
 
+TEST(NextToken, EndsWithTheTextBehindABackslash) {
+  for (const std::string_view text : {"\\", "ab\\", "\"\\", "a \\"}) {
+    const Token last = nextToken(text, text.find_last_of(' ') + 1);
+    EXPECT_EQ(last.end(), text.size()) << text;
+  }
+}
+
 // Every start begins with no quote open, even inside a quoted stretch.
 TEST(NextToken, StartsOutsideQuotesWhereverItStarts) {
   const std::string_view text = "\"a b\" c";
@@ -359,6 +366,9 @@ TEST(ParseMatches, ErrorsQuoteTheTextOrTheSegmentAsGiven) {
       {"--goto  x", "'--goto  x'" + notAMatch},
       {"! -j ACCEPT", "'! -j ACCEPT'" + notAMatch},
       {"! ! -4", "'! ! '" + notAMatch},
+      // Spaces at the end: up to the "!" of an argument in the old order, else the word alone.
+      {"-j a  ", "'-j'" + notAMatch},
+      {"-j a ! b ", "'-j a '" + notAMatch},
       {"! ! x", "'! ! x'" + notAMatch},
       // The segment of a later option runs on here too.
       {"-j ACCEPT -p tcp", "'-j ACCEPT '" + notAMatch},
