@@ -22,6 +22,12 @@ using test_support::graphOf;
 using test_support::graphText;
 using test_support::wrongPredecessorCounts;
 
+// The passes over one node, by itself.
+bool runPasses(ProxyIrNode& node) {
+  JunctionChains junctions;
+  return simplifyNode(node, junctions);
+}
+
 struct PassCase {
   const char* what;
   const char* before;
@@ -36,10 +42,10 @@ void expectPasses(const std::vector<PassCase>& cases) {
     ASSERT_EQ(wrongPredecessorCounts(node), "");
     const std::string before = graphText(node);
     const bool unchanged = *passCase.after == '\0';
-    EXPECT_EQ(simplifyNode(*node), !unchanged);
+    EXPECT_EQ(runPasses(*node), !unchanged);
     EXPECT_EQ(graphText(node), unchanged ? before : passCase.after);
     EXPECT_EQ(wrongPredecessorCounts(node), "");
-    EXPECT_FALSE(simplifyNode(*node)) << "not simplified until nothing changes";
+    EXPECT_FALSE(runPasses(*node)) << "not simplified until nothing changes";
   }
 }
 
@@ -67,7 +73,7 @@ TEST(SimplifyNode, DropsAConditionWithEqualSuccessors) {
 
 TEST(SimplifyNode, LeavesNoPlaceInADroppedCondition) {
   const ProxyIrNode::Pointer node = graphOf("0: if \"-p a\" then 1 else 1\n1: exit end\n");
-  EXPECT_TRUE(simplifyNode(*node));
+  EXPECT_TRUE(runPasses(*node));
   EXPECT_EQ(node->matches.file, nullptr);
   EXPECT_EQ(node->matches.line, 0);
   EXPECT_EQ(node->matches.elementCount, 0U);
@@ -259,7 +265,7 @@ TEST(SimplifyNode, KeepsTheCountsOfADroppedDuplicate) {
 TEST(SimplifyNode, ReportsNoChangeWhenOnlyTheNoMatchNodeIsTakenOver) {
   const ProxyIrNode::Pointer node =
       graphOf("0: then 1\n1: (count 1) then 2 else 3\n2: \"-j A\" then 3\n3: exit end\n");
-  EXPECT_FALSE(simplifyNode(*node));
+  EXPECT_FALSE(runPasses(*node));
   EXPECT_EQ(graphText(node),
             "0: then 1 else 3\n1: (count 1) then 2 else 3\n2: \"-j A\" then 3\n3: exit end\n");
   EXPECT_EQ(wrongPredecessorCounts(node), "");
@@ -269,10 +275,10 @@ TEST(SimplifyNode, MovesModulesAsABlockWithoutReportingAChange) {
   const ProxyIrNode::Pointer node = graphOf(
       "0: if \"-m a\" then 1 else 3\n1: if \"-m b\" then 2 else 3\n2: \"-j A\" then 3\n"
       "3: exit end\n");
-  EXPECT_FALSE(simplifyNode(*node));
+  EXPECT_FALSE(runPasses(*node));
   EXPECT_EQ(graphText(node),
             "0: if \"-m a -m b\" then 1 else 3\n1: then 2\n2: \"-j A\" then 3\n3: exit end\n");
-  EXPECT_TRUE(simplifyNode(*node));
+  EXPECT_TRUE(runPasses(*node));
 }
 
 // A bypassed node is a predecessor as long as it exists: what follows it is merged only when the
@@ -283,14 +289,14 @@ TEST(SimplifyNode, CountsABypassedNodeThatSomebodyHolds) {
                                               "\n3: \"-j B\" then 4\n4: exit end\n");
     ProxyIrNode::Pointer proxy = node->successor[kNext];
     const ProxyIrNode::Pointer following = proxy->successor[kNext];
-    EXPECT_TRUE(simplifyNode(*node));
+    EXPECT_TRUE(runPasses(*node));
     EXPECT_EQ(node->successor[kNext], following);
     EXPECT_EQ(following->predecessorCount, 2U);
     EXPECT_TRUE(node->targets.empty() && node->matches.items.empty());
 
     proxy.reset();
     EXPECT_EQ(following->predecessorCount, 1U);
-    EXPECT_TRUE(simplifyNode(*node));
+    EXPECT_TRUE(runPasses(*node));
     EXPECT_FALSE(node->targets.empty() && node->matches.items.empty());
   }
 }
