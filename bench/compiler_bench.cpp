@@ -32,9 +32,10 @@ IptProg userProgram(int user) {
   whenBlocked =
       appendThen(std::move(whenBlocked), target("-m counter --inc " + label), target("-j REJECT"));
   IptIfBlock whenHost = openIf(matches("-m hostset --set-name " + label));
-  const IptProg otherwise = closeFi(appendThen(std::move(whenHost), target("-j REJECT")));
+  IptProg otherwise = closeFi(appendThen(std::move(whenHost), target("-j REJECT")));
   IptIfBlock whenLabelled = openIf(matches("-m label --label " + label));
-  return closeFi(appendThen(std::move(whenLabelled), closeElse(std::move(whenBlocked), otherwise)));
+  return closeFi(
+      appendThen(std::move(whenLabelled), closeElse(std::move(whenBlocked), std::move(otherwise))));
 }
 
 IptProg users(std::int64_t count) {
@@ -79,6 +80,30 @@ void readCondition(benchmark::State& state, bool nested) {
 }
 BENCHMARK_CAPTURE(readCondition, flat, false)->RangeMultiplier(4)->Range(64, 16384)->Complexity();
 BENCHMARK_CAPTURE(readCondition, nested, true)->RangeMultiplier(4)->Range(64, 16384)->Complexity();
+
+// A condition of `range` texts in a row, and IF blocks nested to that depth, compiled.
+void compileTokens(benchmark::State& state, bool nested) {
+  std::vector<std::string_view> tokens = {"IF", "-p udp"};
+  for (int i = 0; i < state.range(0); ++i) {
+    if (nested) {
+      tokens.insert(tokens.end(), {"THEN", "IF", "-p tcp"});
+    } else {
+      tokens.insert(tokens.end(), {"OR", "-p tcp"});
+    }
+  }
+  tokens.insert(tokens.end(), {"THEN", "-j ACCEPT", "FI"});
+  if (nested) tokens.insert(tokens.end(), static_cast<std::size_t>(state.range(0)), "FI");
+  for ([[maybe_unused]] auto _ : state) {
+    auto position = tokens.cbegin();
+    IptProg program = parseSerializedTargets(position, tokens.cend());
+    std::uint32_t counter = 0;
+    std::ostringstream out;
+    IptCompiler::compileHook(counter, out, program, "FORWARD", false);
+  }
+  state.SetComplexityN(state.range(0));
+}
+BENCHMARK_CAPTURE(compileTokens, row, false)->RangeMultiplier(4)->Range(64, 16384)->Complexity();
+BENCHMARK_CAPTURE(compileTokens, nested, true)->RangeMultiplier(4)->Range(64, 16384)->Complexity();
 
 // A table of foreign rules with as many generated ones, which are dropped and written anew.
 void mergeTable(benchmark::State& state) {

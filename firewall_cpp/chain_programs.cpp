@@ -1,3 +1,4 @@
+// Who provides which part of a chain's program.
 #include "firewall_cpp/chain_programs.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// The lock file is created when it is missing, and never written.
 #include "firewall_cpp/xtables_lock.h"
 
 #include <fcntl.h>

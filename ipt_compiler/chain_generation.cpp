@@ -2,7 +2,6 @@
 // below are part of the output.
 #include "ipt_compiler/chain_generation.h"
 
-#include <array>
 #include <utility>
 
 #include "ipt_compiler/generated_marks.h"
@@ -12,6 +11,7 @@ namespace tavrix {
 
 using _IptIrNode::kNext;
 using _IptIrNode::kNoMatch;
+using _IptIrNode::kSuccessorOrder;
 
 void IptCompiler::compileHook(std::uint32_t& counter, std::ostream& out, IptProg& program,
                               std::string_view chainName, bool ownChain) {
@@ -43,7 +43,6 @@ void IptCompiler::IrGenRules::partition(const ProxyIrNode::Pointer& first) {
     RulesData* parent;
     std::size_t visited;  // how many of the parent's successor slots were taken
   };
-  constexpr std::array<std::size_t, 2> kOrder = {kNext, kNoMatch};
 
   ProxyIrNode::OrderList order;
   std::stack<Frame> frames;
@@ -51,12 +50,12 @@ void IptCompiler::IrGenRules::partition(const ProxyIrNode::Pointer& first) {
   frames.push({&addRecord(first), 0});
   while (!frames.empty()) {
     Frame& frame = frames.top();
-    if (frame.visited == kOrder.size()) {
+    if (frame.visited == kSuccessorOrder.size()) {
       frames.pop();
       continue;
     }
     RulesData& parent = *frame.parent;
-    const ProxyIrNode::Pointer& node = parent.node->successor[kOrder[frame.visited++]];
+    const ProxyIrNode::Pointer& node = parent.node->successor[kSuccessorOrder[frame.visited++]];
     if (!node) continue;
 
     const bool isNew = node->visit(order);

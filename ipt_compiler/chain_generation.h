@@ -10,6 +10,7 @@
 #include <stack>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ipt_compiler/ipt_compiler.h"

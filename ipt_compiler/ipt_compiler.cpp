@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -22,12 +23,11 @@ constexpr const char* kLockInterceptLibrary = "/usr/lib/libxtlock_intercept.so";
 IptCompiler::IptCompiler(const XtablesLock& /*lock*/, std::string_view tool, std::string_view table)
     : toolName(tool) {
   const std::string command = toolName + "-save -t " + std::string(table);
-  std::FILE* const stream = popen(command.c_str(), "r");
-  if (stream == nullptr) throw std::runtime_error("Can't exec {toolName}-save");
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(popen(command.c_str(), "r"), pclose);
+  if (!stream) throw std::runtime_error("Can't exec {toolName}-save");
   std::array<char, 1024> buffer{};
-  while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), stream) != nullptr)
+  while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), stream.get()) != nullptr)
     savedText += buffer.data();
-  pclose(stream);
 }
 
 void IptCompiler::addHook(ChainHook hook) {

@@ -7,14 +7,6 @@
 #include <vector>
 
 namespace tavrix {
-namespace {
-
-std::logic_error setNextTwice() {
-  return std::logic_error("IPT compiler: Internal error. setNext() twice.");
-}
-
-}  // namespace
-
 namespace _IptIrNode {
 
 ProxyIrNode::~ProxyIrNode() {
@@ -23,7 +15,9 @@ ProxyIrNode::~ProxyIrNode() {
     for (Pointer& slot : node.successor) {
       if (!slot) continue;
       --slot->predecessorCount;
-      released.push_back(std::move(slot));
+      // Only a node that would die with this slot needs the list.
+      if (slot.use_count() == 1) released.push_back(std::move(slot));
+      slot.reset();
     }
   };
   // Emptying the slots of a node before its last pointer goes keeps its own destructor from
@@ -32,12 +26,12 @@ ProxyIrNode::~ProxyIrNode() {
   while (!released.empty()) {
     const Pointer node = std::move(released.back());
     released.pop_back();
-    if (node.use_count() == 1) release(*node);
+    release(*node);
   }
 }
 
 void ProxyIrNode::setNext(const Pointer& target) {
-  if (successor[kNext]) throw setNextTwice();
+  if (successor[kNext]) failSetNextTwice();
   setSuccessor(kNext, target);
 }
 
@@ -68,12 +62,16 @@ std::string debugText(const ProxyIrNode& node) {
 
 }  // namespace _IptIrNode
 
+void failSetNextTwice() {
+  throw std::logic_error("IPT compiler: Internal error. setNext() twice.");
+}
+
 ProxyIrNode::Pointer makeProxy() {
   return std::make_shared<ProxyIrNode>();
 }
 
 IptProg sequence(IptProg a, IptProg b) {
-  if (a.last == b.last || b.last->successor[_IptIrNode::kNext]) throw setNextTwice();
+  if (a.last == b.last) failSetNextTwice();
   a.last->setNext(b.first);
   return {std::move(a.first), std::move(b.last)};
 }

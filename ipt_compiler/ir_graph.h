@@ -4,10 +4,12 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "ipt_compiler/graph_order.h"
 #include "ipt_compiler/rule_model.h"
@@ -20,6 +22,8 @@ namespace _IptIrNode {
 // successor[kNoMatch]: where it goes when the condition does not hold.
 inline constexpr std::size_t kNoMatch = 0;
 inline constexpr std::size_t kNext = 1;
+// The order in which every walk takes a node's successors.
+inline constexpr std::array<std::size_t, 2> kSuccessorOrder = {kNext, kNoMatch};
 
 class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIrNode> {
  public:
@@ -69,11 +73,14 @@ struct IptProg {
   ProxyIrNode::Pointer last;
 };
 
+// Throws the std::logic_error of a node that is continued twice.
+[[noreturn]] void failSetNextTwice();
+
 // A fresh node without content.
 ProxyIrNode::Pointer makeProxy();
 
-// a, then b. Throws std::logic_error and changes nothing when the last node of either was continued
-// already, or would be by its own program: a graph has no cycles.
+// a, then b. Throws std::logic_error and changes nothing when a's last node was continued already,
+// or would be by its own program.
 IptProg sequence(IptProg a, IptProg b);
 
 }  // namespace tavrix

@@ -1,6 +1,9 @@
 // The merge of a saved table with generated rules. Since the restore tool replaces the whole table,
 // what is not copied here is deleted from the kernel: that is how the output of the last run goes
 // and how foreign rules stay.
+#include <list>
+#include <map>
+#include <ostream>
 #include <sstream>
 #include <string_view>
 
@@ -32,7 +35,7 @@ class RestoreTextWriter {
       writeDeclaration(line);
     } else {
       if (line == "COMMIT\n") emitEndHooks();
-      writeRule(line);
+      writeOtherLine(line);
     }
   }
 
@@ -47,8 +50,8 @@ class RestoreTextWriter {
     emitHooksAt(entry->second.next, hooked->second.end(), entry->second.ruleCount);
   }
 
-  // Also copies every other line: what is not "-A" and a chain name is no rule.
-  void writeRule(std::string_view line) {
+  // A rule counts; what is not "-A" and a chain name is none.
+  void writeOtherLine(std::string_view line) {
     out_ << line;
     const std::size_t blank = line.find(' ');
     if (blank == std::string_view::npos || line.substr(0, blank) != "-A") return;

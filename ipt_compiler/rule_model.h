@@ -3,7 +3,6 @@
 // addresses; it stays option text, with the place in the source that wrote it.
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <exception>

@@ -1,8 +1,8 @@
 // The simplification passes and the loop that runs them in topological order.
 #include "ipt_compiler/simplification.h"
 
-#include <array>
 #include <stack>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -11,10 +11,8 @@ namespace {
 
 using _IptIrNode::kNext;
 using _IptIrNode::kNoMatch;
+using _IptIrNode::kSuccessorOrder;
 using Pointer = ProxyIrNode::Pointer;
-
-// The order in which every walk takes a node's successors.
-constexpr std::array<std::size_t, 2> kSuccessorOrder = {kNext, kNoMatch};
 
 // One topological sort (Kahn's algorithm) of the graph as it was when the sort was made. It holds
 // the nodes that it registered: a node that is bypassed meanwhile stays a predecessor of its
@@ -53,7 +51,9 @@ class TopologicalSort {
 
  private:
   void registerNode(const Pointer& node) {
-    if (node->topoMembership.owner != nullptr) return;
+    const ProxyIrNode::EntryList* const owner = node->topoMembership.owner;
+    if (owner == &ready_ || owner == &pending_) return;
+    if (owner != nullptr) throw std::invalid_argument("TopoSortVertex conflict!");
     ready_.push_front({node.get(), nodes_.size()});
     nodes_.push_back(node);
     node->topoMembership = {&ready_, ready_.begin()};
@@ -77,11 +77,35 @@ void registerEdges(const Pointer& first, TopologicalSort& sort) {
       if (node->successor[index]) sort.addEdge(node, node->successor[index]);
     }
     // The last one pushed is visited first.
-    for (const std::size_t index : {kNoMatch, kNext}) {
-      if (node->successor[index]) toVisit.push(node->successor[index]);
+    for (auto index = kSuccessorOrder.rbegin(); index != kSuccessorOrder.rend(); ++index) {
+      if (node->successor[*index]) toVisit.push(node->successor[*index]);
     }
   }
 }
+
+// A node that only passes control on.
+bool isJunction(const ProxyIrNode& node) {
+  return !node.isExit && node.targets.empty() && node.isUnconditional();
+}
+
+}  // namespace
+
+const Pointer& JunctionChains::endOf(ProxyIrNode& junction) {
+  std::vector<const ProxyIrNode*> passed;
+  ProxyIrNode* last = &junction;
+  for (;;) {
+    passed.push_back(last);
+    const auto known = lastJunction_.find(last);
+    if (known != lastJunction_.end()) last = known->second;
+    const Pointer& next = last->successor[kNext];
+    if (!next || !isJunction(*next)) break;
+    last = next.get();
+  }
+  for (const ProxyIrNode* node : passed) lastJunction_[node] = last;
+  return last->successor[kNext];
+}
+
+namespace {
 
 // A condition whose outcome makes no difference is dropped.
 bool dropUselessCondition(ProxyIrNode& node) {
@@ -91,19 +115,26 @@ bool dropUselessCondition(ProxyIrNode& node) {
   return true;
 }
 
-// An edge to a node that only passes control on goes to where it passes it.
-bool bypassSuccessor(ProxyIrNode& node, std::size_t index) {
-  const Pointer successor = node.successor[index];
-  if (!successor || successor->isExit || !successor->targets.empty() ||
-      !successor->isUnconditional()) {
-    return false;
-  }
-  node.setSuccessor(index, successor->successor[kNext]);
-  return true;
-}
-
 bool isOnlyContinuation(const Pointer& successor) {
   return successor && !successor->isExit && successor->predecessorCount == 1;
+}
+
+// Whether the next node is a condition that may join this one's.
+bool isMergeCandidate(const Pointer& next) {
+  return isOnlyContinuation(next) && next->targets.empty();
+}
+
+// Edges to nodes that only pass control on go to where it is passed. A chain of such junctions is
+// taken in one go: a node behind a junction has that one as a further predecessor, so no other pass
+// can act on it on the way. Only the merge of two conditions looks at where exactly the no-match
+// edge points, and sees it after every single step.
+bool bypassSuccessor(ProxyIrNode& node, std::size_t index, JunctionChains& junctions) {
+  const Pointer& successor = node.successor[index];
+  if (!successor || !isJunction(*successor)) return false;
+  const bool isWatched =
+      index == kNoMatch && !node.isUnconditional() && isMergeCandidate(node.successor[kNext]);
+  node.setSuccessor(index, isWatched ? successor->successor[kNext] : junctions.endOf(*successor));
+  return true;
 }
 
 // The targets of a rule that nothing else reaches happen one node earlier.
@@ -118,7 +149,7 @@ bool absorbTargets(ProxyIrNode& node) {
 // place.
 bool mergeCondition(ProxyIrNode& node) {
   const Pointer next = node.successor[kNext];
-  if (!isOnlyContinuation(next) || !next->targets.empty()) return false;
+  if (!isMergeCandidate(next)) return false;
   if (next->successor[kNoMatch] != node.successor[kNoMatch]) {
     if (!node.isUnconditional()) return false;
     node.setSuccessor(kNoMatch, next->successor[kNoMatch]);
@@ -130,14 +161,18 @@ bool mergeCondition(ProxyIrNode& node) {
 
 }  // namespace
 
-bool simplifyNode(ProxyIrNode& node) {
+bool simplifyNode(ProxyIrNode& node, JunctionChains& junctions) {
   bool everChanged = false;
   for (bool changed = true; changed; everChanged |= changed) {
     changed = dropUselessCondition(node);
-    changed |= bypassSuccessor(node, kNoMatch);
-    changed |= bypassSuccessor(node, kNext);
+    const ProxyIrNode* const noMatch = node.successor[kNoMatch].get();
+    const bool bypassed = bypassSuccessor(node, kNoMatch, junctions);
+    changed |= bypassSuccessor(node, kNext, junctions);
     changed |= absorbTargets(node);
     changed |= mergeCondition(node);
+    // The merge may put the edge back to the junction that was just bypassed, each time anew. That
+    // is no change.
+    changed |= bypassed && node.successor[kNoMatch].get() != noMatch;
   }
   return everChanged;
 }
@@ -148,7 +183,8 @@ void simplify(const Pointer& first, const Pointer& last) {
     changed = false;
     TopologicalSort sort;
     registerEdges(first, sort);
-    while (const Pointer node = sort.takeReady()) changed |= simplifyNode(*node);
+    JunctionChains junctions;
+    while (const Pointer node = sort.takeReady()) changed |= simplifyNode(*node, junctions);
   }
 }
 

@@ -48,9 +48,12 @@ class UciConfig
   // of the bus library.
   explicit UciConfig(std::string_view package);
 
+  // Takes the sections of one reply of the service. Throws std::invalid_argument for one of another
+  // shape, std::runtime_error when there is no memory for it; the store is then of no use.
+  void readReply(blob_attr* message);
+
  private:
   static void UciReplyHandler(ubus_request* request, int type, blob_attr* message) noexcept;
-  void readReply(blob_attr* message);
   void readSection(blob_attr* section);
 
   wrt_cppwrap::BlobMsg storage;

@@ -1,3 +1,4 @@
+// Conditions and notes about a user; an option that is absent never holds and does nothing.
 #include "firewall_cpp/kovsel/blocking.h"
 
 #include <utility>

@@ -87,10 +87,10 @@ IptProg userProgram(const User& user) {
   IptProg trafficClass = rejectWhen(isOfBlockedClass(user), user, direction, "app_counter_user");
   IptProg marked = rejectMarked(label);
   IptProg countClasses = classStatistics(user);
-  const IptProg otherwise = sequence(std::move(markShort), std::move(host), std::move(trafficClass),
-                                     std::move(marked), std::move(countClasses));
-  return closeFi(
-      appendThen(std::move(whenLabelled), closeElse(std::move(whenRejected), otherwise)));
+  IptProg otherwise = sequence(std::move(markShort), std::move(host), std::move(trafficClass),
+                               std::move(marked), std::move(countClasses));
+  return closeFi(appendThen(std::move(whenLabelled),
+                            closeElse(std::move(whenRejected), std::move(otherwise))));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ IptProg statistics(const User& user) {
   }
   IptProg chosen = text::kCountForLastMac.target(nodes[count - 1]);
   for (; !tests.empty(); tests.pop_back()) {
-    chosen = closeElse(std::move(tests.back()), chosen);
+    chosen = closeElse(std::move(tests.back()), std::move(chosen));
   }
   return chosen;
 }
@@ -52,8 +52,8 @@ IptCond isShortOrNoApplication() {
 IptProg setLabel(std::string_view label) {
   IptIfBlock unmarked = openIf(isShortOrNoApplication());
   IptProg withoutMark = text::kSetLabel.target(label);
-  const IptProg withMark = text::kSetLabelAndMark.target(label);
-  return closeElse(appendThen(std::move(unmarked), std::move(withoutMark)), withMark);
+  IptProg withMark = text::kSetLabelAndMark.target(label);
+  return closeElse(appendThen(std::move(unmarked), std::move(withoutMark)), std::move(withMark));
 }
 
 IptProg labelConnection(const User& user) {

@@ -48,10 +48,10 @@ IptProg userProgram(const User& user) {
   IptProg blacklistV6 = redirectBlacklisted(user, kBlacklistV6);
   IptProg host = redirectBlockedHost(user);
   IptProg trafficClass = redirectBlockedClass(user);
-  const IptProg otherwise = sequence(std::move(blacklistV4), std::move(blacklistV6),
-                                     std::move(host), std::move(trafficClass));
-  return closeFi(
-      appendThen(std::move(whenLabelled), closeElse(std::move(whenRejected), otherwise)));
+  IptProg otherwise = sequence(std::move(blacklistV4), std::move(blacklistV6), std::move(host),
+                               std::move(trafficClass));
+  return closeFi(appendThen(std::move(whenLabelled),
+                            closeElse(std::move(whenRejected), std::move(otherwise))));
 }
 
 }  // namespace

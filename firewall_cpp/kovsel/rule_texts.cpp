@@ -1,3 +1,4 @@
+// Puts a value into a rule text and has it parsed under the text's own line.
 #include "firewall_cpp/kovsel/rule_texts.h"
 
 #include <string>

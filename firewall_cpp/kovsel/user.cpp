@@ -1,3 +1,4 @@
+// User numbers and the option names that are made of them.
 #include "firewall_cpp/kovsel/user.h"
 
 #include <cstdint>

@@ -78,6 +78,7 @@ inline IptProg makeEmptyProg() {
 
 // AND: b is tested only where a holds.
 inline IptCond condAnd(IptCond a, IptCond b) {
+  if (a.entry == b.entry) failSetNextTwice();
   a.trueExit->setNext(b.entry);
   const auto falseExit = makeProxy();
   a.falseExit->setNext(falseExit);
@@ -103,7 +104,8 @@ inline IptProg closeFi(IptIfBlock block) {
 }
 
 // ELSE otherwise FI. ELSEIF is an `otherwise` that is itself a closed IF.
-inline IptProg closeElse(IptIfBlock block, const IptProg& otherwise) {
+// NOLINTNEXTLINE(performance-unnecessary-value-param): consumed, as every operand is
+inline IptProg closeElse(IptIfBlock block, IptProg otherwise) {
   block.elseExit->setNext(otherwise.first);
   block.tail->setNext(block.join);
   otherwise.last->setNext(block.join);

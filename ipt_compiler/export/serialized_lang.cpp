@@ -1,7 +1,9 @@
 // The readers of the language as a list of tokens. Nesting is kept on explicit stacks: how deep it
 // goes is up to the configuration.
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -109,7 +111,7 @@ struct OpenBlock {
   IptProg close() {
     IptIfBlock whole = appendThen(std::move(block), std::move(body));
     return branch == Branch::kThen ? closeFi(std::move(whole))
-                                   : closeElse(std::move(whole), otherwise);
+                                   : closeElse(std::move(whole), std::move(otherwise));
   }
 
   IptIfBlock block;
