@@ -73,14 +73,14 @@ bool markReached(std::vector<ChainNode>& nodes, std::size_t start, HookMask hook
   return true;
 }
 
-bool allowsExtension(const ExtensionSpec& spec, const ExtensionUse& use, const Rule& rule,
+bool allowsExtension(const ExtensionRule& known, const ExtensionUse& use, const Rule& rule,
                      const Table& table, HookMask reached) {
   const bool protocolFits =
-      spec.protocols.empty() || std::find(spec.protocols.begin(), spec.protocols.end(),
-                                          rule.protocol) != spec.protocols.end();
-  return protocolFits && (spec.table.empty() || spec.table == table.name()) &&
-         (reached & static_cast<HookMask>(~spec.hooks)) == 0 &&
-         (spec.kernelRefuses == nullptr || !spec.kernelRefuses(rule, use, reached));
+      known.protocols.empty() || std::find(known.protocols.begin(), known.protocols.end(),
+                                           rule.protocol) != known.protocols.end();
+  return protocolFits && (known.table.empty() || known.table == table.name()) &&
+         (reached & static_cast<HookMask>(~known.hooks)) == 0 &&
+         (known.kernelRefuses == nullptr || !known.kernelRefuses(rule, use, reached));
 }
 
 bool allowsRule(const Rule& rule, const Table& table, HookMask reached) {

@@ -10,7 +10,7 @@
 
 namespace file_tables {
 
-struct OptionSpec {
+struct OptionRule {
   std::string_view name{};       // full long name without "--"
   std::string_view canonical{};  // the name to keep, when `name` is an alias of another option
   Shape shape = nullptr;         // null: the option takes no argument
@@ -26,36 +26,36 @@ struct OptionSpec {
   }
 
   // The same option with one property set, so that a table reads as a list of sentences.
-  constexpr OptionSpec mayBeNegated() const {
-    OptionSpec copy = *this;
+  constexpr OptionRule mayBeNegated() const {
+    OptionRule copy = *this;
     copy.negatable = true;
     return copy;
   }
-  constexpr OptionSpec mustBeGiven() const {
-    OptionSpec copy = *this;
+  constexpr OptionRule mustBeGiven() const {
+    OptionRule copy = *this;
     copy.required = true;
     return copy;
   }
-  constexpr OptionSpec oneOfGroup(int group) const {
-    OptionSpec copy = *this;
+  constexpr OptionRule oneOfGroup(int group) const {
+    OptionRule copy = *this;
     copy.exclusiveGroup = group;
     return copy;
   }
-  constexpr OptionSpec aliasOf(std::string_view fullOptionName) const {
-    OptionSpec copy = *this;
+  constexpr OptionRule aliasOf(std::string_view fullOptionName) const {
+    OptionRule copy = *this;
     copy.canonical = fullOptionName;
     return copy;
   }
-  constexpr OptionSpec followedBy(Shape shapeOfSecond) const {
-    OptionSpec copy = *this;
+  constexpr OptionRule followedBy(Shape shapeOfSecond) const {
+    OptionRule copy = *this;
     copy.secondShape = shapeOfSecond;
     return copy;
   }
 };
 
-struct ExtensionSpec {
+struct ExtensionRule {
   std::string_view name{};
-  std::span<const OptionSpec> options{};
+  std::span<const OptionRule> options{};
   // Not empty: an error when no option is given, with this text.
   std::string_view needsAnOption{};
   bool ipv4 = true;
@@ -79,11 +79,11 @@ struct ExtensionSpec {
 };
 
 // Null when there is no such match or target in that family.
-const ExtensionSpec* findMatch(std::string_view name, Family family);
-const ExtensionSpec* findTarget(std::string_view name, Family family);
+const ExtensionRule* findMatch(std::string_view name, Family family);
+const ExtensionRule* findTarget(std::string_view name, Family family);
 
 // The match that belongs to a protocol number (6: "tcp"), for options that stand behind "-p"
 // without a "-m"; null when the protocol has none in that family.
-const ExtensionSpec* findProtocolMatch(int protocol, Family family);
+const ExtensionRule* findProtocolMatch(int protocol, Family family);
 
 }  // namespace file_tables

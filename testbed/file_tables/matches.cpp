@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <array>
 
-#include "testbed/file_tables/option_specs.h"
+#include "testbed/file_tables/option_rules.h"
 
 namespace file_tables {
 namespace {
@@ -327,74 +327,74 @@ constexpr std::array kXtcounterOptions{textOption("inc", 1, kLongestName).mustBe
 constexpr std::array kXthostsetOptions{textOption("set-name", 1, kLongestName).mustBeGiven()};
 
 constexpr std::array kMatches{
-    ExtensionSpec{.name = "tcp", .options = kTcpOptions, .protocols = kOnlyTcp},
-    ExtensionSpec{.name = "udp", .options = kPortOptions, .protocols = kOnlyUdp},
-    ExtensionSpec{.name = "sctp", .options = kPortOptions, .protocols = kOnlySctp},
-    ExtensionSpec{.name = "dccp", .options = kPortOptions, .protocols = kOnlyDccp},
-    ExtensionSpec{.name = "icmp", .options = kIcmpOptions, .ipv6 = false, .protocols = kOnlyIcmp},
-    ExtensionSpec{
+    ExtensionRule{.name = "tcp", .options = kTcpOptions, .protocols = kOnlyTcp},
+    ExtensionRule{.name = "udp", .options = kPortOptions, .protocols = kOnlyUdp},
+    ExtensionRule{.name = "sctp", .options = kPortOptions, .protocols = kOnlySctp},
+    ExtensionRule{.name = "dccp", .options = kPortOptions, .protocols = kOnlyDccp},
+    ExtensionRule{.name = "icmp", .options = kIcmpOptions, .ipv6 = false, .protocols = kOnlyIcmp},
+    ExtensionRule{
         .name = "icmp6", .options = kIcmpV6Options, .ipv4 = false, .protocols = kOnlyIcmpV6},
-    ExtensionSpec{.name = "multiport",
+    ExtensionRule{.name = "multiport",
                   .options = kMultiportOptions,
                   .needsAnOption = "multiport expects an option",
                   .protocols = kWithPorts,
                   .objectionToOption = multiportObjection},
-    ExtensionSpec{.name = "comment", .options = kCommentOptions},
-    ExtensionSpec{.name = "mark", .options = kMarkOptions},
-    ExtensionSpec{.name = "connmark", .options = kMarkOptions},
-    ExtensionSpec{.name = "mac", .options = kMacOptions, .hooks = kPrerouting | kInput | kForward},
-    ExtensionSpec{.name = "set", .options = kSetOptions},
-    ExtensionSpec{.name = "connbytes", .options = kConnbytesOptions},
-    ExtensionSpec{.name = "conntrack",
+    ExtensionRule{.name = "comment", .options = kCommentOptions},
+    ExtensionRule{.name = "mark", .options = kMarkOptions},
+    ExtensionRule{.name = "connmark", .options = kMarkOptions},
+    ExtensionRule{.name = "mac", .options = kMacOptions, .hooks = kPrerouting | kInput | kForward},
+    ExtensionRule{.name = "set", .options = kSetOptions},
+    ExtensionRule{.name = "connbytes", .options = kConnbytesOptions},
+    ExtensionRule{.name = "conntrack",
                   .options = kConntrackOptions,
                   .needsAnOption = "conntrack: At least one option is required"},
-    ExtensionSpec{.name = "state", .options = kStateOptions},
-    ExtensionSpec{.name = "helper", .options = kHelperOptions},
-    ExtensionSpec{.name = "addrtype",
+    ExtensionRule{.name = "state", .options = kStateOptions},
+    ExtensionRule{.name = "helper", .options = kHelperOptions},
+    ExtensionRule{.name = "addrtype",
                   .options = kAddrtypeOptions,
                   .ipv6 = false,
                   .objection = addrtypeObjection,
                   .kernelRefuses = addrtypeRefused},
-    ExtensionSpec{.name = "addrtype",
+    ExtensionRule{.name = "addrtype",
                   .options = kAddrtypeOptions,
                   .ipv4 = false,
                   .objection = addrtypeObjection,
                   .kernelRefuses = addrtypeRefusedIpv6},
-    ExtensionSpec{
+    ExtensionRule{
         .name = "iprange",
         .options = kIprangeOptions,
         .needsAnOption = "iprange match: You must specify `--src-range' or `--dst-range'"},
-    ExtensionSpec{.name = "physdev",
+    ExtensionRule{.name = "physdev",
                   .options = kPhysdevOptions,
                   .needsAnOption = "PHYSDEV: no physdev option specified",
                   .kernelRefuses = physdevRefused},
-    ExtensionSpec{.name = "pkttype", .options = kPkttypeOptions},
-    ExtensionSpec{.name = "limit", .options = kLimitOptions, .kernelRefuses = limitRefused},
-    ExtensionSpec{.name = "length", .options = kLengthOptions},
-    ExtensionSpec{.name = "dscp",
+    ExtensionRule{.name = "pkttype", .options = kPkttypeOptions},
+    ExtensionRule{.name = "limit", .options = kLimitOptions, .kernelRefuses = limitRefused},
+    ExtensionRule{.name = "length", .options = kLengthOptions},
+    ExtensionRule{.name = "dscp",
                   .options = kDscpOptions,
                   .needsAnOption = "DSCP match: Parameter --dscp is required"},
-    ExtensionSpec{.name = "owner",
+    ExtensionRule{.name = "owner",
                   .options = kOwnerOptions,
                   .needsAnOption = "owner: At least one of --uid-owner, --gid-owner or "
                                    "--socket-exists is required",
                   .hooks = kOutput | kPostrouting},
-    ExtensionSpec{
+    ExtensionRule{
         .name = "statistic", .options = kStatisticOptions, .objection = statisticObjection},
-    ExtensionSpec{
+    ExtensionRule{
         .name = "tavrix-connlabel", .options = kConnlabelOptions, .objection = connlabelObjection},
-    ExtensionSpec{.name = "tavrix-connstat", .options = kConnstatOptions},
-    ExtensionSpec{.name = "tavrix-conndurvan",
+    ExtensionRule{.name = "tavrix-connstat", .options = kConnstatOptions},
+    ExtensionRule{.name = "tavrix-conndurvan",
                   .options = kConndurvanOptions,
                   .objection = conndurvanObjection},
-    ExtensionSpec{.name = "tavrix-xtcounter", .options = kXtcounterOptions},
-    ExtensionSpec{.name = "tavrix-xthostset", .options = kXthostsetOptions},
+    ExtensionRule{.name = "tavrix-xtcounter", .options = kXtcounterOptions},
+    ExtensionRule{.name = "tavrix-xthostset", .options = kXthostsetOptions},
 };
 
 }  // namespace
 
-const ExtensionSpec* findMatch(std::string_view name, Family family) {
-  for (const ExtensionSpec& match : kMatches) {
+const ExtensionRule* findMatch(std::string_view name, Family family) {
+  for (const ExtensionRule& match : kMatches) {
     if (match.name == name && match.supports(family)) {
       return &match;
     }
@@ -402,8 +402,8 @@ const ExtensionSpec* findMatch(std::string_view name, Family family) {
   return nullptr;
 }
 
-const ExtensionSpec* findProtocolMatch(int protocol, Family family) {
-  for (const ExtensionSpec& match : kMatches) {
+const ExtensionRule* findProtocolMatch(int protocol, Family family) {
+  for (const ExtensionRule& match : kMatches) {
     // Only the matches of exactly one protocol bear the protocol's name.
     if (match.protocols.size() == 1 && match.protocols.front() == protocol &&
         match.supports(family)) {

@@ -21,8 +21,8 @@ void refuseIf(const char* objection) {
 }
 
 // 'comment: option "--comment"', how most messages begin.
-std::string optionOf(const ExtensionSpec& spec, std::string_view option) {
-  return std::string(spec.name) + ": option \"--" + std::string(option) + "\"";
+std::string optionOf(const ExtensionRule& known, std::string_view option) {
+  return std::string(known.name) + ": option \"--" + std::string(option) + "\"";
 }
 
 }  // namespace
@@ -67,52 +67,52 @@ void checkTargetName(std::string_view name) {
   }
 }
 
-void addOption(ExtensionUse& use, const ExtensionSpec& spec, const OptionSpec& option,
+void addOption(ExtensionUse& use, const ExtensionRule& known, const OptionRule& option,
                OptionUse optionUse, Family family, int protocol, bool protocolNegated) {
   if (optionUse.negated && !option.negatable) {
-    throw ParameterProblem(optionOf(spec, option.fullName()) + " cannot be inverted.");
+    throw ParameterProblem(optionOf(known, option.fullName()) + " cannot be inverted.");
   }
   if (use.find(option.fullName()) != nullptr) {
-    throw ParameterProblem(optionOf(spec, option.fullName()) + " can only be used once.");
+    throw ParameterProblem(optionOf(known, option.fullName()) + " can only be used once.");
   }
   const std::array<Shape, 2> shapes{option.shape, option.secondShape};
   for (std::size_t index = 0; index < optionUse.arguments.size(); ++index) {
     const std::string& argument = optionUse.arguments[index];
     if (!shapes[index](argument, option.limits, family)) {
-      throw ParameterProblem(std::string(spec.name) + ": bad value for option \"--" +
+      throw ParameterProblem(std::string(known.name) + ": bad value for option \"--" +
                              std::string(option.fullName()) + "\": " + quoted(argument));
     }
   }
-  if (spec.objectionToOption != nullptr) {
-    refuseIf(spec.objectionToOption(optionUse, protocol, protocolNegated));
+  if (known.objectionToOption != nullptr) {
+    refuseIf(known.objectionToOption(optionUse, protocol, protocolNegated));
   }
   use.options.push_back(std::move(optionUse));
 }
 
-void checkOptionsTogether(const ExtensionUse& use, const ExtensionSpec& spec) {
-  std::vector<const OptionSpec*> grouped;
-  for (const OptionSpec& option : spec.options) {
+void checkOptionsTogether(const ExtensionUse& use, const ExtensionRule& known) {
+  std::vector<const OptionRule*> grouped;
+  for (const OptionRule& option : known.options) {
     const bool isAlias = !option.canonical.empty();
     const bool isUsed = use.find(option.name) != nullptr;
     if (!isAlias && option.required && !isUsed) {
-      throw ParameterProblem(optionOf(spec, option.name) + " must be specified");
+      throw ParameterProblem(optionOf(known, option.name) + " must be specified");
     }
     if (isAlias || !isUsed || option.exclusiveGroup == 0) {
       continue;
     }
-    for (const OptionSpec* other : grouped) {
+    for (const OptionRule* other : grouped) {
       if (other->exclusiveGroup == option.exclusiveGroup) {
-        throw ParameterProblem(optionOf(spec, option.name) + " cannot be used together with \"--" +
+        throw ParameterProblem(optionOf(known, option.name) + " cannot be used together with \"--" +
                                std::string(other->name) + "\".");
       }
     }
     grouped.push_back(&option);
   }
-  if (!spec.needsAnOption.empty() && use.options.empty()) {
-    throw ParameterProblem(std::string(spec.needsAnOption));
+  if (!known.needsAnOption.empty() && use.options.empty()) {
+    throw ParameterProblem(std::string(known.needsAnOption));
   }
-  if (spec.objection != nullptr) {
-    refuseIf(spec.objection(use));
+  if (known.objection != nullptr) {
+    refuseIf(known.objection(use));
   }
 }
 

@@ -25,10 +25,10 @@ void checkTargetName(std::string_view name);
 
 // Adds an option with its arguments to the use of an extension. `protocol` is the number behind
 // the "-p" read so far, 0 without one.
-void addOption(ExtensionUse& use, const ExtensionSpec& spec, const OptionSpec& option,
+void addOption(ExtensionUse& use, const ExtensionRule& known, const OptionRule& option,
                OptionUse optionUse, Family family, int protocol, bool protocolNegated);
 
 // What can be said only when all options have been read.
-void checkOptionsTogether(const ExtensionUse& use, const ExtensionSpec& spec);
+void checkOptionsTogether(const ExtensionUse& use, const ExtensionRule& known);
 
 }  // namespace file_tables

@@ -36,7 +36,7 @@ bool sameOption(const OptionReader::Item& left, const OptionReader::Item& right)
 
 OptionReader::OptionReader(const std::vector<RuleToken>& tokens) : tokens_(tokens) {}
 
-std::size_t OptionReader::addExtension(std::span<const OptionSpec> options) {
+std::size_t OptionReader::addExtension(std::span<const OptionRule> options) {
   extensions_.push_back(options);
   return extensions_.size() - 1;
 }
@@ -146,7 +146,7 @@ bool OptionReader::findLong(std::string_view name, Item& item) const {
     }
   }
   for (std::size_t index = extensions_.size(); index-- > 0;) {
-    for (const OptionSpec& option : extensions_[index]) {
+    for (const OptionRule& option : extensions_[index]) {
       Item candidate = item;
       candidate.kind = Kind::ExtensionOption;
       candidate.option = &option;

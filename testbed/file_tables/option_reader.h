@@ -28,7 +28,7 @@ class OptionReader {
     Kind kind = Kind::End;
     std::string_view text;               // the word or the option as written
     const BaseOption* base = nullptr;    // BaseOption
-    const OptionSpec* option = nullptr;  // ExtensionOption
+    const OptionRule* option = nullptr;  // ExtensionOption
     std::size_t extension = 0;           // ExtensionOption: the number that addExtension gave
     std::size_t token = 0;               // where it stands
     std::string_view argument{};         // of an option that takes one
@@ -40,7 +40,7 @@ class OptionReader {
 
   // Makes the options of a match or a target known from here on; of two with the same name the
   // one added last wins. Returns its number, counted from 0.
-  std::size_t addExtension(std::span<const OptionSpec> options);
+  std::size_t addExtension(std::span<const OptionRule> options);
 
   // The next item. Throws ParameterProblem for an option that lacks its argument. After
   // Kind::Unknown the reader has not moved, so that the caller can add an extension and try again.
@@ -60,7 +60,7 @@ class OptionReader {
   const std::vector<RuleToken>& tokens_;
   std::size_t position_ = 0;
   std::size_t letter_ = 0;  // within a group of short options, 0 outside
-  std::vector<std::span<const OptionSpec>> extensions_;
+  std::vector<std::span<const OptionRule>> extensions_;
 };
 
 }  // namespace file_tables

@@ -38,7 +38,7 @@ class LineReader {
  private:
   // Where the options of the extension with a given number go: a match, or the target.
   struct LoadedExtension {
-    const ExtensionSpec* spec;
+    const ExtensionRule* known;
     std::optional<std::size_t> match;
   };
 
@@ -114,7 +114,7 @@ ParsedRuleLine LineReader::read() {
     throw ParameterProblem("nothing appropriate following !");
   }
   for (const LoadedExtension& loaded : extensions_) {
-    checkOptionsTogether(useOf(loaded), *loaded.spec);
+    checkOptionsTogether(useOf(loaded), *loaded.known);
   }
   if (!hasCommand_) {
     throw ParameterProblem("no command specified");
@@ -294,7 +294,7 @@ void LineReader::readJump(const OptionReader::Item& item) {
   isGoto_ = item.base->letter == 'g';
   rule_.target.name = name;
   // A chain that bears the name of a target takes its place.
-  const ExtensionSpec* target =
+  const ExtensionRule* target =
       isGoto_ || table_.findChain(name) != nullptr ? nullptr : findTarget(name, table_.family());
   if (target != nullptr) {
     extensions_.push_back({target, std::nullopt});
@@ -303,7 +303,7 @@ void LineReader::readJump(const OptionReader::Item& item) {
 }
 
 void LineReader::loadMatch(std::string_view name) {
-  const ExtensionSpec* match = findMatch(name, table_.family());
+  const ExtensionRule* match = findMatch(name, table_.family());
   if (match == nullptr) {
     throw ParameterProblem("Couldn't load match " + quoted(name) + ":No such file or directory");
   }
@@ -321,7 +321,7 @@ bool LineReader::loadProtocolMatch() {
     return false;
   }
   triedProtocolMatch_ = true;
-  const ExtensionSpec* match = findProtocolMatch(writtenProtocol_, table_.family());
+  const ExtensionRule* match = findProtocolMatch(writtenProtocol_, table_.family());
   if (match == nullptr) {
     return false;
   }
@@ -338,7 +338,7 @@ void LineReader::readExtensionOption(const OptionReader::Item& item) {
   if (item.option->argumentCount() > 1) {
     use.arguments.emplace_back(reader_.takeArgument(item));
   }
-  addOption(useOf(loaded), *loaded.spec, *item.option, std::move(use), table_.family(),
+  addOption(useOf(loaded), *loaded.known, *item.option, std::move(use), table_.family(),
             writtenProtocol_, writtenProtocol_ != rule_.protocol);
 }
 

@@ -4,7 +4,7 @@
 #include <cctype>
 #include <string>
 
-#include "testbed/file_tables/option_specs.h"
+#include "testbed/file_tables/option_rules.h"
 
 namespace file_tables {
 namespace {
@@ -220,73 +220,73 @@ constexpr std::array kHlOptions{numberOption("hl-set", 0, kMaximum8).oneOfGroup(
                                 numberOption("hl-inc", 1, kMaximum8).oneOfGroup(1)};
 
 constexpr std::array kTargets{
-    ExtensionSpec{.name = "MARK",
+    ExtensionRule{.name = "MARK",
                   .options = kMarkOptions,
                   .needsAnOption = "MARK: One of the --set-xmark, --{and,or,xor,set}-mark options "
                                    "is required"},
-    ExtensionSpec{.name = "CONNMARK", .options = kConnmarkOptions, .objection = connmarkObjection},
-    ExtensionSpec{.name = "NFQUEUE",
+    ExtensionRule{.name = "CONNMARK", .options = kConnmarkOptions, .objection = connmarkObjection},
+    ExtensionRule{.name = "NFQUEUE",
                   .options = kNfqueueOptions,
                   .objection = nfqueueObjection,
                   .kernelRefuses = nfqueueRefused},
-    ExtensionSpec{.name = "SET", .options = kSetOptions, .objection = setObjection},
-    ExtensionSpec{.name = "REJECT",
+    ExtensionRule{.name = "SET", .options = kSetOptions, .objection = setObjection},
+    ExtensionRule{.name = "REJECT",
                   .options = kRejectOptionsIpv4,
                   .ipv6 = false,
                   .table = "filter",
                   .hooks = kInput | kForward | kOutput,
                   .kernelRefuses = rejectRefused},
-    ExtensionSpec{.name = "REJECT",
+    ExtensionRule{.name = "REJECT",
                   .options = kRejectOptionsIpv6,
                   .ipv4 = false,
                   .table = "filter",
                   .hooks = kInput | kForward | kOutput,
                   .kernelRefuses = rejectRefused},
-    ExtensionSpec{.name = "REDIRECT",
+    ExtensionRule{.name = "REDIRECT",
                   .options = kRedirectOptions,
                   .table = "nat",
                   .hooks = kPrerouting | kOutput,
                   .objectionToOption = portObjection},
-    ExtensionSpec{.name = "DNAT",
+    ExtensionRule{.name = "DNAT",
                   .options = kDnatOptions,
                   .table = "nat",
                   .hooks = kPrerouting | kOutput,
                   .objectionToOption = portObjection},
-    ExtensionSpec{.name = "SNAT",
+    ExtensionRule{.name = "SNAT",
                   .options = kSnatOptions,
                   .table = "nat",
                   .hooks = kPostrouting | kInput,
                   .objectionToOption = portObjection},
-    ExtensionSpec{.name = "MASQUERADE",
+    ExtensionRule{.name = "MASQUERADE",
                   .options = kMasqueradeOptions,
                   .table = "nat",
                   .hooks = kPostrouting,
                   .objectionToOption = portObjection},
-    ExtensionSpec{.name = "TCPMSS",
+    ExtensionRule{.name = "TCPMSS",
                   .options = kTcpmssOptions,
                   .needsAnOption = "TCPMSS target: At least one parameter is required",
                   .protocols = kOnlyTcp,
                   .kernelRefuses = tcpmssRefused},
-    ExtensionSpec{.name = "LOG", .options = kLogOptions},
-    ExtensionSpec{.name = "NFLOG", .options = kNflogOptions},
-    ExtensionSpec{.name = "CT", .options = kCtOptions, .table = "raw", .kernelRefuses = ctRefused},
-    ExtensionSpec{.name = "NOTRACK", .table = "raw"},
-    ExtensionSpec{.name = "TRACE", .table = "raw"},
-    ExtensionSpec{.name = "TPROXY",
+    ExtensionRule{.name = "LOG", .options = kLogOptions},
+    ExtensionRule{.name = "NFLOG", .options = kNflogOptions},
+    ExtensionRule{.name = "CT", .options = kCtOptions, .table = "raw", .kernelRefuses = ctRefused},
+    ExtensionRule{.name = "NOTRACK", .table = "raw"},
+    ExtensionRule{.name = "TRACE", .table = "raw"},
+    ExtensionRule{.name = "TPROXY",
                   .options = kTproxyOptions,
                   .protocols = kTcpOrUdp,
                   .table = "mangle",
                   .hooks = kPrerouting},
-    ExtensionSpec{.name = "DSCP",
+    ExtensionRule{.name = "DSCP",
                   .options = kDscpOptions,
                   .needsAnOption = "DSCP target: Parameter --set-dscp is required",
                   .table = "mangle"},
-    ExtensionSpec{.name = "TTL",
+    ExtensionRule{.name = "TTL",
                   .options = kTtlOptions,
                   .needsAnOption = "TTL: You must specify an action",
                   .ipv6 = false,
                   .table = "mangle"},
-    ExtensionSpec{.name = "HL",
+    ExtensionRule{.name = "HL",
                   .options = kHlOptions,
                   .needsAnOption = "HL: You must specify an action",
                   .ipv4 = false,
@@ -295,8 +295,8 @@ constexpr std::array kTargets{
 
 }  // namespace
 
-const ExtensionSpec* findTarget(std::string_view name, Family family) {
-  for (const ExtensionSpec& target : kTargets) {
+const ExtensionRule* findTarget(std::string_view name, Family family) {
+  for (const ExtensionRule& target : kTargets) {
     if (target.name == name && target.supports(family)) {
       return &target;
     }
