@@ -152,7 +152,7 @@ const char* portObjection(const OptionUse& option, int protocol, bool) {
   return namesPorts && !isIcmpV6 &&
                  std::find(kMappedProtocols.begin(), kMappedProtocols.end(), protocol) ==
                      kMappedProtocols.end()
-             ? "Need TCP, UDP, SCTP or DCCP with port specification"
+             ? "Need TCP, UDP, SCTP or DCCP to give a port"
              : nullptr;
 }
 

@@ -107,11 +107,10 @@ TEST(TargetOptions, OfAddressTranslationAreCheckedAndStayInTheirHooks) {
                   {"--to-ports 2-1", "REDIRECT: bad value for option \"--to-ports\": `2-1'"},
                   {"--to-ports x", "REDIRECT: bad value for option \"--to-ports\": `x'"},
                   {"", kAccepted}});
-  expectOutcomes(
-      Family::Ipv4, "nat", "OUTPUT", "-j REDIRECT",
-      {{"", kAccepted},
-       {"--to-ports 8099", "Need TCP, UDP, SCTP or DCCP with port specification"},
-       {"--to-ports 8099 -p tcp", "Need TCP, UDP, SCTP or DCCP with port specification"}});
+  expectOutcomes(Family::Ipv4, "nat", "OUTPUT", "-j REDIRECT",
+                 {{"", kAccepted},
+                  {"--to-ports 8099", "Need TCP, UDP, SCTP or DCCP to give a port"},
+                  {"--to-ports 8099 -p tcp", "Need TCP, UDP, SCTP or DCCP to give a port"}});
   expectOutcomes(Family::Ipv4, "nat", "POSTROUTING", "-j REDIRECT", {{"", kKernelRefuses}});
   expectOutcomes(Family::Ipv4, "nat", "INPUT", "-j REDIRECT", {{"", kKernelRefuses}});
   expectOutcomes(Family::Ipv4, "filter", "INPUT", "-j REDIRECT", {{"", kKernelRefuses}});
@@ -120,28 +119,25 @@ TEST(TargetOptions, OfAddressTranslationAreCheckedAndStayInTheirHooks) {
                   {"--to-destination 10.0.0.1-10.0.0.2:80-90 --random --persistent", kAccepted},
                   {"--to-destination x", "DNAT: bad value for option \"--to-destination\": `x'"},
                   {"", "DNAT: option \"--to-destination\" must be specified"}});
-  expectOutcomes(
-      Family::Ipv4, "nat", "PREROUTING", "-j DNAT",
-      {{"--to-destination 10.0.0.1:80", "Need TCP, UDP, SCTP or DCCP with port specification"},
-       {"--to-destination 10.0.0.1", kAccepted}});
+  expectOutcomes(Family::Ipv4, "nat", "PREROUTING", "-j DNAT",
+                 {{"--to-destination 10.0.0.1:80", "Need TCP, UDP, SCTP or DCCP to give a port"},
+                  {"--to-destination 10.0.0.1", kAccepted}});
   expectOutcomes(Family::Ipv4, "nat", "POSTROUTING", "-j DNAT",
                  {{"--to-destination 10.0.0.1", kKernelRefuses}});
   expectOutcomes(
       Family::Ipv6, "nat", "PREROUTING", "-p tcp -j DNAT",
       {{"--to-destination [fd00::1]:80", kAccepted}, {"--to-destination fd00::1", kAccepted}});
-  expectOutcomes(
-      Family::Ipv4, "nat", "POSTROUTING", "-j SNAT",
-      {{"--to-source 10.0.0.1 --random --random-fully --persistent", kAccepted},
-       {"--to-source 10.0.0.1:80", "Need TCP, UDP, SCTP or DCCP with port specification"},
-       {"--to-source x", "SNAT: bad value for option \"--to-source\": `x'"},
-       {"", "SNAT: option \"--to-source\" must be specified"}});
+  expectOutcomes(Family::Ipv4, "nat", "POSTROUTING", "-j SNAT",
+                 {{"--to-source 10.0.0.1 --random --random-fully --persistent", kAccepted},
+                  {"--to-source 10.0.0.1:80", "Need TCP, UDP, SCTP or DCCP to give a port"},
+                  {"--to-source x", "SNAT: bad value for option \"--to-source\": `x'"},
+                  {"", "SNAT: option \"--to-source\" must be specified"}});
   expectOutcomes(Family::Ipv4, "nat", "OUTPUT", "-j SNAT",
                  {{"--to-source 10.0.0.1", kKernelRefuses}});
-  expectOutcomes(
-      Family::Ipv4, "nat", "POSTROUTING", "",
-      {{"-j MASQUERADE --random --random-fully", kAccepted},
-       {"-p udp -j MASQUERADE --to-ports 1-2", kAccepted},
-       {"-j MASQUERADE --to-ports 1", "Need TCP, UDP, SCTP or DCCP with port specification"}});
+  expectOutcomes(Family::Ipv4, "nat", "POSTROUTING", "",
+                 {{"-j MASQUERADE --random --random-fully", kAccepted},
+                  {"-p udp -j MASQUERADE --to-ports 1-2", kAccepted},
+                  {"-j MASQUERADE --to-ports 1", "Need TCP, UDP, SCTP or DCCP to give a port"}});
   expectOutcomes(Family::Ipv4, "nat", "PREROUTING", "-j MASQUERADE", {{"", kKernelRefuses}});
 }
 
