@@ -281,6 +281,16 @@ TEST(CompileHook, BranchesOnTheItemsOfAListWhoseCountDisagrees) {
                    "-A ipt_compiler_1  -j A\n"));
 }
 
+// The first "-4" has no count, so it takes over the no-match edge of the second one again and
+// again; in the third iteration that edge leads to a junction, which it bypasses each time.
+TEST(CompileHook, EndsForAListWhoseCountDisagrees) {
+  EXPECT_EQ(generatedFrom({"IF", "-4", "AND", "-4", "THEN", "-j A", "ELSE", "IF", "-p a", "OR",
+                           "-s b", "OR", "-d c", "THEN", "FI", "FI"}),
+            tagged(":ipt_compiler_0 - [0:0]\n"
+                   "-A FORWARD -4 -j ipt_compiler_0\n"
+                   "-A ipt_compiler_0  -j A\n"));
+}
+
 // Whether the next node can be folded is up to its count: it is taken for one without condition.
 TEST(CompileHook, FoldsByTheCountOfAListWhoseItemsDisagree) {
   EXPECT_EQ(generated([] {

@@ -431,7 +431,7 @@ TEST(Simplify, JoinsALongChainOfTargets) {
 }
 
 TEST(Simplify, KeepsALongChainOfAlternatives) {
-  constexpr int kLength = 2'000;
+  constexpr int kLength = 20'000;
   IptCond all = cond("-p a");
   for (int i = 0; i < kLength; ++i) all = condOr(std::move(all), cond("-p a"));
   IptProg prog = closeFi(appendThen(openIf(std::move(all)), target("-j A")));
