@@ -28,6 +28,10 @@ if(SANITIZE)
   endif()
 endif()
 
+if(BUILD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # A router's flash is small: unused sections go, and no symbol is kept that nobody looks up.
 add_compile_options($<$<CONFIG:Release>:-ffunction-sections> $<$<CONFIG:Release>:-fdata-sections>)
 add_link_options($<$<CONFIG:Release>:-Wl,--gc-sections> $<$<CONFIG:Release>:-s>)

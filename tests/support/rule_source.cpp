@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <functional>
 #include <sstream>
+#include <stdexcept>
+#include <unordered_set>
 #include <utility>
 
 #include "ipt_compiler/export/ipt_lang.h"
@@ -59,23 +61,6 @@ void addTokens(const ProgramSource& program, std::vector<std::string>& tokens) {
       addTokens(*statement.otherwise, tokens);
     }
     tokens.insert(tokens.end(), statement.branches.size(), "FI");
-  }
-}
-
-void addTexts(const ConditionSource& condition, std::vector<std::string>& texts) {
-  if (!condition.text.empty() && std::ranges::find(texts, condition.text) == texts.end()) {
-    texts.push_back(condition.text);
-  }
-  for (const ConditionSource& operand : condition.operands) addTexts(operand, texts);
-}
-
-void addTexts(const ProgramSource& program, std::vector<std::string>& texts) {
-  for (const StatementSource& statement : program) {
-    for (const StatementSource::Branch& branch : statement.branches) {
-      addTexts(branch.condition, texts);
-      addTexts(branch.statements, texts);
-    }
-    if (statement.otherwise) addTexts(*statement.otherwise, texts);
   }
 }
 
@@ -167,16 +152,15 @@ std::vector<std::string> tokensOf(const ProgramSource& program) {
   return tokens;
 }
 
-std::string configurationOf(const ProgramSource& program) {
+std::string configurationOf(const std::vector<std::string>& tokens) {
   std::string text = "config nfnlq 'nfnlq'\n\toption queue_first '0'\n\toption queue_last '0'\n";
-  for (const std::string& token : tokensOf(program)) {
+  for (const std::string& token : tokens) {
     text += "\tlist pre_targets '" + token + "'\n";
   }
   return text;
 }
 
-IptProg buildProgram(const ProgramSource& program) {
-  const std::vector<std::string> texts = tokensOf(program);
+IptProg buildProgram(const std::vector<std::string>& texts) {
   const tavrix::IptTokens tokens(texts.begin(), texts.end());
   IptProg all = tavrix::makeEmptyProg();
   for (auto position = tokens.begin(); position != tokens.end();) {
@@ -186,9 +170,23 @@ IptProg buildProgram(const ProgramSource& program) {
   return all;
 }
 
-std::vector<std::string> matchTextsOf(const ProgramSource& program) {
+std::vector<std::string> matchTextsOf(const IptProg& program) {
   std::vector<std::string> texts;
-  addTexts(program, texts);
+  std::unordered_set<const tavrix::ProxyIrNode*> seen;
+  std::vector<const tavrix::ProxyIrNode*> toVisit = {program.first.get()};
+  while (!toVisit.empty()) {
+    const tavrix::ProxyIrNode* const node = toVisit.back();
+    toVisit.pop_back();
+    if (node == nullptr || !seen.insert(node).second) continue;
+    for (const tavrix::IptTarget& target : node->targets) {
+      if (target.text.starts_with("-m")) throw std::invalid_argument("a match module as target");
+    }
+    for (const tavrix::IptMatch& match : node->matches.items) {
+      const std::string& text = tavrix::matchText(match);
+      if (std::ranges::find(texts, text) == texts.end()) texts.push_back(text);
+    }
+    for (const auto& successor : node->successor) toVisit.push_back(successor.get());
+  }
   return texts;
 }
 
@@ -207,9 +205,14 @@ std::vector<std::string> evaluate(const IptProg& program, const std::vector<std:
 }
 
 std::optional<Difference> findDifference(const ProgramSource& program, std::uint64_t& packets) {
-  const std::vector<std::string> texts = matchTextsOf(program);
-  const IptProg asBuilt = buildProgram(program);
-  IptProg compiled = buildProgram(program);
+  return findDifference(tokensOf(program), packets);
+}
+
+std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
+                                         std::uint64_t& packets) {
+  const IptProg asBuilt = buildProgram(tokens);
+  const std::vector<std::string> texts = matchTextsOf(asBuilt);
+  IptProg compiled = buildProgram(tokens);
   std::ostringstream out;
   out << ':' << kChain << " - [0:0]\n";
   std::uint32_t counter = 0;
@@ -246,13 +249,13 @@ ProgramSource shrink(ProgramSource program) {
   return program;
 }
 
-std::string describe(const ProgramSource& program, const Difference& difference) {
-  const std::vector<std::string> texts = matchTextsOf(program);
+std::string describe(const std::vector<std::string>& tokens, const Difference& difference) {
+  const std::vector<std::string> texts = matchTextsOf(buildProgram(tokens));
   std::string held;
   for (std::size_t i = 0; i < texts.size(); ++i) {
     if (((difference.packet >> i) & 1U) != 0) held += " \"" + texts[i] + "\"";
   }
-  return configurationOf(program) + "for a packet for which there holds" +
+  return configurationOf(tokens) + "for a packet for which there holds" +
          (held.empty() ? " nothing" : held) + "\n  the program meets " +
          joined(difference.expected) + "\n  the chains meet " + joined(difference.met) + "\n" +
          difference.chains;

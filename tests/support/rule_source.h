@@ -39,14 +39,15 @@ using ProgramSource = std::vector<StatementSource>;
 std::vector<std::string> tokensOf(const ProgramSource& program);
 
 // The program as a configuration, which puts it before the queue decision.
-std::string configurationOf(const ProgramSource& program);
+std::string configurationOf(const std::vector<std::string>& tokens);
 
 // The rule program as the readers of the language build it.
-tavrix::IptProg buildProgram(const ProgramSource& program);
+tavrix::IptProg buildProgram(const std::vector<std::string>& tokens);
 
-// The match texts of a program, each once, in reading order. A packet is the truth of each: bit i
-// is that of text i.
-std::vector<std::string> matchTextsOf(const ProgramSource& program);
+// The match texts in a program's graph, each once, in depth-first order. A packet is the truth of
+// each: bit i is that of text i. Throws std::invalid_argument for a match module as target: in a
+// rule it could not be told from a match.
+std::vector<std::string> matchTextsOf(const tavrix::IptProg& program);
 
 // The targets that the packet meets in the graph as it stands: control enters at first, the targets
 // of a node happen in order, and a condition holds when all its items hold.
@@ -61,7 +62,10 @@ struct Difference {
 };
 
 // Compares the graph as built with the chains generated from it, no target being final, for every
-// packet; adds their number to `packets`.
+// packet; adds their number to `packets`. Tokens that are no program throw what the readers of the
+// language throw.
+std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
+                                         std::uint64_t& packets);
 std::optional<Difference> findDifference(const ProgramSource& program, std::uint64_t& packets);
 
 // The smallest program that can be had from a differing one by taking parts away, and still
@@ -69,6 +73,6 @@ std::optional<Difference> findDifference(const ProgramSource& program, std::uint
 ProgramSource shrink(ProgramSource program);
 
 // For a failing test: the configuration, the packet, both sequences and the chains.
-std::string describe(const ProgramSource& program, const Difference& difference);
+std::string describe(const std::vector<std::string>& tokens, const Difference& difference);
 
 }  // namespace test_support

@@ -1,0 +1,61 @@
+// Any saved text: foreign lines stay in order, a second writing gives the same text, and without
+// hooks no generated line is left. The first byte says where the hooks are.
+#include <sstream>
+
+#include "ipt_compiler/export/ipt_lang.h"
+#include "ipt_compiler/ipt_compiler.h"
+#include "tests/fuzz/fuzz_input.h"
+
+namespace {
+
+using namespace tavrix;
+
+bool isGenerated(const std::string& line) {
+  return line.find("ipt_compiler_") != std::string::npos ||
+         line.find("-m comment --comment ipt_compiler") != std::string::npos;
+}
+
+IptProg twoTargetsWhenTcp() {
+  IptIfBlock block = openIf(makeMatches("-p tcp", "fuzz", 1));
+  IptProg mark = makeTarget("-j MARK --set-mark 1", "fuzz", 1);
+  IptProg accept = makeTarget("-j ACCEPT", "fuzz", 1);
+  return closeFi(appendThen(std::move(block), std::move(mark), std::move(accept)));
+}
+
+IptCompiler::HookMap hooksFor(std::uint8_t places) {
+  constexpr std::uint32_t kPositions[] = {0, 1, 2, kHookAtEnd};
+  IptCompiler::HookMap hooks;
+  hooks["INPUT"].push_back({"INPUT", kPositions[places & 3U], false, twoTargetsWhenTcp()});
+  hooks["OUTPUT"].push_back(
+      {"OUTPUT", kPositions[(places >> 2U) & 3U], false, twoTargetsWhenTcp()});
+  hooks["OUTPUT"].push_back({"OUTPUT", kHookAtEnd, false, twoTargetsWhenTcp()});
+  return hooks;
+}
+
+std::string write(const std::string& saved, IptCompiler::HookMap hooks) {
+  std::ostringstream out;
+  IptCompiler::writeRestoreText(out, saved, hooks);
+  return out.str();
+}
+
+std::string foreignLines(const std::string& text) {
+  std::string foreign;
+  for (const std::string& line : fuzz::linesOf(text)) {
+    if (!isGenerated(line)) foreign += line + "\n";
+  }
+  return foreign;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::string saved = fuzz::textOf(data + 1, size - 1);
+  const std::string foreign = foreignLines(saved);
+
+  const std::string once = write(saved, hooksFor(data[0]));
+  fuzz::require(foreignLines(once) == foreign, "foreign lines stay in order");
+  fuzz::require(write(once, hooksFor(data[0])) == once, "a second writing gives the same text");
+  fuzz::require(write(saved, {}) == foreign, "without hooks only foreign lines are left");
+  return 0;
+}
