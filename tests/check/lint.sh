@@ -3,4 +3,7 @@
 # configured build directory, the room.
 set -eu
 tidy=$1 build=$3 room=$4
-git -c safe.directory='*' ls-files -z "$room/*.cpp" ':!tests/fuzz' | xargs -0 -n 8 "$tidy" -p "$build" --quiet
+# An excluding pathspec would be shorter, but with one beside it git 2.39 lists nothing of a room
+# that has no tests/fuzz.
+git -c safe.directory='*' ls-files "$room/*.cpp" | grep -v '^tests/fuzz/' |
+  xargs -d '\n' -n 8 "$tidy" -p "$build" --quiet
