@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Runs the golden tests with the program, built without sanitizers, under valgrind's memcheck.
+# Fails when a test fails or memcheck found anything. Arguments go to CTest.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+. tools/packages.sh
+
+install_missing "${check_packages[@]}" valgrind
+build=$PWD/build/memcheck
+cmake --preset debug -B "$build" -DSANITIZE=OFF -DBUILD_BENCHMARKS=OFF
+cmake --build "$build" --target golden_test
+
+# A script takes the program's place, which the tests have by its path. A build that links the
+# program anew takes it back.
+program=$build/bin/firewall_cpp
+if [ "$(head -c 2 "$program")" != '#!' ]; then
+  mv "$program" "$program.checked"
+  # The tests choose their own PATH and process namespaces: no name and no process number is unique.
+  cat > "$program" << END
+#!/bin/sh
+exec $(command -v valgrind) -q --leak-check=full --show-leak-kinds=definite,indirect \\
+  --child-silent-after-fork=yes \\
+  --log-file="\$($(command -v mktemp) '$build/findings/XXXXXXXX')" '$program.checked'
+END
+  chmod +x "$program"
+fi
+
+rm -rf "$build/findings"
+mkdir "$build/findings"
+status=0
+ctest --test-dir "$build" -L golden -j "$(nproc)" --output-on-failure "$@" || status=$?
+
+runs=$(find "$build/findings" -type f | wc -l)
+findings=$(find "$build/findings" -type f -size +0)
+for log in $findings; do
+  echo "$log:"
+  cat "$log"
+done
+echo "memcheck: $runs runs of the program, $(printf '%s' "$findings" | grep -c . || true) with findings"
+[ "$runs" -gt 0 ] && [ -z "$findings" ] && exit "$status"
+exit 1
