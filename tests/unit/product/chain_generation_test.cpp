@@ -12,8 +12,8 @@
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "ipt_compiler/ipt_compiler.h"
+#include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
-#include "tests/unit/product/graph_text.h"
 #include "tests/unit/product/random_program.h"
 
 namespace tavrix {

@@ -8,8 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
-#include "tests/unit/product/graph_text.h"
 
 namespace tavrix {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "ipt_compiler/rule_model.h"
 #include "ipt_compiler/rule_parser.h"
-#include "tests/unit/product/graph_text.h"
+#include "tests/support/graph_text.h"
 
 namespace tavrix {
 namespace {

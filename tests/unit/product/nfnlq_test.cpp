@@ -14,9 +14,9 @@
 #include "firewall_cpp/chain_programs.h"
 #include "firewall_cpp/kovsel/kovsel.h"
 #include "ipt_compiler/ipt_compiler.h"
+#include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
 #include "tests/unit/product/fake_bus.h"
-#include "tests/unit/product/graph_text.h"
 #include "wrt_cppwrap/uci_config.h"
 
 namespace tavrix {

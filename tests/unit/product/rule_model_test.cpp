@@ -11,8 +11,8 @@
 
 #include "ipt_compiler/ir_graph.h"
 #include "ipt_compiler/rule_parser.h"
+#include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
-#include "tests/unit/product/graph_text.h"
 
 namespace tavrix {
 namespace {

@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
-#include "tests/unit/product/graph_text.h"
 
 namespace tavrix {
 namespace {

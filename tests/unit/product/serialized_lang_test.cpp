@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "ipt_compiler/export/ipt_lang.h"
+#include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
-#include "tests/unit/product/graph_text.h"
 
 namespace tavrix {
 namespace {

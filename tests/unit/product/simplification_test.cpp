@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "ipt_compiler/export/ipt_lang.h"
-#include "tests/unit/product/graph_text.h"
+#include "tests/support/graph_text.h"
 #include "tests/unit/product/random_program.h"
 
 namespace tavrix {

@@ -1,6 +1,5 @@
-#include "tests/unit/product/graph_text.h"
+#include "tests/support/graph_text.h"
 
-#include <cstddef>
 #include <iomanip>
 #include <map>
 #include <sstream>
@@ -10,43 +9,29 @@
 #include "ipt_compiler/rule_parser.h"
 
 namespace test_support {
-namespace {
 
 using tavrix::ProxyIrNode;
 using tavrix::_IptIrNode::kNext;
 using tavrix::_IptIrNode::kNoMatch;
 
-// The reachable nodes with their numbers.
-class Numbering {
- public:
-  explicit Numbering(const ProxyIrNode& first) {
-    std::vector<const ProxyIrNode*> toVisit = {&first};
-    while (!toVisit.empty()) {
-      const ProxyIrNode* node = toVisit.back();
-      toVisit.pop_back();
-      if (!numbers_.emplace(node, nodes_.size()).second) continue;
-      nodes_.push_back(node);
-      for (const std::size_t index : {kNoMatch, kNext}) {
-        if (node->successor[index]) toVisit.push_back(node->successor[index].get());
-      }
+NodeNumbers::NodeNumbers(const ProxyIrNode& first) {
+  std::vector<const ProxyIrNode*> toVisit = {&first};
+  while (!toVisit.empty()) {
+    const ProxyIrNode* const node = toVisit.back();
+    toVisit.pop_back();
+    if (!numbers_.emplace(node, nodes_.size()).second) continue;
+    nodes_.push_back(node);
+    for (const std::size_t index : {kNoMatch, kNext}) {
+      if (node->successor[index]) toVisit.push_back(node->successor[index].get());
     }
   }
-
-  const std::vector<const ProxyIrNode*>& nodes() const { return nodes_; }
-  std::size_t of(const ProxyIrNode::Pointer& node) const { return numbers_.at(node.get()); }
-
- private:
-  std::vector<const ProxyIrNode*> nodes_;
-  std::map<const ProxyIrNode*, std::size_t> numbers_;
-};
-
-}  // namespace
+}
 
 std::string graphText(const ProxyIrNode::Pointer& first) {
-  const Numbering numbering(*first);
+  const NodeNumbers nodes(*first);
   std::ostringstream text;
-  for (std::size_t i = 0; i < numbering.nodes().size(); ++i) {
-    const ProxyIrNode& node = *numbering.nodes()[i];
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    const ProxyIrNode& node = nodes[i];
     text << i << ':';
     for (const tavrix::IptTarget& target : node.targets) text << " \"" << target.text << '"';
     if (node.isExit) text << " exit";
@@ -54,8 +39,8 @@ std::string graphText(const ProxyIrNode::Pointer& first) {
     if (node.matches.elementCount != node.matches.items.size()) {
       text << " (count " << node.matches.elementCount << ')';
     }
-    if (node.successor[kNext]) text << " then " << numbering.of(node.successor[kNext]);
-    if (node.successor[kNoMatch]) text << " else " << numbering.of(node.successor[kNoMatch]);
+    if (node.successor[kNext]) text << " then " << nodes.of(*node.successor[kNext]);
+    if (node.successor[kNoMatch]) text << " else " << nodes.of(*node.successor[kNoMatch]);
     if (!node.successor[kNext] && !node.successor[kNoMatch]) text << " end";
     text << '\n';
   }
@@ -108,18 +93,21 @@ ProxyIrNode::Pointer graphOf(const std::string& text) {
 }
 
 std::string wrongPredecessorCounts(const ProxyIrNode::Pointer& first) {
-  const Numbering numbering(*first);
-  std::vector<std::size_t> pointing(numbering.nodes().size(), 0);
-  for (const ProxyIrNode* node : numbering.nodes()) {
-    for (const ProxyIrNode::Pointer& successor : node->successor) {
-      if (successor) ++pointing[numbering.of(successor)];
+  return wrongPredecessorCounts(NodeNumbers(*first));
+}
+
+std::string wrongPredecessorCounts(const NodeNumbers& nodes) {
+  std::vector<std::size_t> pointing(nodes.size(), 0);
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    for (const ProxyIrNode::Pointer& successor : nodes[i].successor) {
+      if (successor) ++pointing[nodes.of(*successor)];
     }
   }
   std::ostringstream text;
-  for (std::size_t i = 0; i < pointing.size(); ++i) {
-    const std::size_t counted = numbering.nodes()[i]->predecessorCount;
-    if (counted == pointing[i]) continue;
-    text << "node " << i << " counts " << counted << ", has " << pointing[i] << '\n';
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    if (nodes[i].predecessorCount == pointing[i]) continue;
+    text << "node " << i << " counts " << nodes[i].predecessorCount << ", has " << pointing[i]
+         << '\n';
   }
   return text.str();
 }
