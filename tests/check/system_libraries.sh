@@ -27,23 +27,23 @@ cp -r testbed/include/. "$work/root/include"
 # Nor do all versions of the headers say in C++ that they are C.
 find "$work/root/include" -name '*.h' -exec sed -i '/#ifdef __cplusplus/,/#endif/d' {} +
 
-# build NAME: configures and builds against the libraries, and checks that they were linked.
+# build TIMER: configures and builds against the libraries, and checks that they were linked and that
+# the timer symbol is asked for exactly when TIMER is "timer". Unoptimised: what is linked is the
+# question.
 build() {
-  "$cmake" -S . -B "$work/$1" -DPLATFORM=system -DCMAKE_PREFIX_PATH="$work/root" \
-    -DWARNINGS_AS_ERRORS=ON > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+  "$cmake" -S . -B "$work/build" -DPLATFORM=system -DCMAKE_PREFIX_PATH="$work/root" \
+    -DCMAKE_CXX_FLAGS_RELEASE= -DWARNINGS_AS_ERRORS=ON > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
   grep -q "Platform libraries: system ($work/root/lib/libubus.so, $work/root/lib/libubox.so)" "$work/log"
-  "$cmake" --build "$work/$1" -j 2 > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
-  objdump -p "$work/$1/bin/firewall_cpp" | grep -q 'NEEDED.*libubus.so'
-  objdump -p "$work/$1/bin/firewall_cpp" | grep -q 'NEEDED.*libubox.so'
+  "$cmake" --build "$work/build" -j 2 > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+  objdump -p "$work/build/bin/firewall_cpp" | grep -q 'NEEDED.*libubus.so'
+  objdump -p "$work/build/bin/firewall_cpp" | grep -q 'NEEDED.*libubox.so'
+  timer=none
+  if objdump -T "$work/build/bin/firewall_cpp" | grep -q uloop_support_paramtimer; then timer=timer; fi
+  if [ "$timer" != "$1" ]; then echo "the timer symbol is asked for: $timer, not $1"; exit 1; fi
 }
 
-build with_timer
-objdump -T "$work/with_timer/bin/firewall_cpp" | grep -q uloop_support_paramtimer
+build timer
+# The same build directory has answered the questions for other headers and another platform before.
 sed -i '/uloop_support_paramtimer/d' "$work/root/include/libubox/uloop.h"
-# In a build directory that has answered the question for other headers before.
-"$cmake" -S . -B "$work/without_timer" -DPLATFORM=testbed > /dev/null
-build without_timer
-if objdump -T "$work/without_timer/bin/firewall_cpp" | grep -q uloop_support_paramtimer; then
-  echo 'the timer symbol is used although the header does not have it'
-  exit 1
-fi
+"$cmake" -S . -B "$work/build" -DPLATFORM=testbed > /dev/null
+build none
