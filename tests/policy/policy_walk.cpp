@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "firewall_cpp/kovsel/kovsel.h"
-#include "tests/support/configuration.h"
+#include "tests/support/program_comparison.h"
 
 namespace policy {
 namespace {

@@ -4,12 +4,35 @@
 #include <array>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace test_support {
 namespace {
 
-constexpr std::array<std::string_view, 12> kOptionWords = {"-4", "-6", "-p", "-s", "-d", "-i",
-                                                           "-o", "-f", "-c", "-m", "-j", "-g"};
+constexpr std::array<std::string_view, 24> kOptionWords = {"-4",
+                                                           "-6",
+                                                           "-p",
+                                                           "-s",
+                                                           "-d",
+                                                           "-i",
+                                                           "-o",
+                                                           "-f",
+                                                           "-c",
+                                                           "-m",
+                                                           "-j",
+                                                           "-g",
+                                                           "--ipv4",
+                                                           "--ipv6",
+                                                           "--protocol",
+                                                           "--source",
+                                                           "--destination",
+                                                           "--in-interface",
+                                                           "--out-interface",
+                                                           "--fragment",
+                                                           "--set-counters",
+                                                           "--match",
+                                                           "--jump",
+                                                           "--goto"};
 
 bool isOptionWord(std::string_view word) {
   return std::ranges::find(kOptionWords, word) != kOptionWords.end();
@@ -22,9 +45,10 @@ std::vector<std::string> splitWords(const std::string& line) {
   return words;
 }
 
-ChainRule parseRule(const std::vector<std::string>& words) {
-  ChainRule rule;
-  for (std::size_t begin = 2; begin < words.size();) {
+// The options from the word at `begin` on.
+std::vector<std::string> optionsOf(const std::vector<std::string>& words, std::size_t begin) {
+  std::vector<std::string> options;
+  while (begin < words.size()) {
     // An option reaches to the next option word, or to the "!" before it.
     const bool negated = words[begin] == "!";
     std::size_t end = begin + (negated ? 2 : 1);
@@ -34,19 +58,37 @@ ChainRule parseRule(const std::vector<std::string>& words) {
     }
     std::string option = words[begin];
     for (std::size_t i = begin + 1; i < end; ++i) option += " " + words[i];
-    if (words[begin] == "-j" || words[begin] == "-g") {
-      rule.target = option;
-      rule.targetName = words.at(begin + 1);
-      rule.isGoto = words[begin] == "-g";
-    } else {
-      rule.matches.push_back(option);
-    }
+    options.push_back(std::move(option));
     begin = end;
+  }
+  return options;
+}
+
+bool isOneOf(std::string_view word, std::string_view shortForm, std::string_view longForm) {
+  return word == shortForm || word == longForm;
+}
+
+ChainRule parseRule(const std::vector<std::string>& words) {
+  ChainRule rule;
+  for (std::string& option : optionsOf(words, 2)) {
+    const std::vector<std::string> parts = splitWords(option);
+    const bool isGoto = isOneOf(parts[0], "-g", "--goto");
+    if (isGoto || isOneOf(parts[0], "-j", "--jump")) {
+      rule.target = std::move(option);
+      rule.targetName = parts.at(1);
+      rule.isGoto = isGoto;
+    } else {
+      rule.matches.push_back(std::move(option));
+    }
   }
   return rule;
 }
 
 }  // namespace
+
+std::vector<std::string> splitOptions(const std::string& text) {
+  return optionsOf(splitWords(text), 0);
+}
 
 Chains parseChains(std::string_view restoreText) {
   Chains chains;
@@ -63,6 +105,20 @@ Chains parseChains(std::string_view restoreText) {
     }
   }
   return chains;
+}
+
+void takeSideEffectsForTargets(Chains& chains) {
+  for (auto& [name, rules] : chains) {
+    for (ChainRule& rule : rules) {
+      if (!rule.target.empty() || rule.matches.empty() || rule.matches.back() != kRuleTag) continue;
+      rule.matches.pop_back();
+      if (rule.matches.empty() || !isOneOf(splitWords(rule.matches.back())[0], "-m", "--match")) {
+        throw std::runtime_error("a generated rule that does nothing in " + name);
+      }
+      rule.target = std::move(rule.matches.back());
+      rule.matches.pop_back();
+    }
+  }
 }
 
 bool walkChains(const Chains& chains, std::string_view chain, const WalkCallbacks& callbacks) {

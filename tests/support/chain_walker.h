@@ -14,7 +14,7 @@ namespace test_support {
 struct ChainRule {
   std::vector<std::string> matches;  // "-p tcp", "! -i br-lan", "-m mark --mark 0x1"
   std::string target;                // "-j MARK --set-mark 0x1", "-g chain"; empty without one
-  std::string targetName;            // the word after "-j" or "-g"
+  std::string targetName;            // the word after "-j" or "-g"; empty for a side effect
   bool isGoto = false;
 };
 
@@ -24,9 +24,21 @@ using Chains = std::map<std::string, std::vector<ChainRule>, std::less<>>;
 // a chain that is not declared before it.
 Chains parseChains(std::string_view restoreText);
 
+// An option text as above, for each option of a text of matches.
+std::vector<std::string> splitOptions(const std::string& text);
+
+// What ends the matches of every generated rule.
+inline constexpr std::string_view kRuleTag = "-m comment --comment ipt_compiler";
+
+// Gives the generated rules without a jump the target that they are there for: the match module
+// right before the tag, used for its side effect. There is nothing else for which such a rule is
+// generated, so this holds for a module too that other rules have as a match. Throws
+// std::runtime_error for a rule without it.
+void takeSideEffectsForTargets(Chains& chains);
+
 struct WalkCallbacks {
   // Whether the packet meets the match. Called in the order of evaluation, until one fails; a match
-  // module used for its side effect is seen here too.
+  // module used for its side effect is seen here, unless it was taken for a target.
   std::function<bool(const std::string& match)> holds;
   // Called for every target of a rule whose matches hold, except jumps, gotos and returns. Returns
   // whether the target ends the walk.

@@ -7,9 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <sstream>
 
-#include "ipt_compiler/ipt_compiler.h"
 #include "testbed/uci/uci_parser.h"
 #include "testbed/uci/uci_reply.h"
 #include "wrt_cppwrap/uci_config.h"
@@ -78,13 +76,6 @@ void setConfiguration(std::string_view uciText) {
   package() = testbed::parseUci(uciText, "firewall_cpp");
   std::destroy_at(&tavrix::params);
   std::construct_at(&tavrix::params, "firewall_cpp");
-}
-
-std::string compiledText(tavrix::IptProg program, std::string_view chain) {
-  std::uint32_t counter = 0;
-  std::ostringstream out;
-  tavrix::IptCompiler::compileHook(counter, out, program, chain, false);
-  return out.str();
 }
 
 }  // namespace test_support

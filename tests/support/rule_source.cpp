@@ -2,13 +2,9 @@
 
 #include <algorithm>
 #include <functional>
-#include <sstream>
-#include <stdexcept>
-#include <unordered_set>
 #include <utility>
 
 #include "ipt_compiler/export/ipt_lang.h"
-#include "ipt_compiler/ipt_compiler.h"
 #include "tests/support/chain_walker.h"
 
 namespace test_support {
@@ -16,8 +12,6 @@ namespace {
 
 using tavrix::IptProg;
 using Kind = ConditionSource::Kind;
-constexpr const char* kChain = "PREROUTING";
-constexpr const char* kMark = "-m comment --comment ipt_compiler";
 
 void addTokens(const ConditionSource& condition, bool nested, std::vector<std::string>& tokens) {
   switch (condition.kind) {
@@ -64,84 +58,129 @@ void addTokens(const ProgramSource& program, std::vector<std::string>& tokens) {
   }
 }
 
-bool holds(const std::string& match, const std::vector<std::string>& texts, std::uint32_t packet) {
-  const auto found = std::ranges::find(texts, match);
-  return found != texts.end() && ((packet >> (found - texts.begin())) & 1U) != 0;
-}
-
-// Every way to take one part away from a tree, each as a copy of the whole.
+// Every way to take one part away from a tree, each as a copy of the whole, until one is used.
+// Returns whether one was.
 template <class Part>
-using Use = std::function<void(const Part&)>;
+using Use = std::function<bool(const Part&)>;
 
-void eachSmaller(const ProgramSource& program, const Use<ProgramSource>& use);
+bool eachSmaller(const ProgramSource& program, const Use<ProgramSource>& use);
 
-void eachSmaller(const ConditionSource& condition, const Use<ConditionSource>& use) {
-  if (condition.kind != Kind::kTrue) use(ConditionSource{});
-  if (condition.kind == Kind::kNegatedText) use({Kind::kText, condition.text, {}});
-  for (std::size_t i = 0; i < condition.operands.size(); ++i) {
-    use(condition.operands[i]);
-    eachSmaller(condition.operands[i], [&](const ConditionSource& smaller) {
-      ConditionSource whole = condition;
-      whole.operands[i] = smaller;
-      use(whole);
-    });
+bool eachSmaller(const ConditionSource& condition, const Use<ConditionSource>& use) {
+  if (condition.kind != Kind::kTrue && use(ConditionSource{})) return true;
+  if (condition.kind == Kind::kNegatedText && use({Kind::kText, condition.text, {}})) return true;
+  const std::vector<std::string> options = splitOptions(condition.text);
+  for (const std::string& option : options) {
+    if (options.size() > 1 && use({condition.kind, option, {}})) return true;
   }
+  for (std::size_t i = 0; i < condition.operands.size(); ++i) {
+    if (use(condition.operands[i])) return true;
+    if (eachSmaller(condition.operands[i], [&](const ConditionSource& smaller) {
+          ConditionSource whole = condition;
+          whole.operands[i] = smaller;
+          return use(whole);
+        })) {
+      return true;
+    }
+  }
+  return false;
 }
 
-void eachSmaller(const StatementSource& statement, const Use<StatementSource>& use) {
+bool eachSmaller(const StatementSource& statement, const Use<StatementSource>& use) {
+  // The statement with `change` made to a copy of it.
+  const auto useWith = [&](const auto& change) {
+    StatementSource whole = statement;
+    change(whole);
+    return use(whole);
+  };
   if (statement.otherwise) {
-    StatementSource without = statement;
-    without.otherwise.reset();
-    use(without);
-    eachSmaller(*statement.otherwise, [&](const ProgramSource& smaller) {
-      StatementSource whole = statement;
-      whole.otherwise = smaller;
-      use(whole);
-    });
+    if (useWith([](StatementSource& whole) { whole.otherwise.reset(); })) return true;
+    if (eachSmaller(*statement.otherwise, [&](const ProgramSource& smaller) {
+          return useWith([&](StatementSource& whole) { whole.otherwise = smaller; });
+        })) {
+      return true;
+    }
   }
   for (std::size_t i = 0; i < statement.branches.size(); ++i) {
-    if (statement.branches.size() > 1) {
-      StatementSource without = statement;
-      without.branches.erase(without.branches.begin() + static_cast<std::ptrdiff_t>(i));
-      use(without);
+    const auto at = static_cast<std::ptrdiff_t>(i);
+    if (statement.branches.size() > 1 && useWith([at](StatementSource& whole) {
+          whole.branches.erase(whole.branches.begin() + at);
+        })) {
+      return true;
     }
-    eachSmaller(statement.branches[i].condition, [&](const ConditionSource& smaller) {
-      StatementSource whole = statement;
-      whole.branches[i].condition = smaller;
-      use(whole);
-    });
-    eachSmaller(statement.branches[i].statements, [&](const ProgramSource& smaller) {
-      StatementSource whole = statement;
-      whole.branches[i].statements = smaller;
-      use(whole);
-    });
+    const auto& [condition, statements] = statement.branches[i];
+    if (eachSmaller(condition, [&](const ConditionSource& smaller) {
+          return useWith([&](StatementSource& whole) { whole.branches[i].condition = smaller; });
+        })) {
+      return true;
+    }
+    if (eachSmaller(statements, [&](const ProgramSource& smaller) {
+          return useWith([&](StatementSource& whole) { whole.branches[i].statements = smaller; });
+        })) {
+      return true;
+    }
   }
+  return false;
 }
 
-void eachSmaller(const ProgramSource& program, const Use<ProgramSource>& use) {
+bool eachSmaller(const ProgramSource& program, const Use<ProgramSource>& use) {
   for (std::size_t i = 0; i < program.size(); ++i) {
     const auto at = static_cast<std::ptrdiff_t>(i);
     ProgramSource without = program;
     without.erase(without.begin() + at);
-    use(without);
+    if (use(without)) return true;
     // The content of a block in its place.
-    for (const StatementSource::Branch& branch : program[i].branches) {
+    const auto useUnwrapped = [&](const ProgramSource& content) {
       ProgramSource unwrapped = without;
-      unwrapped.insert(unwrapped.begin() + at, branch.statements.begin(), branch.statements.end());
-      use(unwrapped);
+      unwrapped.insert(unwrapped.begin() + at, content.begin(), content.end());
+      return use(unwrapped);
+    };
+    for (const StatementSource::Branch& branch : program[i].branches) {
+      if (useUnwrapped(branch.statements)) return true;
     }
-    eachSmaller(program[i], [&](const StatementSource& smaller) {
-      ProgramSource whole = program;
-      whole[i] = smaller;
-      use(whole);
-    });
+    if (program[i].otherwise && useUnwrapped(*program[i].otherwise)) return true;
+    if (eachSmaller(program[i], [&](const StatementSource& smaller) {
+          ProgramSource whole = program;
+          whole[i] = smaller;
+          return use(whole);
+        })) {
+      return true;
+    }
   }
+  return false;
 }
 
-std::string joined(const std::vector<std::string>& words) {
-  std::string all;
-  for (const std::string& word : words) all += (all.empty() ? "" : ", ") + word;
-  return all.empty() ? "nothing" : all;
+bool means(const ConditionSource& condition, const Holds& holds) {
+  switch (condition.kind) {
+    case Kind::kText:
+      return holds(condition.text);
+    case Kind::kNegatedText:
+      return !holds(condition.text);
+    case Kind::kTrue:
+      return true;
+    case Kind::kFalse:
+      return false;
+    case Kind::kAnd:
+      return means(condition.operands[0], holds) && means(condition.operands[1], holds);
+    case Kind::kOr:
+      return means(condition.operands[0], holds) || means(condition.operands[1], holds);
+  }
+  return false;
+}
+
+void addMeaning(const ProgramSource& program, const Holds& holds, std::vector<std::string>& met) {
+  for (const StatementSource& statement : program) {
+    if (!statement.target.empty()) {
+      met.push_back(statement.target);
+      continue;
+    }
+    const auto taken = std::ranges::find_if(
+        statement.branches, [&](const auto& branch) { return means(branch.condition, holds); });
+    if (taken != statement.branches.end()) {
+      addMeaning(taken->statements, holds, met);
+    } else if (statement.otherwise) {
+      addMeaning(*statement.otherwise, holds, met);
+    }
+  }
 }
 
 }  // namespace
@@ -160,6 +199,12 @@ std::string configurationOf(const std::vector<std::string>& tokens) {
   return text;
 }
 
+std::vector<std::string> meaningOf(const ProgramSource& program, const Holds& holds) {
+  std::vector<std::string> met;
+  addMeaning(program, holds, met);
+  return met;
+}
+
 IptProg buildProgram(const std::vector<std::string>& texts) {
   const tavrix::IptTokens tokens(texts.begin(), texts.end());
   IptProg all = tavrix::makeEmptyProg();
@@ -170,95 +215,34 @@ IptProg buildProgram(const std::vector<std::string>& texts) {
   return all;
 }
 
-std::vector<std::string> matchTextsOf(const IptProg& program) {
-  std::vector<std::string> texts;
-  std::unordered_set<const tavrix::ProxyIrNode*> seen;
-  std::vector<const tavrix::ProxyIrNode*> toVisit = {program.first.get()};
-  while (!toVisit.empty()) {
-    const tavrix::ProxyIrNode* const node = toVisit.back();
-    toVisit.pop_back();
-    if (node == nullptr || !seen.insert(node).second) continue;
-    for (const tavrix::IptTarget& target : node->targets) {
-      if (target.text.starts_with("-m")) throw std::invalid_argument("a match module as target");
-    }
-    for (const tavrix::IptMatch& match : node->matches.items) {
-      const std::string& text = tavrix::matchText(match);
-      if (std::ranges::find(texts, text) == texts.end()) texts.push_back(text);
-    }
-    for (const auto& successor : node->successor) toVisit.push_back(successor.get());
-  }
-  return texts;
-}
-
-std::vector<std::string> evaluate(const IptProg& program, const std::vector<std::string>& texts,
-                                  std::uint32_t packet) {
-  std::vector<std::string> met;
-  for (const tavrix::ProxyIrNode* node = program.first.get(); node != nullptr;) {
-    for (const tavrix::IptTarget& target : node->targets) met.push_back(target.text);
-    const bool condition = std::ranges::all_of(node->matches.items, [&](const auto& match) {
-      return holds(tavrix::matchText(match), texts, packet);
-    });
-    node =
-        node->successor[condition ? tavrix::_IptIrNode::kNext : tavrix::_IptIrNode::kNoMatch].get();
-  }
-  return met;
-}
-
 std::optional<Difference> findDifference(const ProgramSource& program, std::uint64_t& packets) {
   return findDifference(tokensOf(program), packets);
 }
 
 std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
                                          std::uint64_t& packets) {
-  const IptProg asBuilt = buildProgram(tokens);
-  const std::vector<std::string> texts = matchTextsOf(asBuilt);
-  IptProg compiled = buildProgram(tokens);
-  std::ostringstream out;
-  out << ':' << kChain << " - [0:0]\n";
-  std::uint32_t counter = 0;
-  tavrix::IptCompiler::compileHook(counter, out, compiled, kChain, false);
-  const Chains chains = parseChains(out.str());
-
-  for (std::uint32_t packet = 0; packet < (1U << texts.size()); ++packet) {
-    ++packets;
-    const std::vector<std::string> expected = evaluate(asBuilt, texts, packet);
-    std::vector<std::string> met;
-    walkChains(
-        chains, kChain,
-        {[&](const std::string& match) { return match == kMark || holds(match, texts, packet); },
-         [&](const ChainRule& rule) {
-           met.push_back(rule.target);
-           return false;
-         }});
-    if (expected != met) return Difference{packet, expected, met, out.str()};
-  }
-  return std::nullopt;
+  return findDifference([&tokens] { return buildProgram(tokens); }, "PREROUTING", packets);
 }
 
-ProgramSource shrink(ProgramSource program) {
-  std::uint64_t packets = 0;
-  for (bool smallerFound = true; smallerFound;) {
-    smallerFound = false;
-    const ProgramSource whole = program;
-    eachSmaller(whole, [&](const ProgramSource& smaller) {
-      if (smallerFound || !findDifference(smaller, packets)) return;
-      program = smaller;
-      smallerFound = true;
-    });
+ProgramSource shrink(ProgramSource program, const Differs& differs) {
+  while (eachSmaller(ProgramSource(program), [&](const ProgramSource& smaller) {
+    if (!differs(smaller)) return false;
+    program = smaller;
+    return true;
+  })) {
   }
   return program;
 }
 
+ProgramSource shrink(ProgramSource program) {
+  return shrink(std::move(program), [](const ProgramSource& smaller) {
+    std::uint64_t packets = 0;
+    return findDifference(smaller, packets).has_value();
+  });
+}
+
 std::string describe(const std::vector<std::string>& tokens, const Difference& difference) {
-  const std::vector<std::string> texts = matchTextsOf(buildProgram(tokens));
-  std::string held;
-  for (std::size_t i = 0; i < texts.size(); ++i) {
-    if (((difference.packet >> i) & 1U) != 0) held += " \"" + texts[i] + "\"";
-  }
-  return configurationOf(tokens) + "for a packet for which there holds" +
-         (held.empty() ? " nothing" : held) + "\n  the program meets " +
-         joined(difference.expected) + "\n  the chains meet " + joined(difference.met) + "\n" +
-         difference.chains;
+  return configurationOf(tokens) + describe(difference);
 }
 
 }  // namespace test_support

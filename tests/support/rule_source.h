@@ -1,14 +1,14 @@
-// Rule programs as trees that a test can make, shrink and print, and the question whether the
-// chains generated from one do what it says.
+// Rule programs as trees that a test can make, run, shrink and print.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "ipt_compiler/ir_graph.h"
+#include "tests/support/program_comparison.h"
 
 namespace test_support {
 
@@ -44,35 +44,23 @@ std::string configurationOf(const std::vector<std::string>& tokens);
 // The rule program as the readers of the language build it.
 tavrix::IptProg buildProgram(const std::vector<std::string>& tokens);
 
-// The match texts in a program's graph, each once, in depth-first order. A packet is the truth of
-// each: bit i is that of text i. Throws std::invalid_argument for a match module as target: in a
-// rule it could not be told from a match.
-std::vector<std::string> matchTextsOf(const tavrix::IptProg& program);
+// The targets that a packet meets by what the program says, as it stands in the tree. `holds` is
+// asked for whole texts, of more than one option perhaps.
+std::vector<std::string> meaningOf(const ProgramSource& program, const Holds& holds);
 
-// The targets that the packet meets in the graph as it stands: control enters at first, the targets
-// of a node happen in order, and a condition holds when all its items hold.
-std::vector<std::string> evaluate(const tavrix::IptProg& program,
-                                  const std::vector<std::string>& texts, std::uint32_t packet);
-
-struct Difference {
-  std::uint32_t packet;
-  std::vector<std::string> expected;
-  std::vector<std::string> met;
-  std::string chains;
-};
-
-// Compares the graph as built with the chains generated from it, no target being final, for every
-// packet; adds their number to `packets`. Tokens that are no program throw what the readers of the
-// language throw.
+// findDifference for the program that the readers build. Tokens that are no program throw what the
+// readers throw.
 std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
                                          std::uint64_t& packets);
 std::optional<Difference> findDifference(const ProgramSource& program, std::uint64_t& packets);
 
 // The smallest program that can be had from a differing one by taking parts away, and still
-// differs.
+// differs: by the comparison above, or by one of the test's.
+using Differs = std::function<bool(const ProgramSource& program)>;
 ProgramSource shrink(ProgramSource program);
+ProgramSource shrink(ProgramSource program, const Differs& differs);
 
-// For a failing test: the configuration, the packet, both sequences and the chains.
+// For a failing test: the configuration, the packet, both sequences and the rules.
 std::string describe(const std::vector<std::string>& tokens, const Difference& difference);
 
 }  // namespace test_support

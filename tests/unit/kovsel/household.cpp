@@ -5,6 +5,7 @@
 
 #include "ipt_compiler/rule_model.h"
 #include "tests/support/configuration.h"
+#include "tests/support/program_comparison.h"
 
 namespace kovsel_test {
 
