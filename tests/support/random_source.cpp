@@ -31,8 +31,8 @@ class ProgramMaker {
         all.push_back({target(), {}, {}});
         --size;
       } else {
-        // Any share: a large one leads to deep nesting, small ones to a long sequence.
-        const std::size_t share = 1 + below(size);
+        // A large share leads to deep nesting, small ones to a long sequence.
+        const std::size_t share = oneIn(3) ? size : 1 + below(size);
         all.push_back(block(share));
         size -= share;
       }
@@ -52,7 +52,7 @@ class ProgramMaker {
       const std::size_t tested = std::min(size, oneIn(8) ? size : 1 + below(4));
       branch.condition = condition(tested);
       size -= tested;
-      const std::size_t done = below(size + 1);
+      const std::size_t done = oneIn(3) ? size : below(size + 1);
       branch.statements = statements(done);
       size -= done;
       whole.branches.push_back(std::move(branch));

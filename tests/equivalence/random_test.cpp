@@ -1,0 +1,138 @@
+// Random programs, larger than can be tried all: the tree, the graph that the readers build and the
+// generated chains say the same. Fixed seeds, and a fresh one in every run.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <iostream>
+#include <random>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "ipt_compiler/rule_parser.h"
+#include "tests/support/random_source.h"
+
+namespace test_support {
+namespace {
+
+constexpr std::array<std::size_t, 7> kSizes = {2, 5, 10, 20, 50, 100, 200};
+constexpr std::uint64_t kSeeds = 60;
+
+// A text of several options holds when each of them does.
+class TextHolds {
+ public:
+  bool operator()(const std::string& text, const Holds& holds) {
+    const auto [known, isNew] = options_.try_emplace(text);
+    if (isNew) known->second = splitOptions(text);
+    return std::ranges::all_of(known->second, holds);
+  }
+
+ private:
+  std::unordered_map<std::string, std::vector<std::string>> options_;
+};
+
+// Whether the graph that the readers build is another program than the tree.
+bool isMisread(const ProgramSource& source) {
+  const tavrix::IptProg program = buildProgram(tokensOf(source));
+  const MatchNumbers numbers = matchNumbersOf(program);
+  TextHolds textHolds;
+  return std::ranges::any_of(packetsOver(numbers.size()), [&](const Packet& packet) {
+    const Holds holds = holdsIn(numbers, packet);
+    return meaningOf(source, [&](const std::string& text) { return textHolds(text, holds); }) !=
+           evaluate(program, holds);
+  });
+}
+
+// False at the first difference, which is then reported.
+bool check(std::uint64_t seed, std::size_t size, std::uint64_t& packets) {
+  const ProgramSource program = randomProgram(seed, size);
+  if (isMisread(program)) {
+    ADD_FAILURE() << "seed " << seed << ", size " << size << ": misread\n"
+                  << configurationOf(tokensOf(shrink(program, isMisread)));
+    return false;
+  }
+  if (findDifference(program, packets)) {
+    const ProgramSource smallest = shrink(program);
+    ADD_FAILURE() << "seed " << seed << ", size " << size << "\n"
+                  << describe(tokensOf(smallest), *findDifference(smallest, packets));
+    return false;
+  }
+  return true;
+}
+
+TEST(RandomPrograms, MeanTheSameAsTreeAsGraphAndAsChains) {
+  const std::uint64_t fresh = std::random_device()();
+  std::cout << "random: " << kSeeds + 1 << " seeds, fresh one " << fresh << "\n";
+  std::uint64_t programs = 0;
+  std::uint64_t packets = 0;
+  for (const std::size_t size : kSizes) {
+    for (std::uint64_t seed = 0; seed <= kSeeds; ++seed) {
+      if (!check(seed == 0 ? fresh : seed, size, packets)) return;
+      ++programs;
+    }
+  }
+  std::cout << "random: " << programs << " programs, " << packets << " packets\n";
+}
+
+std::size_t depthOf(const ProgramSource& program) {
+  std::size_t deepest = 0;
+  for (const StatementSource& statement : program) {
+    for (const auto& branch : statement.branches) {
+      deepest = std::max(deepest, 1 + depthOf(branch.statements));
+    }
+    if (statement.otherwise) deepest = std::max(deepest, 1 + depthOf(*statement.otherwise));
+  }
+  return deepest;
+}
+
+TEST(RandomPrograms, AreOfEveryShape) {
+  std::set<int> kinds;
+  std::set<std::string> targetWords;
+  std::set<std::string> keywords;
+  std::size_t depth = 0;
+  for (std::uint64_t seed = 1; seed <= kSeeds; ++seed) {
+    const ProgramSource source = randomProgram(seed, kSizes.back());
+    depth = std::max(depth, depthOf(source));
+    for (const std::string& token : tokensOf(source)) {
+      if (token.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ()") == std::string::npos) {
+        keywords.insert(token);
+      } else if (token.starts_with("-")) {
+        targetWords.insert(token.substr(0, token.find(' ')));
+      }
+    }
+    for (const auto& [text, number] : matchNumbersOf(buildProgram(tokensOf(source)))) {
+      const tavrix::IptMatchList list = tavrix::parseMatches(text, "test", 1);
+      kinds.insert(tavrix::matchKind(list.items.front()));
+    }
+  }
+  EXPECT_EQ(kinds, (std::set<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+  EXPECT_EQ(keywords, (std::set<std::string>{"(", ")", "AND", "ELSE", "ELSEIF", "FI", "IF", "NOT",
+                                             "OR", "THEN"}));
+  for (const char* word : {"-j", "--jump", "-m", "--match"}) {
+    EXPECT_TRUE(targetWords.contains(word)) << word;
+  }
+  EXPECT_GE(depth, 10U);
+}
+
+TEST(RandomPrograms, TestEachFamilyOnceUnlessTheyMayRepeatIt) {
+  RandomTexts repeating = allKindsOfTexts();
+  repeating.repeatsFamilies = true;
+  const auto conditionsOnV4 = [](const RandomTexts& texts) {
+    const std::vector<std::string> tokens = tokensOf(randomProgram(1, 200, texts));
+    return std::ranges::count_if(tokens, [](const std::string& token) {
+      const std::vector<std::string> options =
+          splitOptions(token.starts_with("NOT") ? token.substr(3) : token);
+      return std::ranges::any_of(options, [](const std::string& option) {
+        return option.ends_with("-4") || option.ends_with("--ipv4");
+      });
+    });
+  };
+  EXPECT_EQ(conditionsOnV4(allKindsOfTexts()), 1);
+  EXPECT_GT(conditionsOnV4(repeating), 3);
+}
+
+}  // namespace
+}  // namespace test_support
