@@ -2,7 +2,7 @@
 
 demo_packages=(g++ cmake ninja-build iptables libxtables-dev iproute2 ipset util-linux)
 check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format clang-tidy
-                libgtest-dev libgmock-dev libbenchmark-dev git)
+                libgtest-dev libgmock-dev libbenchmark-dev libboost-graph-dev git)
 mutation_packages=("${check_packages[@]}" lld python3)
 
 # install_missing PACKAGE...

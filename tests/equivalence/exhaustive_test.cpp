@@ -1,4 +1,5 @@
-// The generated chains do what the program says: every program of a family, every packet. The
+// The generated chains do what the program says, and the graph stages before them do what they
+// should: every program of a family, every packet. The
 // families together cover conditions over up to three texts with constants at every place, IF,
 // ELSEIF and ELSE nested to depth 2, and sequences of up to three statements.
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/graph_checks.h"
 #include "tests/support/rule_source.h"
 
 namespace test_support {
@@ -92,7 +94,9 @@ class Checker {
  public:
   explicit Checker(std::string family) : family_(std::move(family)) {}
   ~Checker() {
-    std::cout << family_ << ": " << programs_ << " programs, " << packets_ << " packets\n";
+    std::cout << family_ << ": " << programs_ << " programs, " << packets_ << " packets, "
+              << graphs_.distinctGraphs() << " graphs, " << graphs_.emptiedJunctions()
+              << " emptied junctions\n";
   }
   Checker(const Checker&) = delete;
   Checker& operator=(const Checker&) = delete;
@@ -100,6 +104,10 @@ class Checker {
   // Returns false when the test is to end.
   bool check(const ProgramSource& program) {
     ++programs_;
+    if (const std::string wrong = graphs_.check(program); !wrong.empty()) {
+      ADD_FAILURE() << wrong;
+      return false;
+    }
     if (!findDifference(program, packets_)) return true;
     const ProgramSource smallest = shrink(program);
     ADD_FAILURE() << describe(tokensOf(smallest), *findDifference(smallest, packets_));
@@ -110,6 +118,7 @@ class Checker {
   std::string family_;
   std::uint64_t programs_ = 0;
   std::uint64_t packets_ = 0;
+  GraphChecks graphs_;
 };
 
 class EveryProgram : public testing::TestWithParam<Texts> {};

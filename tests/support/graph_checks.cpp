@@ -1,0 +1,144 @@
+#include "tests/support/graph_checks.h"
+
+#include <algorithm>
+#include <deque>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "ipt_compiler/post_dominators.h"
+#include "ipt_compiler/simplification.h"
+#include "tests/support/program_comparison.h"
+
+namespace test_support {
+namespace {
+
+using tavrix::ProxyIrNode;
+using tavrix::_IptIrNode::kNext;
+using tavrix::_IptIrNode::kNoMatch;
+using tavrix::_IptIrNode::kSuccessorOrder;
+
+// The edges in the order in which chain generation enters them: depth-first, each when it is taken.
+Edges edgesOf(const NodeNumbers& nodes) {
+  struct Frame {
+    std::size_t node;
+    std::size_t visited;
+  };
+  Edges edges;
+  std::vector<bool> seen(nodes.size(), false);
+  std::vector<Frame> frames = {{0, 0}};
+  while (!frames.empty()) {
+    Frame& frame = frames.back();
+    if (frame.visited == kSuccessorOrder.size()) {
+      frames.pop_back();
+      continue;
+    }
+    const auto& successor = nodes[frame.node].successor[kSuccessorOrder[frame.visited++]];
+    if (!successor) continue;
+    const std::size_t number = nodes.of(*successor);
+    edges.emplace_back(frame.node, number);
+    if (seen[number]) continue;
+    seen[number] = true;
+    frames.push_back({number, 0});
+  }
+  return edges;
+}
+
+// As postDominatorsByBoost, by the product.
+std::vector<std::size_t> postDominatorsByProduct(std::size_t size, const Edges& edges,
+                                                 std::size_t exit) {
+  std::deque<tavrix::IdomVertex> vertices(size);
+  std::unordered_map<const tavrix::IdomVertex*, std::size_t> numbers;
+  for (std::size_t i = 0; i < size; ++i) numbers.emplace(&vertices[i], i);
+  for (const auto& [from, to] : edges) {
+    vertices[from].successors.push_back(&vertices[to]);
+    vertices[to].predecessors.push_back(&vertices[from]);
+  }
+  const tavrix::PostDominators found = tavrix::postDominators(vertices[exit]);
+  std::vector<std::size_t> dominators(size, size);
+  for (std::size_t i = 0; i < size; ++i) {
+    if (i != exit) dominators[i] = numbers.at(&found.of(vertices[i]));
+  }
+  return dominators;
+}
+
+std::string text(const std::vector<std::size_t>& numbers) {
+  std::string all;
+  for (const std::size_t number : numbers) all += ' ' + std::to_string(number);
+  return all;
+}
+
+bool isJunction(const ProxyIrNode& node) {
+  return !node.isExit && node.targets.empty() && node.isUnconditional();
+}
+
+// Whether `next` may be what is left of a condition whose modules all moved into the one of `node`.
+bool isEmptied(const ProxyIrNode& node, const ProxyIrNode& next) {
+  const auto modules = std::ranges::count_if(node.matches.items, [](const tavrix::IptMatch& match) {
+    return tavrix::matchKind(match) == tavrix::_IptMatches::Match::kKind;
+  });
+  return modules >= 2 && node.successor[kNext].get() == &next &&
+         node.successor[kNoMatch].get() != &next && next.predecessorCount == 1 &&
+         next.matches.items.empty() && next.matches.elementCount == 0 && !next.successor[kNoMatch];
+}
+
+}  // namespace
+
+std::string GraphChecks::checkPostDominators(const NodeNumbers& nodes, const ProxyIrNode& exit) {
+  const Edges edges = edgesOf(nodes);
+  if (compared_.contains(edges)) return {};
+  const std::size_t exitNumber = nodes.of(exit);
+  const auto byProduct = postDominatorsByProduct(nodes.size(), edges, exitNumber);
+  const auto byBoost = postDominatorsByBoost(nodes.size(), edges, exitNumber);
+  if (byProduct == byBoost) {
+    compared_.insert(edges);
+    return {};
+  }
+  return "post-dominators are" + text(byProduct) + "\nby Boost they are" + text(byBoost) + '\n';
+}
+
+std::string GraphChecks::check(tavrix::IptProg program) {
+  const MatchNumbers texts = matchNumbersOf(program);
+  const std::vector<Packet> packets = packetsOver(texts.size());
+  packets_ += packets.size();
+  std::vector<std::vector<std::string>> met;
+  for (const Packet& packet : packets) met.push_back(evaluate(program, holdsIn(texts, packet)));
+  const ProxyIrNode::Pointer exit = tavrix::makeProxy();
+  program = tavrix::sequence(std::move(program), {exit, exit});
+  std::string wrong = checkPostDominators(NodeNumbers(*program.first), *exit);
+
+  tavrix::simplify(program.first, exit);
+  const NodeNumbers nodes(*program.first);
+  wrong += checkPostDominators(nodes, *exit) + wrongPredecessorCounts(nodes);
+  for (std::size_t i = 0; i < packets.size(); ++i) {
+    if (evaluate(program, holdsIn(texts, packets[i])) == met[i]) continue;
+    wrong += "simplification changes what packet " + std::to_string(i) + " meets\n";
+  }
+  std::uint64_t emptied = 0;
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    for (const ProxyIrNode::Pointer& successor : nodes[i].successor) {
+      if (!successor || !isJunction(*successor)) continue;
+      if (isEmptied(nodes[i], *successor)) {
+        ++emptied;
+      } else {
+        wrong += "the junction behind node " + std::to_string(i) + " was left\n";
+      }
+    }
+  }
+  emptiedJunctions_ += emptied;
+  const std::string once = graphText(program.first);
+  tavrix::simplify(program.first, exit);
+  const std::string twice = graphText(program.first);
+  if (twice != once && emptied == 0) wrong += "simplified again:\n" + twice;
+  return wrong.empty() ? wrong : wrong + "simplified:\n" + once;
+}
+
+std::string GraphChecks::check(const ProgramSource& program) {
+  if (check(buildProgram(tokensOf(program))).empty()) return {};
+  const ProgramSource smallest = shrink(program, [this](const ProgramSource& smaller) {
+    return !check(buildProgram(tokensOf(smaller))).empty();
+  });
+  return configurationOf(tokensOf(smallest)) + check(buildProgram(tokensOf(smallest)));
+}
+
+}  // namespace test_support

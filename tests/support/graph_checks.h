@@ -1,0 +1,47 @@
+// Checks what the compiler does to the graph of a rule program before it writes chains: the
+// simplification, and the immediate post-dominators before and after it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <string>
+
+#include "ipt_compiler/ir_graph.h"
+#include "tests/support/dominator_tree.h"
+#include "tests/support/graph_text.h"
+#include "tests/support/rule_source.h"
+
+namespace test_support {
+
+class GraphChecks {
+ public:
+  // Appends an exit to the program and simplifies it; nothing else may hold its nodes. Returns what
+  // is wrong, empty when nothing is:
+  //  - immediate post-dominators are those that Boost finds, before and after simplification;
+  //  - every packet meets the same targets before and after it;
+  //  - every predecessor count is what a recount of the successor slots gives;
+  //  - no edge leads to a junction that could be bypassed, and simplifying again changes nothing.
+  // The one exception to the last: two conditions that fuse into one by moving match modules alone
+  // are no change that makes simplification look again, so that the emptied one may stay.
+  std::string check(tavrix::IptProg program);
+  // The same for the program that the readers of the language build; what is wrong is said of the
+  // smallest program that can be had from a failing one.
+  std::string check(const ProgramSource& program);
+
+  // How many packets were run, before and after simplification.
+  std::uint64_t packets() const { return packets_; }
+  // How many different graphs the post-dominators were compared on.
+  std::size_t distinctGraphs() const { return compared_.size(); }
+  // How many emptied junctions stayed.
+  std::uint64_t emptiedJunctions() const { return emptiedJunctions_; }
+
+ private:
+  std::string checkPostDominators(const NodeNumbers& nodes, const tavrix::ProxyIrNode& exit);
+
+  std::set<Edges> compared_;
+  std::uint64_t packets_ = 0;
+  std::uint64_t emptiedJunctions_ = 0;
+};
+
+}  // namespace test_support
