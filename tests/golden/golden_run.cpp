@@ -160,11 +160,6 @@ RunRecord runOnce(const std::string& config) {
   return runOnce(scenario);
 }
 
-std::string uncaught(std::string_view type, std::string_view what) {
-  return "terminate called after throwing an instance of '" + std::string(type) +
-         "'\n  what():  " + std::string(what) + "\n";
-}
-
 std::string withoutLoaderNotes(const std::string& err) {
   std::string rest;
   for (const std::string& line : linesOf(err)) {

@@ -88,8 +88,7 @@ std::vector<RunRecord> runAll(const Scenario& scenario);
 RunRecord runOnce(const Scenario& scenario);
 RunRecord runOnce(const std::string& config);
 
-// What the C++ runtime prints when an exception ends a program.
-std::string uncaught(std::string_view type, std::string_view what);
+using test_support::uncaught;
 
 // An error text without what the dynamic loader says of the preload library, which is missing on a
 // machine that refuses namespaces.

@@ -125,4 +125,9 @@ ProcessResult runProcess(const std::vector<std::string>& arguments, const Proces
   return BackgroundProcess(arguments, options).wait();
 }
 
+std::string uncaught(std::string_view type, std::string_view what) {
+  return "terminate called after throwing an instance of '" + std::string(type) +
+         "'\n  what():  " + std::string(what) + "\n";
+}
+
 }  // namespace test_support

@@ -27,6 +27,9 @@ struct ProcessOptions {
 ProcessResult runProcess(const std::vector<std::string>& arguments,
                          const ProcessOptions& options = {});
 
+// What the C++ runtime prints when an exception ends a program.
+std::string uncaught(std::string_view type, std::string_view what);
+
 // A program that runs beside the test. The destructor kills it if it still runs.
 class BackgroundProcess {
  public:

@@ -1,0 +1,67 @@
+# Run by a shell on the router: takes the rows of a table of faults one after the other. A row is a
+# directory with the shell texts before, during and after, options for watch_program and scripts of
+# failing_tool.sh; what became of the run is written beside them.
+#
+# FAULTS is the directory of the table, with the tables' text before each run in `old`. A row may
+# cover /tmp, so the directory is reached through /run.
+mkdir /run/faults
+mount --bind "$FAULTS" /run/faults
+cd /run/faults
+ulimit -c 0
+REAL_TOOLS=$(dirname "$(command -v iptables-save)")
+export FAULT REAL_TOOLS
+
+show_tables() {
+  for family in iptables ip6tables; do
+    for table in mangle nat filter; do $family-save -t $table; done
+  done
+}
+
+run_program() { PATH=/run/tools "$@"; }
+
+# The bus of a table that starts the router without one. Its process is $bus.
+start_bus() {
+  mkfifo /run/bus_ready
+  "$BUS_DAEMON" --config-dir="$TESTBED_CONFIG_DIR" --ready-fd=7 7> /run/bus_ready &
+  bus=$!
+  read -r _ < /run/bus_ready
+  rm /run/bus_ready
+}
+
+# Changes a table although somebody holds the lock, as a program does that never asks for it.
+change_unlocked() { LD_PRELOAD=/usr/lib/libxtlock_intercept.so "$@"; }
+
+# Waits until somebody waits for the tables' lock. The kernel lists waiting processes with an arrow
+# and names the file by its device and inode.
+await_waiting() {
+  device=$(mountpoint -d /run)
+  file=$(printf %02x:%02x:%d "${device%:*}" "${device#*:}" "$(stat -c %i /run/xtables.lock)")
+  until grep -q -e "-> FLOCK .* $file " /proc/locks; do :; done
+}
+
+for row in rows/*; do
+  rm -rf /run/tools
+  cp -R tools /run/tools
+  for family in iptables ip6tables; do change_unlocked $family-restore < old/$family; done
+  echo 0 > /run/count.tool
+  echo 0 > /run/count.cat
+
+  FAULT=$PWD/$row
+  . "./$row/before"
+  # The options may name what was started before.
+  eval "run_program '$WATCH_PROGRAM' $(cat "$row/options") '$PWD/$row/report' '$PROGRAM'" \
+    > "$row/out" 2> "$row/err" &
+  run=$!
+  . "./$row/during"
+  wait $run || { cat "$row/err" >&2; exit 1; }
+  . "./$row/after"
+  FAULT=
+  show_tables > "$row/tables"
+
+  rm -rf /run/tools
+  cp -R tools /run/tools
+  status=0
+  run_program "$PROGRAM" > "$row/healed_out" 2> "$row/healed_err" || status=$?
+  echo $status > "$row/healed_status"
+  show_tables > "$row/healed_tables"
+done

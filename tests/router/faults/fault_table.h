@@ -1,0 +1,63 @@
+// A table of faults: each row says what goes wrong in a run of the product and what must hold
+// afterwards. The rows of a table are run one after the other on one router, each on the same
+// tables: rules of other programs, and in every table a rule of an earlier run. A fault is gone
+// when the row is over, and then one more run must do everything that the failed one did not.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace fault_test {
+
+// Shell texts are run by fault_rows.sh, which has functions for them.
+struct Fault {
+  std::string name = {};
+  std::string before = {};  // in the shell, before the run
+  std::string during = {};  // beside it
+  std::string after = {};   // and after it, when the tables are not looked at yet
+  std::map<int, std::string> tools =
+      {};  // in the n-th save or restore tool, from 1; see failing_tool.sh
+  std::map<int, std::string> cats = {};  // in the `cat` of the n-th pass
+  std::string options = {};              // of watch_program
+
+  int status = 0;                 // as a shell tells it
+  std::string err = {};           // whole, but for the tools' versions
+  std::string tables = "nnnnnn";  // of each pass: n as after a whole run, o as before it
+  // The text of a table that is neither, by pass, from 1.
+  std::map<int, std::string> otherTables = {};
+  std::map<int, std::string> healedTables = {};  // the same for the run after it
+  // What watch_program says next to the status.
+  std::string_view left = "left=none lock=free after=free";
+  std::string note = {};  // what a row of its own file says in `noted`
+};
+
+inline constexpr std::string_view kAnyLeft = "";  // nothing but that the lock is free in the end
+inline constexpr int kAborted = 128 + 6;
+inline constexpr int kPasses = 6;
+
+struct Setup {
+  std::string tables = "legacy";
+  std::string config = {};  // empty: the small setup of the product's tests
+  bool bus = true;
+  std::string err = {};  // what the router itself says, whole
+};
+
+// The table of a pass, from 1, as saved without comments: before every run, and after a whole one.
+std::string oldTable(int pass);
+std::string newTable(int pass);
+
+// The passes that a table has rows for: all, and fewer for the nft tables, which take longer and
+// whose tools differ in nothing that faults are about.
+std::vector<int> passesFor(const std::string& tables);
+
+// Runs the rows and compares all that is said above, and that the run after each row ends with 0
+// and makes every table new. Prints how many rows there were, unless `what` is empty. Returns the
+// lines of watch_program's report of each row behind the first; none when the router failed.
+std::vector<std::string> checkFaults(std::string_view what, const std::vector<Fault>& faults,
+                                     const Setup& setup = {});
+
+}  // namespace fault_test

@@ -1,0 +1,240 @@
+// The two fixed paths of a run: the file that goes from the program to the restore tool, and the
+// tables' lock.
+#include <string>
+
+#include "tests/router/faults/fault_table.h"
+#include "tests/router/product_run.h"
+#include "tests/unit/router_command/router_under_test.h"
+
+namespace fault_test {
+namespace {
+
+using test_support::uncaught;
+
+std::string repeated(const std::string& line, int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += line;
+  return text;
+}
+
+const std::string kNoFile = "cat: /tmp/ipt_compiler_out: No such file or directory\n";
+const std::string kDirectory = "cat: /tmp/ipt_compiler_out: Is a directory\n";
+const std::string kNoCommit = uncaught("std::runtime_error", "failed to commit");
+const std::string kNoLock = uncaught("std::runtime_error", "Can't get xtable lock.");
+
+// Puts a text into the file and makes it one that root cannot write either.
+std::string stale(const std::string& text) {
+  return "cat > /tmp/ipt_compiler_out << 'END'\n" + text +
+         "END\n"
+         "mount --bind /tmp/ipt_compiler_out /tmp/ipt_compiler_out\n"
+         "mount -o remount,bind,ro /tmp/ipt_compiler_out\n";
+}
+const std::string kNoLongerStale = "umount /tmp/ipt_compiler_out; rm /tmp/ipt_compiler_out\n";
+
+const std::string kOpenFilter =
+    "*filter\n:INPUT ACCEPT [0:0]\n:FORWARD ACCEPT [0:0]\n:OUTPUT ACCEPT [0:0]\nCOMMIT\n";
+
+// Covers /tmp by a file system with so many free pages of memory, of four.
+std::string fullTmp(int free) {
+  return "mount -t tmpfs -o size=16k none /tmp\n"
+         "head -c " +
+         std::to_string(4096 * (4 - free)) + " /dev/zero > /tmp/filler\n";
+}
+const std::string kNoLongerFull = "umount /tmp\n";
+
+// Some 9,000 bytes, which take three pages: rules of another program in the first pass's table.
+const std::string kManyRules = [] {
+  std::string rules;
+  for (int i = 0; i < 250; ++i) {
+    rules += "-A INPUT -s 10.0.0." + std::to_string(i) + "/32 -j ACCEPT\n";
+  }
+  return rules;
+}();
+
+std::string withManyRules(std::string table) {
+  return table.insert(table.find("-A FORWARD"), kManyRules);
+}
+
+using FileFaults = product_test::ProductTest;
+INSTANTIATE_TEST_SUITE_P(Kinds, FileFaults, testing::Values("legacy", "nft"),
+                         [](const auto& kind) { return kind.param; });
+
+// A file that cannot be written is no error of the program's own: the restore tools get what can be
+// read there. That is nothing, and then no table changes, or an older text.
+TEST_P(FileFaults, OfTheOutputFile) {
+  const std::vector<Fault> faults = {
+      {.name = "a directory is in its place",
+       .before = "mkdir /tmp/ipt_compiler_out",
+       .after = "rmdir /tmp/ipt_compiler_out",
+       .err = repeated(kDirectory, kPasses),
+       .tables = "oooooo"},
+      {.name = "the file system is read-only",
+       .before = "mount -t tmpfs -o ro none /tmp",
+       .after = "umount /tmp",
+       .err = repeated(kNoFile, kPasses),
+       .tables = "oooooo"},
+      {.name = "the file system has no room for one more file",
+       .before = "mount -t tmpfs -o nr_inodes=2 none /tmp; : > /tmp/filler",
+       .after = "umount /tmp",
+       .err = repeated(kNoFile, kPasses),
+       .tables = "oooooo"},
+      {.name = "a link into a missing directory is in its place",
+       .before = "rm -f /tmp/ipt_compiler_out; ln -s missing/file /tmp/ipt_compiler_out",
+       .after = "rm /tmp/ipt_compiler_out",
+       .err = repeated(kNoFile, kPasses),
+       .tables = "oooooo"},
+      {.name = "a link to a missing file is in its place, and makes it",
+       .before = "rm -f /tmp/ipt_compiler_out; ln -s made /tmp/ipt_compiler_out",
+       .after = "rm /tmp/ipt_compiler_out /tmp/made"},
+      {.name = "a file of an earlier run is in its place, and is replaced",
+       .before = "yes stale | head -c 100000 > /tmp/ipt_compiler_out"},
+      // The worst that can happen: the six passes install an older text, whatever its table is.
+      {.name = "a file of an earlier run is there and cannot be written",
+       .before = stale(kOpenFilter),
+       .after = kNoLongerStale,
+       .tables = "oo-oo-",
+       .otherTables = {{3, kOpenFilter}, {6, kOpenFilter}},
+       .healedTables = {{3, kOpenFilter}, {6, kOpenFilter}}},
+      {.name = "a file with half a text is there and cannot be written",
+       .before = stale("*filter\n:INPUT ACCEPT [0:0]\n"),
+       .after = kNoLongerStale,
+       .status = kAborted,
+       .err = "iptables-restore: COMMIT expected at line 3\n" + kNoCommit,
+       .tables = "oooooo"},
+  };
+  checkFaults("faults of the output file", faults, {.tables = GetParam()});
+}
+
+// A text that has been cut off has no COMMIT line. One that has been cut off to nothing is no
+// error.
+TEST_P(FileFaults, OfAFullFileSystem) {
+  std::vector<Fault> faults = {
+      {.name = "no page free for small tables",
+       .before = fullTmp(0),
+       .after = kNoLongerFull,
+       .tables = "oooooo"},
+      {.name = "one page free for small tables", .before = fullTmp(1), .after = kNoLongerFull}};
+  for (int free = 0; free <= 4; ++free) {
+    const bool fits = free >= 3;
+    const bool isEmpty = free == 0;
+    Fault fault;
+    fault.name = std::to_string(free) + " pages free for a table of three";
+    fault.before = "cat > /run/many << 'END'\n*mangle\n" + kManyRules +
+                   "COMMIT\nEND\nchange_unlocked iptables-restore --noflush < /run/many\n" +
+                   fullTmp(free);
+    fault.after = kNoLongerFull;
+    // The tool's own message depends on the word that the text ends in.
+    if (!fits && !isEmpty) fault.tools[2] = "exec 2> /dev/null";
+    fault.status = fits || isEmpty ? 0 : kAborted;
+    fault.err = fits || isEmpty ? "" : kNoCommit;
+    fault.tables = fits ? "nnnnnn" : "oooooo";
+    fault.otherTables = {{1, withManyRules(fits ? newTable(1) : oldTable(1))}};
+    fault.healedTables = {{1, withManyRules(newTable(1))}};
+    faults.push_back(fault);
+  }
+  checkFaults("faults of a full file system", faults, {.tables = GetParam()});
+}
+
+TEST_P(FileFaults, OfTheLockFile) {
+  const std::vector<Fault> faults = {
+      {.name = "the lock file is missing, and is made", .before = "rm -f /run/xtables.lock"},
+      {.name = "the lock file's directory is missing",
+       .before = "rm -f /run/xtables.lock; ln -s missing/xtables.lock /run/xtables.lock",
+       .after = "rm /run/xtables.lock",
+       .status = kAborted,
+       .err = kNoLock,
+       .tables = "oooooo",
+       .left = "left=none lock=missing after=missing"},
+      {.name = "a directory is in the lock file's place",
+       .before = "rm -f /run/xtables.lock; mkdir /run/xtables.lock",
+       .after = "rmdir /run/xtables.lock",
+       .status = kAborted,
+       .err = kNoLock,
+       .tables = "oooooo"},
+      {.name = "the directory of the lock and of the bus is missing",
+       .before = "mount -t tmpfs none /var",
+       .after = "umount /var",
+       .status = kAborted,
+       .err = uncaught("std::runtime_error", "Ubus: Failed to connect to ubusd."),
+       .tables = "oooooo"},
+  };
+  checkFaults("faults of the lock file", faults, {.tables = GetParam()});
+}
+
+// Another process holds the lock until `release`, or until it is killed.
+const std::string kHold = R"sh(
+mkfifo /run/held /run/end
+flock --no-fork /run/xtables.lock sh -c 'echo > /run/held; exec cat /run/end > /dev/null' &
+holder=$!
+cat /run/held > /dev/null
+release() { echo > /run/end; wait $holder; rm /run/held /run/end; }
+)sh";
+
+TEST_P(FileFaults, OfALockThatIsHeld) {
+  const std::string killProgram = " $(cat $row/report.pid)\n";
+  const std::vector<Fault> faults = {
+      {.name = "it is released, and the run goes on",
+       .before = kHold,
+       .during = "await_waiting; show_tables > /run/before; release\n",
+       .after = "grep -c comment.ipt_compiler /run/before > $row/noted",
+       .note = "6\n"},
+      {.name = "the program is killed while it waits",
+       .before = kHold,
+       .during = "await_waiting; kill -KILL" + killProgram,
+       .after = "release",
+       .status = 128 + 9,
+       .tables = "oooooo",
+       .left = "left=none lock=held after=held"},
+      {.name = "the program is ended while it waits",
+       .before = kHold,
+       .during = "await_waiting; kill -TERM" + killProgram,
+       .after = "release",
+       .status = 128 + 15,
+       .tables = "oooooo",
+       .left = "left=none lock=held after=held"},
+      {.name = "the holder is killed, and the run goes on",
+       .before = kHold,
+       .during = "await_waiting; kill -KILL $holder",
+       .after = "wait $holder || rm /run/held /run/end"},
+  };
+  checkFaults("faults of a lock that is held", faults, {.tables = GetParam()});
+}
+
+// Without the preload library the restore tool waits for the lock that it has inherited itself, and
+// so for ever; nft tools take no lock.
+TEST(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKilled) {
+  if (const std::string reason = router_test::refusal("legacy"); !reason.empty()) {
+    GTEST_SKIP() << reason;
+  }
+  const std::string library = "/usr/lib/libxtlock_intercept.so";
+  // Once for the shell of failing_tool.sh, once for the tool.
+  const std::string notLoaded = repeated("ERROR: ld.so: object '" + library +
+                                             "' from LD_PRELOAD cannot be preloaded (file too "
+                                             "short): ignored.\n",
+                                         2);
+  Fault fault = {.name = "the library is missing",
+                 .before = "umount " + library,
+                 .during = "await_waiting; kill -KILL $(cat /run/restore)",
+                 .after = "mount --bind $PRELOAD_LIBRARY " + library,
+                 .tools = {{2, "echo $$ > /run/restore"}},
+                 .status = kAborted,
+                 .err = notLoaded + "Killed\n" + kNoCommit,
+                 .tables = "oooooo"};
+  std::vector<Fault> faults = {fault};
+  // The lock stays with the tool.
+  fault.name = "the library is missing, and the program is ended first";
+  fault.before += "\nmkfifo /run/ended";
+  fault.tools[2] += "; { read -r _ <&9; echo > /run/ended; } &";
+  fault.during =
+      "await_waiting; kill -TERM $(cat $row/report.pid)\n"
+      "cat /run/ended > /dev/null; kill -KILL $(cat /run/restore)";
+  fault.after += "\nrm /run/ended";
+  fault.status = 128 + 15;
+  fault.err = notLoaded + "Killed\n";
+  fault.left = "left=some lock=held after=free";
+  faults.push_back(fault);
+  checkFaults("faults of the preload library", faults);
+}
+
+}  // namespace
+}  // namespace fault_test

@@ -1,0 +1,199 @@
+// A save tool, restore tool, `cat` or shell that is missing, fails, dies or stops half-way, in each
+// of the six passes.
+#include <algorithm>
+
+#include "tests/router/faults/fault_table.h"
+#include "tests/router/product_run.h"
+
+namespace fault_test {
+namespace {
+
+enum class Run { GoesOn, Ends };
+
+struct ToolFault {
+  const char* name;
+  const char* script;   // of the tool; see failing_tool.sh
+  const char* message;  // of the tools and the shell; @ is "iptables" or "ip6tables"
+  Run run;
+  char table;  // of the pass: n as after a whole run, o as before it
+};
+
+// What a save tool prints is taken for the whole table, however it ends. A text that breaks off has
+// no COMMIT line and is refused; no text at all changes nothing, and the run goes on without a
+// word.
+constexpr ToolFault kSaveFaults[] = {
+    {"fails", "exit 1", "", Run::GoesOn, 'o'},
+    {"is killed", "kill -KILL $$", "Killed\n", Run::GoesOn, 'o'},
+    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::GoesOn, 'o'},
+    {"stops half-way", "real \"$@\" | head -n 3; exit 1", "@-restore: COMMIT expected at line 4\n",
+     Run::Ends, 'o'},
+    {"prints a first comment only", "real \"$@\" | head -n 1; exit 1", "", Run::GoesOn, 'o'},
+    {"fails after its whole text", "real \"$@\"; exit 1", "", Run::GoesOn, 'n'},
+    {"is killed after its whole text", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn, 'n'},
+};
+
+// A table is replaced in one step: either it was, or it is as before.
+constexpr ToolFault kRestoreFaults[] = {
+    {"fails", "exit 1", "", Run::Ends, 'o'},
+    {"is killed", "kill -KILL $$", "Killed\n", Run::Ends, 'o'},
+    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::Ends, 'o'},
+    {"gets half of its text", "head -n 3 | real \"$@\"; exit 1",
+     "@-restore: COMMIT expected at line 4\n", Run::Ends, 'o'},
+    {"is killed with half of its text", "head -n 3 > /dev/null; kill -KILL $$", "Killed\n",
+     Run::Ends, 'o'},
+    {"fails after its work", "real \"$@\"; exit 1", "", Run::Ends, 'n'},
+    {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::Ends, 'n'},
+};
+
+// The shell's status of the pipeline is that of the restore tool, for which no text is no error.
+constexpr ToolFault kCatFaults[] = {
+    {"fails", "exit 1", "", Run::GoesOn, 'o'},
+    {"is killed", "kill -KILL $$", "Killed\n", Run::GoesOn, 'o'},
+    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::GoesOn, 'o'},
+    {"stops half-way", "real \"$@\" | head -n 3; exit 1", "@-restore: COMMIT expected at line 4\n",
+     Run::Ends, 'o'},
+    {"fails after its work", "real \"$@\"; exit 1", "", Run::GoesOn, 'n'},
+    {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn, 'n'},
+};
+
+const std::string kNoCommit = test_support::uncaught("std::runtime_error", "failed to commit");
+
+std::string familyOf(int pass) {
+  return pass <= kPasses / 2 ? "iptables" : "ip6tables";
+}
+int saveOf(int pass) {
+  return 2 * pass - 1;
+}
+int restoreOf(int pass) {
+  return 2 * pass;
+}
+
+// What must hold when this goes wrong in the pass.
+Fault makeFault(const std::string& who, int pass, const ToolFault& tool) {
+  Fault fault;
+  fault.name = who + " of pass " + std::to_string(pass) + " " + tool.name;
+  fault.err = tool.message;
+  if (const std::size_t at = fault.err.find('@'); at != std::string::npos) {
+    fault.err.replace(at, 1, familyOf(pass));
+  }
+  const auto index = static_cast<std::size_t>(pass) - 1;
+  if (tool.run == Run::Ends) {
+    fault.status = kAborted;
+    fault.err += kNoCommit;
+    fault.tables.replace(index, std::string::npos, kPasses - index, 'o');
+  }
+  fault.tables[index] = tool.table;
+  return fault;
+}
+
+using ToolFaults = product_test::ProductTest;
+INSTANTIATE_TEST_SUITE_P(Kinds, ToolFaults, testing::Values("legacy", "nft"),
+                         [](const auto& kind) { return kind.param; });
+
+TEST_P(ToolFaults, OfTheSaveTool) {
+  std::vector<Fault> faults;
+  for (const int pass : passesFor(GetParam())) {
+    for (const ToolFault& tool : kSaveFaults) {
+      Fault fault = makeFault("save tool", pass, tool);
+      fault.tools[saveOf(pass)] = tool.script;
+      faults.push_back(fault);
+    }
+    const std::string file = "/run/tools/" + familyOf(pass) + "-save";
+    const ToolFault missing = {"is missing", "", "sh: 1: @-save: not found\n", Run::GoesOn, 'o'};
+    Fault fault = makeFault("save tool", pass, missing);
+    const std::string remove = "mv " + file + " /run/taken\n";
+    (pass == 1 ? fault.before : fault.tools[restoreOf(pass - 1)]) = remove;
+    // The missing tool does not count, so the next one has its number.
+    fault.tools[saveOf(pass)] = "mv /run/taken " + file;
+    faults.push_back(fault);
+  }
+  checkFaults("faults of the save tool", faults, {.tables = GetParam()});
+}
+
+TEST_P(ToolFaults, OfTheRestoreTool) {
+  std::vector<Fault> faults;
+  for (const int pass : passesFor(GetParam())) {
+    for (const ToolFault& tool : kRestoreFaults) {
+      Fault fault = makeFault("restore tool", pass, tool);
+      fault.tools[restoreOf(pass)] = tool.script;
+      faults.push_back(fault);
+    }
+    const ToolFault missing = {"is missing", "", "sh: 1: @-restore: not found\n", Run::Ends, 'o'};
+    Fault fault = makeFault("restore tool", pass, missing);
+    fault.tools[saveOf(pass)] = "rm /run/tools/" + familyOf(pass) + "-restore";
+    faults.push_back(fault);
+  }
+  checkFaults("faults of the restore tool", faults, {.tables = GetParam()});
+}
+
+TEST_P(ToolFaults, OfCat) {
+  std::vector<Fault> faults;
+  for (const int pass : passesFor(GetParam())) {
+    for (const ToolFault& tool : kCatFaults) {
+      Fault fault = makeFault("cat", pass, tool);
+      fault.cats[pass] = tool.script;
+      faults.push_back(fault);
+    }
+    const ToolFault missing = {"is missing", "", "sh: 1: cat: not found\n", Run::GoesOn, 'o'};
+    Fault fault = makeFault("cat", pass, missing);
+    fault.tools[saveOf(pass)] = "mv /run/tools/cat /run/taken";
+    // The restore tool is started beside cat, so it is too early there.
+    if (pass < kPasses) fault.tools[saveOf(pass + 1)] = "mv /run/taken /run/tools/cat";
+    faults.push_back(fault);
+  }
+  checkFaults("faults of cat", faults, {.tables = GetParam()});
+}
+
+TEST_P(ToolFaults, OfTheShell) {
+  const std::string remove = ": > /run/no_shell; mount --bind /run/no_shell /bin/sh\n";
+  std::vector<Fault> faults;
+  for (const int pass : passesFor(GetParam())) {
+    Fault fault = makeFault("shell", pass, {"is missing for saving", "", "", Run::Ends, 'o'});
+    fault.err = test_support::uncaught("std::runtime_error", "Can't exec {toolName}-save");
+    fault.after = "umount /bin/sh\n";
+    // When the tool before has ended, cat beside it has long had its shell.
+    if (pass == 1) {
+      fault.before = remove;
+    } else {
+      fault.tools[restoreOf(pass - 1)] = "real \"$@\"; " + remove + "exit";
+    }
+    faults.push_back(fault);
+
+    fault = makeFault("shell", pass, {"is missing for restoring", "", "", Run::Ends, 'o'});
+    fault.after = "umount /bin/sh\n";
+    fault.tools[saveOf(pass)] = "real \"$@\"; " + remove + "exit";
+    faults.push_back(fault);
+  }
+  checkFaults("faults of the shell", faults, {.tables = GetParam()});
+}
+
+// A saved text that breaks off anywhere never loses a rule: the table stays as it was.
+TEST_P(ToolFaults, OfASaveToolThatStopsAfterAnyLine) {
+  std::vector<Fault> faults;
+  // The text of the first pass: a comment, the table's lines, a comment.
+  const std::string table = oldTable(1);
+  const int lines = static_cast<int>(std::count(table.begin(), table.end(), '\n')) + 1;
+  const int droppedLine = 8;  // the rule of the earlier run, not counted in what is restored
+  for (int line = 2; line < lines; ++line) {
+    Fault fault = makeFault("save tool", 1, {"stops after a line", "", "", Run::Ends, 'o'});
+    const std::string count = std::to_string(line);
+    fault.name += ": " + count;
+    fault.tools[1] = "real \"$@\" | head -n " + count + "; exit 1";
+    fault.err = "iptables-restore: COMMIT expected at line " +
+                std::to_string(line < droppedLine ? line + 1 : line) + "\n" + kNoCommit;
+    faults.push_back(fault);
+  }
+  Fault fault = makeFault("save tool", 1, {"stops in COMMIT's line", "", "", Run::Ends, 'o'});
+  fault.tools[1] = "real \"$@\" | sed '/^COMMIT/,$d'; printf COMM; exit 1";
+  fault.err = "Bad argument `COMM'\nError occurred at line: " + std::to_string(lines - 1) +
+              "\nTry `iptables-restore -h' or 'iptables-restore --help' for more information.\n" +
+              kNoCommit;
+  faults.push_back(fault);
+  fault = makeFault("save tool", 1, {"stops at COMMIT's end", "", "", Run::GoesOn, 'n'});
+  fault.tools[1] = "real \"$@\" | sed '/^COMMIT/,$d'; printf COMMIT; exit 1";
+  faults.push_back(fault);
+  checkFaults("faults of a save tool that breaks off", faults, {.tables = GetParam()});
+}
+
+}  // namespace
+}  // namespace fault_test
