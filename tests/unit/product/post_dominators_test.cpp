@@ -1,5 +1,5 @@
-// Immediate post-dominators against their definition: a vertex post-dominates another when no path
-// from that one to the root is left without it.
+// Immediate post-dominators against their definition, a vertex post-dominates another when no path
+// from that one to the root is left without it, and against those of another program.
 #include "ipt_compiler/post_dominators.h"
 
 #include <gtest/gtest.h>
@@ -14,14 +14,15 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/dominator_tree.h"
 #include "tests/unit/product/error_text.h"
 
 namespace tavrix {
 namespace {
 
+using test_support::Edges;
 using test_support::errorText;
-
-using Edges = std::vector<std::pair<std::size_t, std::size_t>>;
+using test_support::postDominatorsByBoost;
 
 // Vertices 0 to size - 1; the root, which all paths lead to, is the last one.
 class Graph {
@@ -169,6 +170,21 @@ TEST(PostDominators, AgreeWithRemovalOnRandomGraphs) {
     }
     Graph graph(size, edges);
     ASSERT_EQ(graph.computed(), graph.byRemoval()) << textOf(edges);
+  }
+}
+
+TEST(PostDominators, AgreeWithBoostOnLargeRandomGraphs) {
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const std::size_t size = 100 + random() % 300;
+    // Near ones: far edges alone make a graph in which nothing but the root joins anything.
+    Edges edges;
+    for (std::size_t from = 0; from + 1 < size; ++from) {
+      const std::size_t reach = std::min<std::size_t>(1 + random() % 8, size - 1 - from);
+      for (int i = 0; i < 2; ++i) edges.emplace_back(from, from + 1 + random() % reach);
+    }
+    ASSERT_EQ(Graph(size, edges).computed(), postDominatorsByBoost(size, edges, size - 1));
   }
 }
 
