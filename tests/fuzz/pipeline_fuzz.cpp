@@ -1,39 +1,111 @@
-// Any configuration of the language: the generated chains do what the program says. The bytes
-// choose tokens from a vocabulary, so that most inputs are programs.
+// Any configuration of both rule sets: the generated chains do what each rule program says. The
+// bytes choose from settings and from tokens of the language, so that most inputs are
+// configurations.
 #include <array>
 #include <stdexcept>
 
+#include "firewall_cpp/chain_programs.h"
 #include "ipt_compiler/rule_model.h"
 #include "tests/fuzz/fuzz_input.h"
-#include "tests/support/rule_source.h"
+#include "tests/support/configuration.h"
+#include "tests/support/program_comparison.h"
 
 namespace {
 
-// At most seven texts, so that every packet can be tried. No family selector: duplicates of one are
-// dropped, with a meaning of their own.
-constexpr std::array<std::string_view, 32> kVocabulary = {
+// No family selector: where one stands twice, the rules may mean something else than the program.
+constexpr std::array<std::string_view, 32> kTokens = {
     "IF",   "THEN", "ELSE",    "ELSEIF",       "FI",       "AND",       "OR",
     "(",    ")",    "NOT",     "-p tcp",       "-p udp",   "NOT-p tcp", "-s 10.0.0.1",
     "-m a", "-m b", "NOT-m c", "-i br-lan",    "NOT -m a", "-j A",      "-j B",
-    "-j C", "-j D", "-j E",    "IF",           "THEN",     "FI",        "FI",
+    "-j C", "-j D", "-m e",    "IF",           "THEN",     "FI",        "FI",
     "AND",  "OR",   "-m c",    "NOT -i br-lan"};
+
+// For one user and, with another label, for a second one.
+constexpr std::array<std::string_view, 32> kSettings = {"option label_user1 '5'",
+                                                        "option mac_set_user1 'macs'",
+                                                        "list mac_user1 '02:00:00:00:00:01'",
+                                                        "list mac_user1 '02:00:00:00:00:02'",
+                                                        "list mac_label_user1 '101'",
+                                                        "list mac_label_user1 '102'",
+                                                        "list class_user1 'games'",
+                                                        "list class_user1 'video'",
+                                                        "list class_label_user1 '201'",
+                                                        "list class_label_user1 '202'",
+                                                        "option reject_user1 '1'",
+                                                        "option reject_user1 '01'",
+                                                        "option blacklist_v4_user1 'black4'",
+                                                        "option blacklist_v6_user1 'black6'",
+                                                        "option keywords_user1 'words'",
+                                                        "option host_counter_user1 '7'",
+                                                        "option app_counter_user1 '8'",
+                                                        "list class_reject_user1 'games'",
+                                                        "list class_reject_user1 'video'",
+                                                        "list class_games_except_user1 'chess'",
+                                                        "list class_games_except_user1 'go'",
+                                                        "list class_video_except_user1 'news'",
+                                                        "option label_user2 '6'",
+                                                        "option mac_set_user2 'macs'",
+                                                        "option keywords_user2 'words'",
+                                                        "list class_reject_user2 'games'",
+                                                        "option blacklist_v4_user2 'black4'",
+                                                        "list class_user2 ''",
+                                                        "list user_list '1'",
+                                                        "list user_list '2'",
+                                                        "list user_list '03'",
+                                                        "list class_label_user1 'not a label'"};
+
+std::string configurationFrom(const std::uint8_t* data, std::size_t size) {
+  std::string queue = "config nfnlq 'nfnlq'\n\toption queue_first '2'\n\toption queue_last '3'\n";
+  std::string users =
+      "config kovsel 'kovsel'\n\toption label_user1 '4'\n\toption label_user2 '6'\n";
+  for (std::size_t i = 0; i < size; ++i) {
+    const std::size_t choice = data[i] % 32;
+    switch (data[i] / 64) {
+      case 0:
+      case 1:
+        queue += "\tlist pre_targets '" + std::string(kTokens.at(choice)) + "'\n";
+        break;
+      case 2:
+        queue += "\tlist matches '" + std::string(kTokens.at(choice)) + "'\n";
+        break;
+      default:
+        users += '\t' + std::string(kSettings.at(choice)) + '\n';
+        break;
+    }
+  }
+  return queue + users;
+}
+
+struct Hook {
+  std::string_view chain;
+  tavrix::IptProg (*makeProgram)();
+};
+
+constexpr Hook kHooks[] = {{"PREROUTING", tavrix::manglePreroutingProgram},
+                           {"OUTPUT", tavrix::mangleOutputProgram},
+                           {"PREROUTING", tavrix::natPreroutingProgram},
+                           {"INPUT", tavrix::filterInputProgram},
+                           {"FORWARD", tavrix::filterForwardProgram}};
+
+void compare(const std::string& configuration, const Hook& hook) {
+  std::uint64_t packets = 0;
+  try {
+    const auto difference = test_support::findDifference(hook.makeProgram, hook.chain, packets);
+    fuzz::require(!difference,
+                  difference ? configuration + test_support::describe(*difference) : "");
+  } catch (const tavrix::IptCompileFailed&) {
+    // A value that is no rule text.
+  } catch (const std::invalid_argument&) {
+    // Tokens that are no program.
+  }
+}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size > 200) return 0;
-  std::vector<std::string> tokens;
-  for (std::size_t i = 0; i < size; ++i) {
-    tokens.emplace_back(kVocabulary.at(data[i] % kVocabulary.size()));
-  }
-  std::uint64_t packets = 0;
-  try {
-    const auto difference = test_support::findDifference(tokens, packets);
-    fuzz::require(!difference, difference ? test_support::describe(tokens, *difference) : "");
-  } catch (const tavrix::IptCompileFailed&) {
-    // Not a program.
-  } catch (const std::invalid_argument&) {
-    // Not a program.
-  }
+  if (size > 150) return 0;
+  const std::string configuration = configurationFrom(data, size);
+  test_support::setConfiguration(configuration);
+  for (const Hook& hook : kHooks) compare(configuration, hook);
   return 0;
 }
