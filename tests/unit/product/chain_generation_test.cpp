@@ -95,6 +95,17 @@ TEST(CompileHook, JumpsToAChainForTwoTargets) {
             "-A ipt_compiler_0 -j B -m comment --comment ipt_compiler\n");
 }
 
+// What is folded into the rule would lose the way around the second test.
+TEST(CompileHook, JumpsToAChainForATargetAndATestThatMayReturn) {
+  EXPECT_EQ(
+      generatedFrom({"IF", "-4", "THEN", "-j A", "IF", "NOT -p tcp", "THEN", "-j B", "FI", "FI"}),
+      tagged(":ipt_compiler_0 - [0:0]\n"
+             "-A FORWARD -4 -j ipt_compiler_0\n"
+             "-A ipt_compiler_0 -j A\n"
+             "-A ipt_compiler_0 -p tcp -j RETURN\n"
+             "-A ipt_compiler_0 -j B\n"));
+}
+
 TEST(CompileHook, PutsBothBranchesIntoAWrapperChain) {
   EXPECT_EQ(generatedFrom({"IF", "-p tcp", "THEN", "-j A", "ELSE", "-j B", "FI"}),
             ":ipt_compiler_0 - [0:0]\n"

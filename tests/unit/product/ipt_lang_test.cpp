@@ -257,6 +257,18 @@ TEST(Builders, UsingAConditionTwiceThrows) {
   EXPECT_EQ(errorText<std::logic_error>([&] { condOr(shared, cond("-p c")); }), kSetNextTwice);
 }
 
+// Refused before anything is linked: a cycle would hold its nodes for ever.
+TEST(CondAnd, OfOneConditionTwiceLeavesNoNodeAlive) {
+  std::weak_ptr<ProxyIrNode> entry;
+  EXPECT_EQ(errorText<std::logic_error>([&] {
+              const IptCond both = cond("-p a");
+              entry = both.entry;
+              condAnd(both, both);
+            }),
+            kSetNextTwice);
+  EXPECT_TRUE(entry.expired());
+}
+
 // ELSEIF is an ELSE that holds a closed IF.
 TEST(Builders, ElseifIsAnElseWithAnIf) {
   const IptIfBlock inner = appendThen(openIf(cond("-p b")), target("-j B"));

@@ -98,8 +98,10 @@ TEST(RestoreText, PutsHooksAtTheirPositions) {
             "-A INPUT -j X\n" +
                 generatedRule("INPUT", "A") + "-A FORWARD -j Y\n" + generatedRule("FORWARD", "B") +
                 "-A INPUT -j Z\n" + generatedRule("INPUT", "C") + "COMMIT\n");
-  EXPECT_EQ(restoreText(saved, {{"INPUT", kHookAtEnd, "A"}}),
+  EXPECT_EQ(restoreText(saved, {{"INPUT", 0xFFFFFFFF, "A"}}),
             saved.substr(0, saved.size() - 7) + generatedRule("INPUT", "A") + "COMMIT\n");
+  // The largest number is the end; the one before it is a place behind a rule like any other.
+  EXPECT_EQ(restoreText(saved, {{"INPUT", 0xFFFFFFFE, "A"}}), saved);
 }
 
 TEST(RestoreText, KeepsHooksOfOnePositionInListOrder) {
