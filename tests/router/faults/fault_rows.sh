@@ -19,13 +19,41 @@ show_tables() {
 
 run_program() { PATH=/run/tools "$@"; }
 
-# The bus of a table that starts the router without one. Its process is $bus.
+# The bus daemon of a table that starts the router without one. Its process is $bus.
+bus=
 start_bus() {
+  stop_bus
   mkfifo /run/bus_ready
   "$BUS_DAEMON" --config-dir="$TESTBED_CONFIG_DIR" --ready-fd=7 7> /run/bus_ready &
   bus=$!
   read -r _ < /run/bus_ready
   rm /run/bus_ready
+}
+end_bus() {
+  if [ -n "$bus" ]; then
+    kill $1 $bus 2> /dev/null || :  # a row may have done that
+    wait $bus 2> /dev/null || :  # the shell tells of a kill here
+    bus=
+  fi
+}
+stop_bus() { end_bus -TERM; }
+kill_bus() { end_bus -KILL; }
+
+# Plays the daemon for one client as in bus_replay.h, from standard input. The command that it takes
+# for the client is only there until end_replay.
+replay_bus() {
+  stop_bus
+  cat > /run/replay
+  mkfifo /run/replay_end
+  "$BUS_REPLAY" /run/replay cat /run/replay_end > /dev/null &
+  replay=$!
+  # The kernel's list has this flag for a socket that is listened on.
+  until grep -q ' 00010000 .* /var/run/ubus/ubus.sock' /proc/net/unix; do :; done
+}
+end_replay() {
+  : > /run/replay_end
+  wait $replay
+  rm /run/replay_end
 }
 
 # Changes a table although somebody holds the lock, as a program does that never asks for it.
@@ -39,6 +67,7 @@ await_waiting() {
   until grep -q -e "-> FLOCK .* $file " /proc/locks; do :; done
 }
 
+[ -S /var/run/ubus/ubus.sock ] || start_bus
 for row in rows/*; do
   rm -rf /run/tools
   cp -R tools /run/tools
@@ -65,3 +94,4 @@ for row in rows/*; do
   echo $status > "$row/healed_status"
   show_tables > "$row/healed_tables"
 done
+stop_bus

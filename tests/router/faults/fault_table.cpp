@@ -1,5 +1,6 @@
 #include "tests/router/faults/fault_table.h"
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <iomanip>
@@ -45,13 +46,12 @@ std::vector<std::string> splitTables(const std::string& text) {
 
 // The tools' output without what is not the tables' own: comments with a time, packet counters.
 std::string withoutTimesAndCounters(const std::string& saved) {
-  static const std::regex times("(^|\n)#[^\n]*(?=\n)");
-  static const std::regex counters(R"(\[\d+:\d+\]\n)");
-  const std::string text = std::regex_replace(saved, times, "$1");
   std::string kept;
-  std::istringstream lines(std::regex_replace(text, counters, "[0:0]\n"));
+  std::istringstream lines(saved);
   for (std::string line; std::getline(lines, line);) {
-    if (!line.empty()) kept += line + "\n";
+    if (line.starts_with('#')) continue;
+    if (line.starts_with(':')) line.replace(line.find('['), std::string::npos, "[0:0]");
+    kept += line + "\n";
   }
   return kept;
 }
@@ -59,6 +59,22 @@ std::string withoutTimesAndCounters(const std::string& saved) {
 std::string withoutVersions(const std::string& err) {
   static const std::regex version(R"( v\d+\.\d+\.\d+ \((legacy|nf_tables)\))");
   return std::regex_replace(err, version, "");
+}
+
+// Empty when the texts are equal. They may be far too long for gtest to look for a difference.
+std::string firstDifference(const std::string& seen, const std::string& expected) {
+  if (seen == expected) return "";
+  std::istringstream seenLines(seen);
+  std::istringstream expectedLines(expected);
+  std::string seenLine;
+  std::string expectedLine;
+  int number = 0;
+  do {
+    ++number;
+    if (!std::getline(seenLines, seenLine)) seenLine = "(the end)";
+    if (!std::getline(expectedLines, expectedLine)) expectedLine = "(the end)";
+  } while (seenLine == expectedLine);
+  return "line " + std::to_string(number) + " is " + seenLine + " instead of " + expectedLine;
 }
 
 // Compares the six tables, one by one, so that a failure shows no more than what is wrong.
@@ -73,7 +89,7 @@ void checkTables(const std::string& saved, std::string_view kinds,
     const auto other = others.find(pass);
     seen += table == newTable(pass) ? 'n' : table == oldTable(pass) ? 'o' : '?';
     if (other != others.end()) {
-      EXPECT_EQ(table, other->second) << "in pass " << pass;
+      EXPECT_EQ(firstDifference(table, other->second), "") << "in pass " << pass;
       seen.back() = kinds.at(static_cast<std::size_t>(pass) - 1);
     } else if (seen.back() == '?') {
       EXPECT_EQ(table, isNew ? newTable(pass) : oldTable(pass)) << "in pass " << pass;
@@ -144,9 +160,14 @@ std::string checkRow(const fs::path& directory, const Fault& fault) {
 
 }  // namespace
 
+std::string foreignTable(int pass) {
+  const PassName& name = kPassNames.at(static_cast<std::size_t>(pass) - 1);
+  return product_test::foreignTable(name.tool, name.table);
+}
+
 std::string oldTable(int pass) {
   const PassName& name = kPassNames.at(static_cast<std::size_t>(pass) - 1);
-  std::string table = product_test::foreignTable(name.tool, name.table);
+  std::string table = foreignTable(pass);
   const std::string chain = name.table == std::string_view("filter") ? "INPUT" : "PREROUTING";
   // The chain is the first of its table, so the rule stands before all others.
   table.insert(std::min(table.find("\n-A "), table.find("\nCOMMIT")) + 1,
@@ -157,6 +178,34 @@ std::string oldTable(int pass) {
 std::string newTable(int pass) {
   static const std::vector<std::string> tables = splitTables(product_test::tablesOfSmallConfig());
   return tables.at(static_cast<std::size_t>(pass) - 1);
+}
+
+std::string withRules(const std::string& table, const std::string& chain,
+                      const std::string& rules) {
+  // Rules stand in the order in which the chains are declared.
+  std::vector<std::string> before;
+  std::istringstream lines(table);
+  std::string text;
+  bool isDone = false;
+  bool isLater = false;  // than the chain
+  for (std::string line; std::getline(lines, line); text += line + "\n") {
+    std::istringstream words(line);
+    std::string first;
+    std::string second;
+    words >> first >> second;
+    if (first.starts_with(':') && !isLater) {
+      before.push_back(first.substr(1));
+      isLater = before.back() == chain;
+    }
+    const bool isJump = second == chain && line.find(" -j ipt_compiler_") != std::string::npos;
+    const bool isBefore =
+        std::find(before.begin(), before.end(), second) != before.end() && !isJump;
+    if (!isDone && (first == "-A" || first == "COMMIT") && !isBefore) {
+      text += rules;
+      isDone = true;
+    }
+  }
+  return text;
 }
 
 std::vector<int> passesFor(const std::string& tables) {

@@ -49,6 +49,12 @@ struct Setup {
 // The table of a pass, from 1, as saved without comments: before every run, and after a whole one.
 std::string oldTable(int pass);
 std::string newTable(int pass);
+// What other programs have in it.
+std::string foreignTable(int pass);
+
+// A saved table with further rules of another program, all of one chain, at the end of the chain's
+// own. The generated rules of mangle stand behind them.
+std::string withRules(const std::string& table, const std::string& chain, const std::string& rules);
 
 // The passes that a table has rows for: all, and fewer for the nft tables, which take longer and
 // whose tools differ in nothing that faults are about.

@@ -4,7 +4,6 @@
 
 #include "tests/router/faults/fault_table.h"
 #include "tests/router/product_run.h"
-#include "tests/unit/router_command/router_under_test.h"
 
 namespace fault_test {
 namespace {
@@ -50,10 +49,6 @@ const std::string kManyRules = [] {
   }
   return rules;
 }();
-
-std::string withManyRules(std::string table) {
-  return table.insert(table.find("-A FORWARD"), kManyRules);
-}
 
 using FileFaults = product_test::ProductTest;
 INSTANTIATE_TEST_SUITE_P(Kinds, FileFaults, testing::Values("legacy", "nft"),
@@ -128,8 +123,8 @@ TEST_P(FileFaults, OfAFullFileSystem) {
     fault.status = fits || isEmpty ? 0 : kAborted;
     fault.err = fits || isEmpty ? "" : kNoCommit;
     fault.tables = fits ? "nnnnnn" : "oooooo";
-    fault.otherTables = {{1, withManyRules(fits ? newTable(1) : oldTable(1))}};
-    fault.healedTables = {{1, withManyRules(newTable(1))}};
+    fault.otherTables = {{1, withRules(fits ? newTable(1) : oldTable(1), "INPUT", kManyRules)}};
+    fault.healedTables = {{1, withRules(newTable(1), "INPUT", kManyRules)}};
     faults.push_back(fault);
   }
   checkFaults("faults of a full file system", faults, {.tables = GetParam()});
@@ -202,10 +197,11 @@ TEST_P(FileFaults, OfALockThatIsHeld) {
 
 // Without the preload library the restore tool waits for the lock that it has inherited itself, and
 // so for ever; nft tools take no lock.
-TEST(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKilled) {
-  if (const std::string reason = router_test::refusal("legacy"); !reason.empty()) {
-    GTEST_SKIP() << reason;
-  }
+using PreloadLibrary = product_test::ProductTest;
+INSTANTIATE_TEST_SUITE_P(Kinds, PreloadLibrary, testing::Values("legacy"),
+                         [](const auto& kind) { return kind.param; });
+
+TEST_P(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKilled) {
   const std::string library = "/usr/lib/libxtlock_intercept.so";
   // Once for the shell of failing_tool.sh, once for the tool.
   const std::string notLoaded = repeated("ERROR: ld.so: object '" + library +

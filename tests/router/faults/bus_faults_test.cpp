@@ -1,0 +1,208 @@
+// A bus daemon that dies at every message of a run's only request, and configurations at the size
+// that a message of the bus may have. Without its configuration a run ends before it takes the
+// lock.
+#include <string>
+#include <vector>
+
+#include "testbed/busd/uci_service.h"
+#include "testbed/libubox/blob_buffer.h"
+#include "testbed/uci/uci_parser.h"
+#include "testbed/uci/uci_reply.h"
+#include "tests/golden/bus_replay.h"
+#include "tests/router/faults/fault_table.h"
+#include "tests/router/product_run.h"
+#include "tests/support/wire_bytes.h"
+
+namespace fault_test {
+namespace {
+
+using test_support::uncaught;
+
+const std::string kNoDaemon = uncaught("std::runtime_error", "Ubus: Failed to connect to ubusd.");
+const std::string kConnectionFailed = uncaught("std::runtime_error", "Ubus: Connection failed");
+
+using BusFaults = product_test::ProductTest;
+INSTANTIATE_TEST_SUITE_P(Kinds, BusFaults, testing::Values("legacy"),
+                         [](const auto& kind) { return kind.param; });
+
+// The five messages of a daemon, by the request that they answer; none before the first.
+std::vector<std::vector<std::string>> daemonMessages() {
+  constexpr std::uint32_t kClient = 0x11223344;
+  constexpr std::uint32_t kObject = 0x55667788;
+  return {{wire::hello(kClient)},
+          {wire::message(2, 1, 0,
+                         wire::plain(2, std::string("uci") + '\0') +
+                             wire::plain(3, wire::big32(kObject)) + wire::plain(5, wire::big32(7)) +
+                             wire::plain(6, "")),
+           wire::status(1, 0, 0)},
+          {wire::data(2, kObject, wire::table("values", "")), wire::objectStatus(2, kObject, 0)}};
+}
+
+// The daemon of the row says that and is gone.
+Fault replayed(const std::string& name, const std::vector<std::string>& words) {
+  Fault fault;
+  fault.name = name;
+  fault.before = "replay_bus << 'END'\n" + golden::replayLine(words) + "END\n";
+  fault.after = "end_replay; start_bus\n";
+  return fault;
+}
+
+TEST_P(BusFaults, OfADaemonThatDiesInAnyMessage) {
+  std::vector<Fault> faults;
+  std::vector<std::string> words;
+  int number = 0;
+  for (const std::vector<std::string>& answer : daemonMessages()) {
+    words.emplace_back();
+    for (const std::string& message : answer) {
+      ++number;
+      for (const std::size_t length : {std::size_t{0}, message.size() / 2}) {
+        std::vector<std::string> cut = words;
+        cut.back() += message.substr(0, length);
+        Fault fault = replayed(
+            "after " + std::to_string(length) + " bytes of message " + std::to_string(number), cut);
+        fault.status = kAborted;
+        fault.err = number == 1 ? kNoDaemon : kConnectionFailed;
+        fault.tables = "oooooo";
+        faults.push_back(fault);
+      }
+      words.back() += message;
+    }
+  }
+  // The bus is not needed again: an empty configuration takes the rules of earlier runs away.
+  Fault fault = replayed("after the last message", words);
+  fault.otherTables = {{1, foreignTable(1)}, {4, foreignTable(4)}};
+  faults.push_back(fault);
+  checkFaults("faults of a bus daemon in its messages", faults,
+              {.tables = GetParam(), .bus = false});
+}
+
+TEST_P(BusFaults, OfADaemonThatIsKilled) {
+  Fault fault;
+  fault.status = kAborted;
+  fault.err = kNoDaemon;
+  fault.tables = "oooooo";
+  fault.after = "start_bus\n";
+  std::vector<Fault> faults;
+
+  fault.name = "there is no daemon";
+  fault.before = "stop_bus\n";
+  faults.push_back(fault);
+  fault.name = "a killed one has left its socket";
+  fault.before = "kill_bus\n";
+  faults.push_back(fault);
+  fault.name = "it is killed before its first message";
+  fault.before = "kill -STOP $bus\n";
+  fault.during = "kill_bus\n";
+  faults.push_back(fault);
+
+  fault.before.clear();
+  fault.during.clear();
+  fault.after = "kill_bus; start_bus\n";
+  const std::string kill = "--steps=bus --signal=9 --to=$bus --after=";
+  fault.name = "it is killed after its first message";
+  fault.options = kill + "1";
+  fault.err = kConnectionFailed;
+  faults.push_back(fault);
+  fault.name = "it is killed when it has found the object";
+  fault.options = kill + "2";
+  faults.push_back(fault);
+  fault.name = "it is killed when it has sent the configuration";
+  fault.options = kill + "3";
+  fault.status = 0;
+  fault.err = "";
+  fault.tables = "nnnnnn";
+  faults.push_back(fault);
+  checkFaults("faults of a bus daemon that is killed", faults,
+              {.tables = GetParam(), .bus = false});
+}
+
+// A configuration with as many rules as the bus carries in one message, and what the rules become.
+class LargestConfiguration {
+ public:
+  LargestConfiguration() {
+    const std::size_t limit = testbed::UciService::maximumReplySize;
+    constexpr std::size_t kBytesOfRule = 64;  // more than one takes
+    text_ =
+        "config nfnlq 'nfnlq'\n"
+        "  option queue_first '2'\n"
+        "  option queue_last '2'\n"
+        "  option filler ''\n"
+        "  list matches '-p udp'\n";
+    const std::size_t rules = (limit - replySize(0)) / kBytesOfRule;
+    while (rules_ < rules) {
+      ++rules_;
+      text_ += "  list matches 'OR'\n  list matches '" + condition(rules_) + "'\n";
+    }
+    room_ = limit - replySize(0);
+  }
+
+  // Sizes go in steps of four bytes, and an empty value has its end in a step of its own.
+  std::string withFiller(std::size_t beyond) const {
+    return withFillerOf(room_ / 4 * 4 + 3 + beyond);
+  }
+  // The mangle table of a family; chains of OUTPUT, whose hook is first, then those of PREROUTING.
+  std::string mangleTable(int pass) const {
+    const std::string tag = " -m comment --comment ipt_compiler";
+    const std::string target = " -j NFQUEUE --queue-num 2 --queue-bypass\n";
+    std::string chains;
+    std::string rules;
+    for (const int chain : {0, 2}) {
+      const std::string name = "ipt_compiler_" + std::to_string(chain);
+      const std::string queue = "ipt_compiler_" + std::to_string(chain + 1);
+      chains += ":" + name + " - [0:0]\n:" + queue + " - [0:0]\n";
+      rules += "-A " + name + " -p udp" + tag + " -g " + queue + "\n";
+      for (std::size_t number = 1; number <= rules_; ++number) {
+        const bool isLast = number == rules_;
+        rules += "-A " + name + " " + condition(number) + tag +
+                 (isLast ? target : " -g " + queue + "\n");
+      }
+      rules += "-A " + queue + tag + target;
+    }
+    std::string table = foreignTable(pass);
+    table = withRules(table, "PREROUTING", "-A PREROUTING" + tag + " -j ipt_compiler_2\n");
+    table = withRules(table, "OUTPUT", "-A OUTPUT" + tag + " -j ipt_compiler_0\n" + rules);
+    return table.insert(table.find("-A "), chains);
+  }
+
+ private:
+  static std::string condition(std::size_t number) {
+    return "-p udp -m udp --dport " + std::to_string(number);
+  }
+  std::string withFillerOf(std::size_t length) const {
+    std::string text = text_;
+    return text.insert(text.find("filler '") + 8, std::string(length, 'x'));
+  }
+  std::size_t replySize(std::size_t filler) const {
+    testbed::BlobBuffer reply;
+    testbed::writeReply(testbed::parseUci(withFillerOf(filler), "firewall_cpp"), reply.get());
+    return reply.members().size();
+  }
+
+  std::string text_;
+  std::size_t rules_ = 0;
+  std::size_t room_ = 0;
+};
+
+TEST_P(BusFaults, OfAConfigurationOfALargestMessageAndOneBeyondIt) {
+  const LargestConfiguration largest;
+  const std::string config = "cat > $TESTBED_CONFIG_DIR/firewall_cpp << 'END'\n";
+  const std::string small = config + product_test::kSmallConfig + "END\n";
+  Fault fits;
+  fits.name = "the largest one";
+  fits.before = config + largest.withFiller(0) + "END\n";
+  fits.after = small;
+  fits.otherTables = {{1, largest.mangleTable(1)}, {4, largest.mangleTable(4)}};
+  Fault beyond;
+  beyond.name = "one byte more";
+  beyond.before = config + largest.withFiller(1) + "END\n";
+  beyond.after = small;
+  beyond.status = kAborted;
+  beyond.err = uncaught("std::runtime_error", "Ubus: Unknown error");
+  beyond.tables = "oooooo";
+  checkFaults("faults of a configuration's size", {fits, beyond},
+              {.tables = GetParam(),
+               .err = "ubusd: /run/router/config/firewall_cpp: too long for a bus message\n"});
+}
+
+}  // namespace
+}  // namespace fault_test
