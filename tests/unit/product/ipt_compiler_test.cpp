@@ -93,6 +93,8 @@ TEST_F(IptCompilerTest, JoinsLongLines) {
 
 TEST_F(IptCompilerTest, CutsAPieceAtItsFirstNul) {
   EXPECT_EQ(snapshotOf(std::string("ab\0cd\nef\n", 9)), "abef\n");
+  // The first piece of a long line ends at its 1023rd byte, the first "b".
+  EXPECT_EQ(snapshotOf(std::string("a\0", 2) + std::string(1020, 'x') + "bcde\n"), "acde\n");
 }
 
 TEST_F(IptCompilerTest, TakesWhatAFailingSaveToolPrinted) {
