@@ -1,13 +1,19 @@
-// The graphs of random programs, larger than can be tried all: fixed seeds, and a fresh one in
-// every run.
+// The graphs of programs that cannot be tried all: random ones, from fixed seeds and a fresh one in
+// every run, and those of the rule sets for every configuration that other tests and the examples
+// have.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <random>
 #include <string>
 
+#include "firewall_cpp/chain_programs.h"
+#include "tests/support/configuration.h"
 #include "tests/support/graph_checks.h"
 #include "tests/support/random_source.h"
 
@@ -16,6 +22,12 @@ namespace {
 
 constexpr std::array<std::size_t, 7> kSizes = {2, 5, 10, 20, 50, 100, 200};
 constexpr std::uint64_t kSeeds = 40;
+
+void print(const char* what, std::size_t programs, const GraphChecks& graphs) {
+  std::cout << what << ": " << programs << " programs, " << graphs.packets() << " packets, "
+            << graphs.distinctGraphs() << " graphs, " << graphs.emptiedJunctions()
+            << " emptied junctions\n";
+}
 
 TEST(RandomPrograms, AreSimplifiedToTheSameProgramAndPostDominatedAsBoostSays) {
   const std::uint64_t fresh = std::random_device()();
@@ -28,9 +40,34 @@ TEST(RandomPrograms, AreSimplifiedToTheSameProgramAndPostDominatedAsBoostSays) {
       ASSERT_EQ(wrong, "") << "seed " << used << ", size " << size;
     }
   }
-  std::cout << "random graphs: " << kSizes.size() * (kSeeds + 1) << " programs, "
-            << graphs.packets() << " packets, " << graphs.distinctGraphs() << " graphs, "
-            << graphs.emptiedJunctions() << " emptied junctions\n";
+  print("random graphs", kSizes.size() * (kSeeds + 1), graphs);
+}
+
+bool isConfiguration(const std::filesystem::path& file) {
+  return file.filename() == "config" || file.extension() == ".config" ||
+         file.filename() == "firewall_cpp";
+}
+
+TEST(ProgramsOfTheRuleSets, AreSimplifiedToTheSameProgramAndPostDominatedAsBoostSays) {
+  constexpr std::array kProducers = {tavrix::manglePreroutingProgram, tavrix::mangleOutputProgram,
+                                     tavrix::natPreroutingProgram, tavrix::filterInputProgram,
+                                     tavrix::filterForwardProgram};
+  GraphChecks graphs;
+  std::size_t programs = 0;
+  for (const char* directory : {TESTS_DIR, EXAMPLES_DIR}) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+      if (!entry.is_regular_file() || !isConfiguration(entry.path())) continue;
+      SCOPED_TRACE(entry.path());
+      std::ifstream file(entry.path());
+      setConfiguration(std::string(std::istreambuf_iterator<char>(file), {}));
+      for (const auto producer : kProducers) {
+        ASSERT_EQ(graphs.check(producer()), "");
+        ++programs;
+      }
+    }
+  }
+  EXPECT_GE(programs, 13 * kProducers.size());
+  print("rule sets", programs, graphs);
 }
 
 }  // namespace
