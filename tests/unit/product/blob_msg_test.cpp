@@ -193,6 +193,17 @@ TEST(BlobMsgParser, RefusesAMessageWithAMalformedChild) {
   }
 }
 
+TEST(BlobMsgParser, RefusesAMessageWhoseOwnHeaderIsMalformed) {
+  const std::vector<std::string> malformed = {
+      bigEndian(0x02000003),  // shorter than its own word
+      bigEndian(0x82000004),  // a name header where there is no room for one
+      bigEndian(0x82000008) + std::string("\0\xff"
+                                          "ab",
+                                          4),  // longer than the payload
+  };
+  for (const std::string& message : malformed) EXPECT_EQ(parseError(message), kInvalidFormat);
+}
+
 // As the library's own walk: what cannot be a child ends it, without an error.
 TEST(BlobMsgParser, StopsAtWhatDoesNotFit) {
   const std::string good = stringAttribute("a", "1");
