@@ -32,6 +32,18 @@ if(BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# The counters are those of the product's files, its headers in the tests included.
+if(COVERAGE)
+  add_compile_options(
+    "$<$<COMPILE_LANGUAGE:CXX>:--coverage>"
+    "$<$<COMPILE_LANGUAGE:CXX>:-fprofile-filter-files=^${CMAKE_SOURCE_DIR}/(firewall_cpp|ipt_compiler|wrt_cppwrap)/>")
+  set(is_program "$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>")
+  add_link_options("$<${is_program}:--coverage>"
+                   "$<${is_program}:LINKER:--undefined=dumpCountersOnAbort>")
+  add_library(coverage_dump STATIC tests/support/coverage_dump.c)
+  link_libraries("$<${is_program}:coverage_dump>")
+endif()
+
 # A router's flash is small: unused sections go, and no symbol is kept that nobody looks up.
 add_compile_options($<$<CONFIG:Release>:-ffunction-sections> $<$<CONFIG:Release>:-fdata-sections>)
 add_link_options($<$<CONFIG:Release>:-Wl,--gc-sections> $<$<CONFIG:Release>:-s>)

@@ -4,6 +4,7 @@ demo_packages=(g++ cmake ninja-build iptables libxtables-dev iproute2 ipset util
 check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format clang-tidy
                 libgtest-dev libgmock-dev libbenchmark-dev libboost-graph-dev git)
 mutation_packages=("${check_packages[@]}" lld python3)
+coverage_packages=("${check_packages[@]}" python3)
 
 # install_missing PACKAGE...
 # Installs those that are not installed; says which. Ends the script when that needs a root user.
