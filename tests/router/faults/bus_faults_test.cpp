@@ -77,6 +77,7 @@ TEST_P(BusFaults, OfADaemonThatDiesInAnyMessage) {
 }
 
 TEST_P(BusFaults, OfADaemonThatIsKilled) {
+  if (const std::string reason = tracingRefusal(); !reason.empty()) GTEST_SKIP() << reason;
   Fault fault;
   fault.status = kAborted;
   fault.err = kNoDaemon;

@@ -1,9 +1,11 @@
-# Run by a shell on the router: takes the rows of a table of faults one after the other. A row is a
+#!/bin/sh
+# Runs on the router: takes the rows of a table of faults one after the other. A row is a
 # directory with the shell texts before, during and after, options for watch_program and scripts of
 # failing_tool.sh; what became of the run is written beside them.
 #
 # FAULTS is the directory of the table, with the tables' text before each run in `old`. A row may
 # cover /tmp, so the directory is reached through /run.
+set -eu
 mkdir /run/faults
 mount --bind "$FAULTS" /run/faults
 cd /run/faults

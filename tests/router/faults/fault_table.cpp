@@ -208,6 +208,12 @@ std::string withRules(const std::string& table, const std::string& chain,
   return text;
 }
 
+std::string tracingRefusal() {
+  const TempDir dir;
+  return test_support::runProcess({WATCH_PROGRAM_PATH, "--steps=run", dir / "report", "/bin/true"})
+      .err;
+}
+
 std::vector<int> passesFor(const std::string& tables) {
   return tables == "legacy" ? std::vector<int>{1, 2, 3, 4, 5, 6} : std::vector<int>{1, 5};
 }
@@ -226,7 +232,8 @@ std::vector<std::string> checkFaults(std::string_view what, const std::vector<Fa
                            {"BUS_DAEMON", router_test::kBusDaemon},
                            {"PRELOAD_LIBRARY", router_test::kPreloadLibrary}};
   const test_support::ProcessResult result = test_support::runProcess(
-      router_test::routerCommand(options, ". " FAULTS_SOURCE_DIR "/fault_rows.sh"), environment);
+      router_test::routerCommand(options, "exec sh " FAULTS_SOURCE_DIR "/fault_rows.sh"),
+      environment);
   std::vector<std::string> reports;
   EXPECT_EQ(result.exitStatus, 0);
   const bool isNft = setup.tables == "nft";

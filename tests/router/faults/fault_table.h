@@ -56,6 +56,9 @@ std::string foreignTable(int pass);
 // own. The generated rules of mangle stand behind them.
 std::string withRules(const std::string& table, const std::string& chain, const std::string& rules);
 
+// Why the system does not let a process be traced, which options with --steps need; else empty.
+std::string tracingRefusal();
+
 // The passes that a table has rows for: all, and fewer for the nft tables, which take longer and
 // whose tools differ in nothing that faults are about.
 std::vector<int> passesFor(const std::string& tables);

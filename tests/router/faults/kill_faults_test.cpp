@@ -41,6 +41,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 }
 
 TEST_P(KillFaults, AfterEveryStepFromTheLockToTheEnd) {
+  if (const std::string reason = tracingRefusal(); !reason.empty()) GTEST_SKIP() << reason;
   Fault whole;
   whole.name = "no fault: the steps are counted";
   whole.options = "--steps=run";
