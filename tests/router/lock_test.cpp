@@ -10,18 +10,10 @@ using RealLock = ProductTest;
 INSTANTIATE_TEST_SUITE_P(Kinds, RealLock, testing::Values("legacy", "nft"),
                          [](const auto& kind) { return kind.param; });
 
-// Another process holds the lock until release. The kernel lists who waits for a lock with an arrow
-// and names the file by its device and inode. Where a container refuses a /proc of the run's own,
-// the list has other tests' locks too.
-const std::string kHeldLock = R"sh(
-mkfifo /run/held /run/end
-flock /run/xtables.lock sh -c 'echo > /run/held; cat /run/end > /dev/null' &
-holder=$!
-cat /run/held > /dev/null
-release() { echo > /run/end; wait $holder; }
-device=$(mountpoint -d /run)
-file=$(printf %02x:%02x:%d ${device%:*} ${device#*:} $(stat -c %i /run/xtables.lock))
-await_waiting() { until [ "$(grep -c -e "-> FLOCK .* $file " /proc/locks)" -ge $1 ]; do :; done; }
+// The lock is held from the start of a script; see held_lock.sh.
+const std::string kHeldLock = ". " HELD_LOCK_SCRIPT
+                              "; hold_lock"
+                              R"sh(
 restore_foreign() { for_all restore_unlocked; }
 restore_unlocked() {
   LD_PRELOAD=/usr/lib/libxtlock_intercept.so $1-restore < $foreign/$1.$2

@@ -61,13 +61,7 @@ end_replay() {
 # Changes a table although somebody holds the lock, as a program does that never asks for it.
 change_unlocked() { LD_PRELOAD=/usr/lib/libxtlock_intercept.so "$@"; }
 
-# Waits until somebody waits for the tables' lock. The kernel lists waiting processes with an arrow
-# and names the file by its device and inode.
-await_waiting() {
-  device=$(mountpoint -d /run)
-  file=$(printf %02x:%02x:%d "${device%:*}" "${device#*:}" "$(stat -c %i /run/xtables.lock)")
-  until grep -q -e "-> FLOCK .* $file " /proc/locks; do :; done
-}
+. "$HELD_LOCK_SCRIPT"
 
 [ -S /var/run/ubus/ubus.sock ] || start_bus
 for row in rows/*; do

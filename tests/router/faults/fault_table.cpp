@@ -227,6 +227,7 @@ std::vector<std::string> checkFaults(std::string_view what, const std::vector<Fa
   test_support::ProcessOptions environment;
   environment.variables = {{"FAULTS", dir.path()},
                            {"PROGRAM", PRODUCT_PROGRAM},
+                           {"HELD_LOCK_SCRIPT", HELD_LOCK_SCRIPT},
                            {"WATCH_PROGRAM", WATCH_PROGRAM_PATH},
                            {"BUS_REPLAY", BUS_REPLAY_PATH},
                            {"BUS_DAEMON", router_test::kBusDaemon},

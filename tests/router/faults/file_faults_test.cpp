@@ -156,40 +156,31 @@ TEST_P(FileFaults, OfTheLockFile) {
   checkFaults("faults of the lock file", faults, {.tables = GetParam()});
 }
 
-// Another process holds the lock until `release`, or until it is killed.
-const std::string kHold = R"sh(
-mkfifo /run/held /run/end
-flock --no-fork /run/xtables.lock sh -c 'echo > /run/held; exec cat /run/end > /dev/null' &
-holder=$!
-cat /run/held > /dev/null
-release() { echo > /run/end; wait $holder; rm /run/held /run/end; }
-)sh";
-
 TEST_P(FileFaults, OfALockThatIsHeld) {
   const std::string killProgram = " $(cat $row/report.pid)\n";
   const std::vector<Fault> faults = {
       {.name = "it is released, and the run goes on",
-       .before = kHold,
-       .during = "await_waiting; show_tables > /run/before; release\n",
+       .before = "hold_lock",
+       .during = "await_waiting 1; show_tables > /run/before; release\n",
        .after = "grep -c comment.ipt_compiler /run/before > $row/noted",
        .note = "6\n"},
       {.name = "the program is killed while it waits",
-       .before = kHold,
-       .during = "await_waiting; kill -KILL" + killProgram,
+       .before = "hold_lock",
+       .during = "await_waiting 1; kill -KILL" + killProgram,
        .after = "release",
        .status = 128 + 9,
        .tables = "oooooo",
        .left = "left=none lock=held after=held"},
       {.name = "the program is ended while it waits",
-       .before = kHold,
-       .during = "await_waiting; kill -TERM" + killProgram,
+       .before = "hold_lock",
+       .during = "await_waiting 1; kill -TERM" + killProgram,
        .after = "release",
        .status = 128 + 15,
        .tables = "oooooo",
        .left = "left=none lock=held after=held"},
       {.name = "the holder is killed, and the run goes on",
-       .before = kHold,
-       .during = "await_waiting; kill -KILL $holder",
+       .before = "hold_lock",
+       .during = "await_waiting 1; kill -KILL $holder",
        .after = "wait $holder || rm /run/held /run/end"},
   };
   checkFaults("faults of a lock that is held", faults, {.tables = GetParam()});
@@ -210,7 +201,7 @@ TEST_P(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKille
                                          2);
   Fault fault = {.name = "the library is missing",
                  .before = "umount " + library,
-                 .during = "await_waiting; kill -KILL $(cat /run/restore)",
+                 .during = "await_waiting 1; kill -KILL $(cat /run/restore)",
                  .after = "mount --bind $PRELOAD_LIBRARY " + library,
                  .tools = {{2, "echo $$ > /run/restore"}},
                  .status = kAborted,
@@ -222,7 +213,7 @@ TEST_P(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKille
   fault.before += "\nmkfifo /run/ended";
   fault.tools[2] += "; { read -r _ <&9; echo > /run/ended; } &";
   fault.during =
-      "await_waiting; kill -TERM $(cat $row/report.pid)\n"
+      "await_waiting 1; kill -TERM $(cat $row/report.pid)\n"
       "cat /run/ended > /dev/null; kill -KILL $(cat /run/restore)";
   fault.after += "\nrm /run/ended";
   fault.status = 128 + 15;

@@ -56,7 +56,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, LegacyTableFaults, testing::Values("legacy"),
 
 TEST_P(LegacyTableFaults, OfAnotherProcessThatWaitsForTheLock) {
   Fault waiting = changed("it waits, and changes the table after the run", 2, kWaitForChange,
-                          "iptables" + kChange + " &\nchange=$!\nawait_waiting\n");
+                          "iptables" + kChange + " &\nchange=$!\nawait_waiting 1\n");
   waiting.after += "wait $change\n";
   waiting.left = kAnyLeft;
   waiting.otherTables = {{1, withRules(newTable(1), "FORWARD", kRule)}};
