@@ -40,13 +40,13 @@ class Mutant:
         return text[:self.start] + self.replacement + text[self.end:]
 
     # The mutant by its lines, which stay the same when other places of the file change: file, the
-    # line of code above, the lines before the change and after it.
+    # lines of code above, the lines before the change and after it.
     def key(self, text):
         first = text.rfind('\n', 0, self.start) + 1
         last = text.find('\n', self.end)
         after = text[first:self.start] + self.replacement + text[self.end:last]
         above = [line for line in text[:first].split('\n') if line.strip()]
-        lines = [self.file, '  ' + (above[-1].strip() if above else '')]
+        lines = [self.file] + ['  ' + line.strip() for line in above[-2:]]
         lines += ['- ' + line.strip() for line in text[first:last].split('\n')]
         lines += ['+ ' + line.strip() for line in after.split('\n')]
         return '\n'.join(lines)
@@ -104,8 +104,20 @@ class File:
                     found.setdefault(changed, mutant)
         return list(found.values())
 
-    def source(self, first, last):
-        return self.text[self.tokens[first].start:self.tokens[last].end]
+    # Two stretches of tokens, each from its first to its last, for each other.
+    def swapped(self, first, last, other_first, other_last):
+        start, end = self.tokens[first].start, self.tokens[other_last].end
+        one, other = self.tokens[last].end, self.tokens[other_first].start
+        return start, end, self.text[other:end] + self.text[one:other] + self.text[start:one]
+
+    # The index behind the token, or behind the brackets that it opens.
+    def behind(self, index):
+        return max(index, self.tokens[index].partner) + 1
+
+    # The index before the token, or before the brackets that it closes.
+    def before(self, index):
+        partner = self.tokens[index].partner
+        return (partner if 0 <= partner < index else index) - 1
 
     def is_binary(self, token):
         return self.text[token.start - 1] == ' ' and self.text[token.end] in ' \n'
@@ -128,9 +140,9 @@ class File:
             ends = ('&&', '||', ';', ',', '?', ':', '=', 'return')
             left, right = i - 1, i + 1
             while self.tokens[left].text not in ends + ('(', '{'):
-                left = (self.tokens[left].partner if self.tokens[left].text in ')}]' else left) - 1
+                left = self.before(left)
             while self.tokens[right].text not in ends + (')', '}'):
-                right = (self.tokens[right].partner if self.tokens[right].text in '({[' else right) + 1
+                right = self.behind(right)
             yield self.tokens[left + 1].start, self.tokens[i + 1].start, ''
             yield self.tokens[i - 1].end, self.tokens[right - 1].end, ''
 
@@ -173,14 +185,24 @@ class File:
             yield t.start, t.end, "'x'"
 
     def opposites(self):
-        for _, t in self.of_kind('word'):
-            if t.text in OPPOSITE:
+        for i, t in self.of_kind('word'):
+            if t.text in OPPOSITE and not self.is_declared(i):
                 yield t.start, t.end, OPPOSITE[t.text]
+
+    # Whether a type stands before the word: the name of something new.
+    def is_declared(self, index):
+        before = self.tokens[index - 1]
+        if before.kind == 'word':
+            return before.text not in ('return', 'throw', 'else', 'case')
+        return before.text in '&*>' and not self.is_binary(before) and \
+            self.text[self.tokens[index].start - 1] == ' '
 
     def returns(self):
         for i, t in self.of_kind('word'):
             if t.text == 'return' and self.tokens[i + 1].text not in (';', 'true', 'false'):
-                yield self.tokens[i + 1].start, self.statement_end(i) - 1, '{}'
+                start, end = self.tokens[i + 1].start, self.statement_end(i) - 1
+                if self.text[start:end] not in ('0', 'nullptr', 'std::nullopt'):
+                    yield start, end, '{}'
 
     def jumps(self):
         for i, t in self.of_kind('word'):
@@ -194,18 +216,16 @@ class File:
                 continue
             colon = i
             while self.tokens[colon].text != ':':
-                colon = (self.tokens[colon].partner if self.tokens[colon].text in '({[' else colon) + 1
-            last = colon
-            while self.tokens[last + 1].text not in (';', ',', ')', '}'):
-                last = self.tokens[last + 1].partner if self.tokens[last + 1].text in '({[' else last + 1
-            one, other = self.source(i + 1, colon - 1), self.source(colon + 1, last)
-            yield (self.tokens[i + 1].start, self.tokens[last].end,
-                   other + self.text[self.tokens[colon - 1].end:self.tokens[colon + 1].start] + one)
+                colon = self.behind(colon)
+            end = colon
+            while self.tokens[end].text not in (';', ',', ')', '}'):
+                end = self.behind(end)
+            yield self.swapped(i + 1, colon - 1, colon + 1, end - 1)
 
     # The end, behind its ";", of the statement in which the token stands.
     def statement_end(self, index):
         while self.tokens[index].text != ';':
-            index = (self.tokens[index].partner if self.tokens[index].text in '({[' else index) + 1
+            index = self.behind(index)
         return self.tokens[index].end
 
     # Expression statements: taken away, and each for the one behind it.
@@ -236,13 +256,10 @@ class File:
 
     # The index of the innermost bracket that is open at the token.
     def around(self, index):
-        while index > 0:
-            index -= 1
-            if self.tokens[index].text in ')}]' and self.tokens[index].kind == 'sign':
-                index = self.tokens[index].partner
-            elif self.tokens[index].text in '({[' and self.tokens[index].kind == 'sign':
-                return index
-        return None
+        index -= 1
+        while index >= 0 and self.tokens[index].partner < index:
+            index = self.before(index)
+        return index if index >= 0 else None
 
     # Two neighbouring arguments of a call, or values of a list, for each other.
     def arguments(self):
@@ -255,15 +272,11 @@ class File:
             while j < t.partner:
                 if self.tokens[j].text == ',':
                     starts.append(j + 1)
-                j = (self.tokens[j].partner if self.tokens[j].text in '({[' and
-                     self.tokens[j].kind == 'sign' else j) + 1
+                j = self.behind(j)
             ends = [s - 2 for s in starts[1:]] + [t.partner - 1]
             for k in range(len(starts) - 1):
-                if starts[k + 1] > ends[k + 1]:
-                    continue  # a comma at the end of a list
-                one, other = self.source(starts[k], ends[k]), self.source(starts[k + 1], ends[k + 1])
-                yield (self.tokens[starts[k]].start, self.tokens[ends[k + 1]].end,
-                       other + self.text[self.tokens[ends[k]].end:self.tokens[starts[k + 1]].start] + one)
+                if starts[k + 1] <= ends[k + 1]:  # no comma at the end of a list
+                    yield self.swapped(starts[k], ends[k], starts[k + 1], ends[k + 1])
 
     # Whether the "(" stands inside of code, behind a name that is called.
     def is_call(self, index):
