@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The mutation check: changes the product in some 300 places, one at a time, and says which changes
+# The mutation check: changes the product in some 400 places, one at a time, and says which changes
 # no test notices. Takes about an hour; --help lists the arguments. Ends with 0 when at least 95 %
 # are noticed and every other one has its reason in tests/mutation/survivors.txt.
 set -euo pipefail

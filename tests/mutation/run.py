@@ -13,6 +13,7 @@ import json
 import os
 import pathlib
 import random
+import re
 import resource
 import signal
 import subprocess
@@ -170,7 +171,7 @@ class Build:
         lines = log.read_text(errors='replace').split('\n')
         failed = [line[13:] for line in lines if line.startswith('[  FAILED  ]')]
         begun = [line[13:] for line in lines if line.startswith('[ RUN      ]')]
-        return (failed or begun[-1:] or [tests])[0].split(' (')[0]
+        return re.split(r',| \(', (failed or begun[-1:] or [tests])[0])[0]
 
     # What catches a mutant: None for nothing, '' when it does not compile.
     def trial(self, all_tests):
@@ -284,7 +285,7 @@ class Run:
 
 def parse_options():
     parser = argparse.ArgumentParser(prog='tools/mutation.sh', description='The mutation check.')
-    parser.add_argument('--count', type=int, default=300, help='how many mutants (300)')
+    parser.add_argument('--count', type=int, default=400, help='how many mutants, about (400)')
     parser.add_argument('--seed', type=int, default=1, help='which ones (1)')
     parser.add_argument('--only', metavar='FILE', help='only files whose path begins so')
     parser.add_argument('--list', action='store_true', help='print the mutants, try none')

@@ -204,6 +204,10 @@ TEST(BlobMsgParser, RefusesAMessageWhoseOwnHeaderIsMalformed) {
   for (const std::string& message : malformed) EXPECT_EQ(parseError(message), kInvalidFormat);
 }
 
+TEST(BlobMsgParser, TakesAMessageWithAnEmptyNameOfItsOwn) {
+  EXPECT_EQ(parseError(attribute(2, "", stringAttribute("a", "1"))), "(no error)");
+}
+
 // As the library's own walk: what cannot be a child ends it, without an error.
 TEST(BlobMsgParser, StopsAtWhatDoesNotFit) {
   const std::string good = stringAttribute("a", "1");
