@@ -1,0 +1,247 @@
+// Random configurations of both rule sets: for each hooked chain, the program that the rule sets
+// make of the configuration and the chains generated from it say the same, and its graph is right.
+// Fixed seeds, and a fresh one in every run.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <exception>
+#include <iostream>
+#include <optional>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "firewall_cpp/chain_programs.h"
+#include "ipt_compiler/rule_model.h"
+#include "tests/support/configuration.h"
+#include "tests/support/graph_checks.h"
+#include "tests/support/program_comparison.h"
+#include "tests/support/random_configuration.h"
+
+namespace test_support {
+namespace {
+
+constexpr std::uint64_t kSeeds = 300;
+
+struct Hook {
+  std::string_view table;
+  std::string_view chain;
+  tavrix::IptProg (*makeProgram)();
+};
+
+constexpr std::array<Hook, 5> kHooks = {{{"mangle", "PREROUTING", tavrix::manglePreroutingProgram},
+                                         {"mangle", "OUTPUT", tavrix::mangleOutputProgram},
+                                         {"nat", "PREROUTING", tavrix::natPreroutingProgram},
+                                         {"filter", "INPUT", tavrix::filterInputProgram},
+                                         {"filter", "FORWARD", tavrix::filterForwardProgram}}};
+
+// The program for the present configuration; the error if there is none.
+struct Made {
+  std::optional<tavrix::IptProg> program;
+  std::string error;
+};
+
+Made make(const Hook& hook) {
+  try {
+    return {hook.makeProgram(), {}};
+  } catch (const tavrix::IptCompileFailed& error) {
+    return {{}, error.what()};
+  } catch (const std::invalid_argument& error) {
+    return {{}, error.what()};
+  }
+}
+
+class ConfigurationChecks {
+ public:
+  // Returns what is wrong, empty when nothing is. A configuration that is no program is counted; a
+  // program for which the compiler throws is wrong.
+  std::string check(const std::string& configuration) {
+    setConfiguration(configuration);
+    std::string wrong;
+    for (const Hook& hook : kHooks) {
+      Made made = make(hook);
+      if (!made.program) {
+        ++errors_;
+        continue;
+      }
+      ++programs_;
+      const std::string found = check(hook, *std::exchange(made.program, {}));
+      if (found.empty()) continue;
+      wrong += std::string(hook.table) + ' ' + std::string(hook.chain) + ": " + found;
+    }
+    return wrong;
+  }
+
+  std::uint64_t programs() const { return programs_; }
+  std::uint64_t packets() const { return packets_; }
+  std::uint64_t errors() const { return errors_; }
+  const GraphChecks& graphs() const { return graphs_; }
+
+ private:
+  std::string check(const Hook& hook, tavrix::IptProg program) {
+    try {
+      std::string wrong = graphs_.check(std::move(program));
+      const auto difference = findDifference(hook.makeProgram, hook.chain, packets_);
+      return difference ? wrong + describe(*difference) : wrong;
+    } catch (const std::exception& error) {
+      return std::string("thrown: ") + error.what() + "\n";
+    }
+  }
+
+  std::uint64_t programs_ = 0;
+  std::uint64_t packets_ = 0;
+  std::uint64_t errors_ = 0;
+  GraphChecks graphs_;
+};
+
+TEST(RandomConfigurations, GiveChainsThatMeanWhatTheirProgramsMean) {
+  const std::uint64_t fresh = std::random_device()();
+  std::cout << "configurations: " << kSeeds + 1 << " seeds, fresh one " << fresh << "\n";
+  ConfigurationChecks checks;
+  for (std::uint64_t seed = 0; seed <= kSeeds; ++seed) {
+    const std::uint64_t used = seed == 0 ? fresh : seed;
+    const std::string configuration = randomConfiguration(used);
+    if (checks.check(configuration).empty()) continue;
+    const std::string smallest = shrinkConfiguration(
+        configuration, [&](const std::string& smaller) { return !checks.check(smaller).empty(); });
+    FAIL() << "seed " << used << "\n" << smallest << checks.check(smallest);
+  }
+  std::cout << "configurations: " << checks.programs() << " programs, " << checks.packets()
+            << " packets, " << checks.graphs().distinctGraphs() << " graphs; " << checks.errors()
+            << " more are no program\n";
+  EXPECT_LT(checks.errors(), checks.programs() / 10);
+}
+
+// A rule text without the value at its end, and an error without what it quotes.
+std::string beginningOf(const std::string& text, const std::set<std::string>& beginnings) {
+  const auto found = std::ranges::find_if(
+      beginnings, [&](const std::string& beginning) { return text.starts_with(beginning); });
+  return found == beginnings.end() ? text : *found;
+}
+
+TEST(RandomConfigurations, MeetEveryTargetAndEveryErrorOfTheRuleSets) {
+  const std::set<std::string> targets = {"-j T",
+                                         "-j MARK --set-mark 0x20/0x20",
+                                         "-j NFQUEUE --queue-bypass --queue-balance ",
+                                         "-j NFQUEUE --queue-bypass --queue-num ",
+                                         "-j REDIRECT --to-ports 8099",
+                                         "-j REJECT --reject-with tcp-reset",
+                                         "-j SET --add-set ",
+                                         "-m tavrix-conndurvan --mark",
+                                         "-m tavrix-connlabel --set --label ",
+                                         "-m tavrix-connlabel --set --mark 0x1 --label ",
+                                         "-m tavrix-connstat --set --stat-node ",
+                                         "-m tavrix-xtcounter --inc "};
+  const std::set<std::string> errors = {
+      "./ipt_compiler/export/ipt_lang:", "Invalid serialized matches!",
+      "Invalid serialized targets!", "firewall_cpp/kovsel/kovsel:", "kovsel: user "};
+  std::set<std::string> met;
+  std::set<std::string> thrown;
+  for (std::uint64_t seed = 1; seed <= kSeeds; ++seed) {
+    setConfiguration(randomConfiguration(seed));
+    for (const Hook& hook : kHooks) {
+      const Made made = make(hook);
+      if (!made.program) {
+        thrown.insert(beginningOf(made.error, errors));
+        continue;
+      }
+      const MatchNumbers numbers = matchNumbersOf(*made.program);
+      for (const Packet& packet : packetsOver(numbers.size())) {
+        for (const std::string& target : evaluate(*made.program, holdsIn(numbers, packet))) {
+          const std::string beginning = beginningOf(target, targets);
+          if (targets.contains(beginning)) met.insert(beginning);
+        }
+      }
+    }
+  }
+  EXPECT_EQ(met, targets);
+  EXPECT_EQ(thrown, errors);
+}
+
+// A comparison that is wrong on purpose: overlooks the generated rules with a word in them.
+bool differsWithoutRulesOf(const std::string& word, const Hook& hook) {
+  const Made made = make(hook);
+  if (!made.program) return false;
+  Chains chains = compiledChains(compiledText(hook.makeProgram(), hook.chain), hook.chain);
+  for (auto& [name, rules] : chains) {
+    std::erase_if(rules, [&](const ChainRule& rule) {
+      return rule.target.find(word) != std::string::npos ||
+             std::ranges::any_of(rule.matches, [&](const std::string& match) {
+               return match.find(word) != std::string::npos;
+             });
+    });
+  }
+  const MatchNumbers numbers = matchNumbersOf(*made.program);
+  return std::ranges::any_of(packetsOver(numbers.size()), [&](const Packet& packet) {
+    const Holds holds = holdsIn(numbers, packet);
+    return evaluate(*made.program, holds) != metIn(chains, hook.chain, holds);
+  });
+}
+
+struct Wrong {
+  std::string overlooked;
+  std::size_t hook;
+  std::string smallest;
+};
+
+class AFailingConfiguration : public testing::TestWithParam<Wrong> {};
+
+// The first of the seeds for which the comparison fails.
+TEST_P(AFailingConfiguration, IsShrunkToTheLinesThatItFailsFor) {
+  const Wrong& wrong = GetParam();
+  const auto fails = [&wrong](const std::string& configuration) {
+    setConfiguration(configuration);
+    return differsWithoutRulesOf(wrong.overlooked, kHooks.at(wrong.hook));
+  };
+  std::uint64_t seed = 1;
+  while (seed <= kSeeds && !fails(randomConfiguration(seed))) ++seed;
+  ASSERT_LE(seed, kSeeds);
+  EXPECT_EQ(shrinkConfiguration(randomConfiguration(seed), fails), wrong.smallest);
+}
+
+INSTANTIATE_TEST_SUITE_P(Overlooking, AFailingConfiguration,
+                         testing::Values(Wrong{"-g ", 0,
+                                               "config kovsel 'kovsel'\n"
+                                               "\tlist user_list '1'\n"
+                                               "\tlist label_user1 '4'\n"
+                                               "\toption mac_set_user1 'macs_a'\n"},
+                                         Wrong{"-g ", 1,
+                                               "config nfnlq 'nfnlq'\n"
+                                               "\toption queue_first '0'\n"
+                                               "\tlist queue_last '02'\n"
+                                               "\tlist pre_targets 'IF'\n"
+                                               "\tlist pre_targets 'NOT-s ! 10.1.0.0/16 -p tcp'\n"
+                                               "\tlist pre_targets 'OR'\n"
+                                               "\tlist pre_targets '-s 10.0.0.1 -f'\n"
+                                               "\tlist pre_targets 'THEN'\n"
+                                               "\tlist pre_targets '--match counter --inc 0x1'\n"
+                                               "\tlist pre_targets 'FI'\n"},
+                                         Wrong{"RETURN", 1,
+                                               "config nfnlq 'nfnlq'\n"
+                                               "\tlist queue_first '2'\n"
+                                               "\tlist queue_last '0'\n"
+                                               "\tlist matches 'NOT-m tcp --dport 53'\n"},
+                                         Wrong{"--add-set", 2,
+                                               "config kovsel 'kovsel'\n"
+                                               "\tlist user_list 'guest'\n"
+                                               "\tlist label_user0 '4'\n"
+                                               "\tlist blacklist_v4_user0 'black_a'\n"},
+                                         Wrong{"--set-name", 3,
+                                               "config kovsel 'kovsel'\n"
+                                               "\tlist user_list 'guest'\n"
+                                               "\tlist label_user0 '4'\n"
+                                               "\tlist keywords_user0 'hosts_a'\n"},
+                                         Wrong{"0x20/0x20", 4,
+                                               "config kovsel 'kovsel'\n"
+                                               "\tlist user_list '2'\n"
+                                               "\tlist label_user2 '5'\n"
+                                               "\tlist keywords_user2 'hosts_b'\n"}),
+                         [](const auto& wrong) { return "rules" + std::to_string(wrong.index); });
+
+}  // namespace
+}  // namespace test_support

@@ -1,0 +1,243 @@
+#include "tests/support/random_configuration.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "testbed/uci/uci_lexer.h"
+#include "testbed/uci/uci_parser.h"
+#include "tests/support/random_source.h"
+
+namespace test_support {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// An entry of the list of users, and the number by which its options are named.
+struct ListedUser {
+  std::string_view entry;
+  std::string_view number;
+};
+
+constexpr std::array<ListedUser, 7> kUsers = {{{"1", "1"},
+                                               {"2", "2"},
+                                               {"3", "3"},
+                                               {"03", "3"},
+                                               {"2nd", "2"},
+                                               {"guest", "0"},
+                                               {"-1", "4294967295"}}};
+
+// From few values, so that users share them.
+struct UserOption {
+  std::string_view name;
+  std::vector<std::string_view> values;
+};
+
+const std::vector<UserOption>& userOptions() {
+  static const std::vector<UserOption> kOptions = {
+      {"mac_set_user", {"macs_a", "macs_b"}},
+      {"mac_user", {"02:00:00:00:00:01", "02:00:00:00:00:02", "02:00:00:00:00:03"}},
+      {"mac_label_user", {"101", "102", "103"}},
+      {"reject_user", {"1", "0", "01", "true"}},
+      {"blacklist_v4_user", {"black_a", "black_b"}},
+      {"blacklist_v6_user", {"black_a", "black_c"}},
+      {"keywords_user", {"hosts_a", "hosts_b"}},
+      {"host_counter_user", {"7", "8"}},
+      {"app_counter_user", {"8", "9"}},
+      {"class_user", {"games", "video", "news", ""}},
+      {"class_label_user", {"201", "202", "203"}},
+      {"class_reject_user", {"games", "video", "news"}},
+      {"class_games_except_user", {"chess", "go"}},
+      {"class_video_except_user", {"news", "go"}}};
+  return kOptions;
+}
+
+// A value that is not alone in its rule text.
+constexpr std::array<std::string_view, 3> kOddValues = {"", "two words", "5 -p tcp"};
+
+class ConfigurationMaker {
+ public:
+  explicit ConfigurationMaker(std::uint64_t seed) : random_(seed) {}
+
+  std::string text() {
+    if (!oneIn(12)) addQueue();
+    if (!oneIn(12)) addUsers();
+    return std::move(text_);
+  }
+
+ private:
+  std::size_t below(std::size_t end) { return static_cast<std::size_t>(random_() % end); }
+  bool oneIn(std::size_t chances) { return below(chances) == 0; }
+
+  template <class Values>
+  std::string_view oneOf(const Values& values) {
+    return oneIn(500) ? kOddValues.at(below(kOddValues.size())) : values[below(values.size())];
+  }
+
+  // A single value may be written as a list too.
+  void add(std::string_view option, const Lines& values) {
+    const std::string_view keyword = values.size() == 1 && oneIn(2) ? "option" : "list";
+    for (const std::string& value : values) {
+      for (const std::string_view piece :
+           {std::string_view("\t"), keyword, std::string_view(" "), option, std::string_view(" '"),
+            std::string_view(value), std::string_view("'\n")}) {
+        text_ += piece;
+      }
+    }
+  }
+
+  template <class Values>
+  void addSome(std::string_view option, const Values& values) {
+    Lines chosen(1 + (oneIn(2) ? below(3) : 0));
+    for (std::string& value : chosen) value = oneOf(values);
+    add(option, chosen);
+  }
+
+  void addQueue() {
+    constexpr std::array<std::string_view, 3> kQueues = {"0", "2", "02"};
+    text_ += "config nfnlq 'nfnlq'\n";
+    if (!oneIn(12)) addSome("queue_first", kQueues);
+    if (!oneIn(12)) addSome("queue_last", kQueues);
+    if (!oneIn(6)) add("pre_targets", losingOne(tokensOf(randomProgram(random_(), below(40)))));
+    if (!oneIn(6)) add("matches", losingOne(condition()));
+  }
+
+  // The first condition of a program, empty if it has none.
+  Lines condition() {
+    const Lines tokens = tokensOf(randomProgram(random_(), 1 + below(30)));
+    const auto begin = std::ranges::find(tokens, "IF");
+    const auto end = std::find(begin, tokens.end(), "THEN");
+    return begin == end ? Lines() : Lines(begin + 1, end);
+  }
+
+  Lines losingOne(Lines tokens) {
+    if (!tokens.empty() && oneIn(25)) {
+      tokens.erase(tokens.begin() + static_cast<std::ptrdiff_t>(below(tokens.size())));
+    }
+    return tokens;
+  }
+
+  void addUsers() {
+    text_ += "config kovsel 'kovsel'\n";
+    Lines entries;
+    // One user may have options and not be listed.
+    std::set<std::string_view> numbers = {kUsers.at(below(kUsers.size())).number};
+    for (std::size_t count = below(5); count > 0; --count) {
+      const ListedUser& user = kUsers.at(below(kUsers.size()));
+      entries.emplace_back(user.entry);
+      numbers.insert(user.number);
+    }
+    add("user_list", entries);
+    for (const std::string_view number : numbers) addUser(number);
+  }
+
+  void addUser(std::string_view number) {
+    constexpr std::array<std::string_view, 3> kLabels = {"4", "5", "6"};
+    const auto named = [number](std::string_view option) {
+      return std::string(option) + std::string(number);
+    };
+    if (!oneIn(40)) addSome(named("label_user"), kLabels);
+    // Some users have nearly everything, some nearly nothing.
+    const std::size_t share = 1 + below(4);
+    for (const UserOption& option : userOptions()) {
+      if (below(5) < share) addSome(named(option.name), option.values);
+    }
+  }
+
+  std::mt19937_64 random_;
+  std::string text_;
+};
+
+Lines linesOf(const std::string& text) {
+  std::istringstream in(text);
+  Lines lines;
+  for (std::string line; std::getline(in, line);) lines.push_back(line + '\n');
+  return lines;
+}
+
+std::string joined(const Lines& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line;
+  return text;
+}
+
+bool isConfiguration(const std::string& text) {
+  try {
+    testbed::parseUci(text, "configuration");
+    return true;
+  } catch (const testbed::UciSyntaxError&) {
+    return false;
+  }
+}
+
+class Shrinking {
+ public:
+  Shrinking(Lines lines, const ConfigurationFails& fails)
+      : lines_(std::move(lines)), fails_(fails) {}
+
+  // Neither way goes back to where something was dropped before; both until nothing more is.
+  Lines smallest() {
+    while (dropRuns() || dropRunsWithOneMore()) {
+    }
+    return lines_;
+  }
+
+ private:
+  // Sections, options, blocks.
+  bool dropRuns() {
+    const std::size_t before = lines_.size();
+    for (std::size_t length = lines_.size(); length > 0; --length) {
+      for (std::size_t begin = 0; begin + length <= lines_.size();) {
+        if (!use(without(lines_, begin, length))) ++begin;
+      }
+    }
+    return lines_.size() < before;
+  }
+
+  // What is around the statements of a block: its condition before them, its end behind them.
+  bool dropRunsWithOneMore() {
+    for (std::size_t length = 1; length < lines_.size(); ++length) {
+      for (std::size_t begin = 0; begin + length < lines_.size(); ++begin) {
+        const Lines rest = without(lines_, begin, length);
+        for (std::size_t other = begin; other < rest.size(); ++other) {
+          if (use(without(rest, other, 1))) return true;
+        }
+      }
+    }
+    return false;
+  }
+
+  static Lines without(Lines lines, std::size_t begin, std::size_t length) {
+    const auto first = lines.begin() + static_cast<std::ptrdiff_t>(begin);
+    lines.erase(first, first + static_cast<std::ptrdiff_t>(length));
+    return lines;
+  }
+
+  bool use(Lines smaller) {
+    const std::string text = joined(smaller);
+    if (!isConfiguration(text) || !fails_(text)) return false;
+    lines_ = std::move(smaller);
+    return true;
+  }
+
+  Lines lines_;
+  const ConfigurationFails& fails_;
+};
+
+}  // namespace
+
+std::string randomConfiguration(std::uint64_t seed) {
+  return ConfigurationMaker(seed).text();
+}
+
+std::string shrinkConfiguration(const std::string& configuration, const ConfigurationFails& fails) {
+  return joined(Shrinking(linesOf(configuration), fails).smallest());
+}
+
+}  // namespace test_support

@@ -1,0 +1,22 @@
+// Random configurations of both rule sets, and the smallest one out of a failing one.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace test_support {
+
+// The text of a file that configures the program: no users or several, each with any of its options
+// absent, with one value or with more than are read; queue numbers or not; statements and a
+// condition of all kinds. A small share is no program: a label is missing, a value breaks the rule
+// text that it is put into, a token is lost. The same seed gives the same text on every machine.
+std::string randomConfiguration(std::uint64_t seed);
+
+// The smallest configuration that can be had from a failing one by dropping lines, and still fails.
+// `fails` is not asked for texts that are no configuration; it has to give false, and not throw,
+// for configurations that are no program.
+using ConfigurationFails = std::function<bool(const std::string& configuration)>;
+std::string shrinkConfiguration(const std::string& configuration, const ConfigurationFails& fails);
+
+}  // namespace test_support
