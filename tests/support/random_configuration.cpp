@@ -58,6 +58,20 @@ const std::vector<UserOption>& userOptions() {
   return kOptions;
 }
 
+// What the tools take in both families, and in the chain of incoming and that of outgoing packets;
+// only an option that stands twice in one text is refused.
+const RandomTexts& queueTexts() {
+  static const RandomTexts kTexts = {
+      {"-4", "! --ipv4", "-6", "! -6", "-p tcp", "! -p udp", "--protocol 47", "-c 1 2",
+       "-m mark --mark 0x1", "-m mark ! --mark 0x2", "--match mark --mark 0x4",
+       "-m comment --comment \"two words\"", "-m conntrack --ctstate NEW",
+       "-m conntrack ! --ctstate INVALID"},
+      // The one with "mark" also comes out as a text that is among the matches.
+      {"-j MARK --set-xmark 0x", "--jump CONNMARK --set-mark 0x", "-m mark --mark 0x",
+       "--match tavrix-xtcounter --inc 0x"}};
+  return kTexts;
+}
+
 // A value that is not alone in its rule text.
 constexpr std::array<std::string_view, 3> kOddValues = {"", "two words", "5 -p tcp"};
 
@@ -100,17 +114,20 @@ class ConfigurationMaker {
   }
 
   void addQueue() {
-    constexpr std::array<std::string_view, 3> kQueues = {"0", "2", "02"};
+    constexpr std::array<std::string_view, 2> kFirst = {"0", "1"};
+    constexpr std::array<std::string_view, 3> kLast = {"1", "2", "02"};
     text_ += "config nfnlq 'nfnlq'\n";
-    if (!oneIn(12)) addSome("queue_first", kQueues);
-    if (!oneIn(12)) addSome("queue_last", kQueues);
-    if (!oneIn(6)) add("pre_targets", losingOne(tokensOf(randomProgram(random_(), below(40)))));
+    if (!oneIn(12)) addSome("queue_first", kFirst);
+    if (!oneIn(12)) addSome("queue_last", kLast);
+    if (!oneIn(6)) add("pre_targets", losingOne(program(below(40))));
     if (!oneIn(6)) add("matches", losingOne(condition()));
   }
 
+  Lines program(std::size_t size) { return tokensOf(randomProgram(random_(), size, queueTexts())); }
+
   // The first condition of a program, empty if it has none.
   Lines condition() {
-    const Lines tokens = tokensOf(randomProgram(random_(), 1 + below(30)));
+    const Lines tokens = program(1 + below(30));
     const auto begin = std::ranges::find(tokens, "IF");
     const auto end = std::find(begin, tokens.end(), "THEN");
     return begin == end ? Lines() : Lines(begin + 1, end);
