@@ -9,9 +9,9 @@ namespace test_support {
 
 // The text of a file that configures the program: no users or several, each with any of its options
 // absent, with one value or with more than are read; queue numbers or not; statements and a
-// condition of every shape. A small share is no program: a label is missing, a value breaks the rule
-// text that it is put into, a token is lost. The rules of nearly all others are taken by the tools.
-// The same seed gives the same text on every machine.
+// condition of every shape. A small share is no program: a label is missing, a value breaks the
+// rule text that it is put into, a token is lost. The rules of nearly all others are taken by the
+// tools. The same seed gives the same text on every machine.
 std::string randomConfiguration(std::uint64_t seed);
 
 // The smallest configuration that can be had from a failing one by dropping lines, and still fails.
