@@ -107,34 +107,41 @@ std::string GraphChecks::check(tavrix::IptProg program) {
   program = tavrix::sequence(std::move(program), {exit, exit});
   std::string wrong = checkPostDominators(NodeNumbers(*program.first), *exit);
 
-  tavrix::simplify(program.first, exit);
-  const NodeNumbers nodes(*program.first);
-  wrong += checkPostDominators(nodes, *exit) + wrongPredecessorCounts(nodes);
-  for (std::size_t i = 0; i < packets.size(); ++i) {
-    if (evaluate(program, holdsIn(texts, packets[i])) == met[i]) continue;
-    wrong += "simplification changes what packet " + std::to_string(i) + " meets\n";
-  }
   std::uint64_t emptied = 0;
-  for (std::size_t i = 0; i < nodes.size(); ++i) {
-    for (const ProxyIrNode::Pointer& successor : nodes[i].successor) {
-      if (!successor || !isJunction(*successor)) continue;
-      if (isEmptied(nodes[i], *successor)) {
-        ++emptied;
-      } else {
-        wrong += "the junction behind node " + std::to_string(i) + " was left\n";
+  // What must hold after every simplification; counts the emptied junctions.
+  const auto simplifyAndCheck = [&] {
+    tavrix::simplify(program.first, exit);
+    const NodeNumbers nodes(*program.first);
+    wrong += checkPostDominators(nodes, *exit) + wrongPredecessorCounts(nodes);
+    for (std::size_t i = 0; i < packets.size(); ++i) {
+      if (evaluate(program, holdsIn(texts, packets[i])) == met[i]) continue;
+      wrong += "simplification changes what packet " + std::to_string(i) + " meets\n";
+    }
+    emptied = 0;
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+      for (const ProxyIrNode::Pointer& successor : nodes[i].successor) {
+        if (!successor || !isJunction(*successor)) continue;
+        if (isEmptied(nodes[i], *successor)) {
+          ++emptied;
+        } else {
+          wrong += "the junction behind node " + std::to_string(i) + " was left\n";
+        }
       }
     }
-  }
-  emptiedJunctions_ += emptied;
-  const std::string once = graphText(program.first);
-  tavrix::simplify(program.first, exit);
-  const std::string twice = graphText(program.first);
+    return graphText(program.first);
+  };
+  const std::string once = simplifyAndCheck();
   if (emptied == 0) {
-    if (twice != once) wrong += "simplified again:\n" + twice;
-  } else {
-    // That took the emptied junctions away, and there was nothing else to do.
     tavrix::simplify(program.first, exit);
-    if (twice == once || graphText(program.first) != twice) wrong += "not emptied:\n" + twice;
+    if (const std::string twice = graphText(program.first); twice != once) {
+      wrong += "simplified again:\n" + twice;
+    }
+  } else {
+    emptiedJunctions_ += emptied;
+    // That takes the emptied junctions away, and then there is nothing else to do.
+    const std::string twice = simplifyAndCheck();
+    tavrix::simplify(program.first, exit);
+    if (emptied != 0 || graphText(program.first) != twice) wrong += "not emptied:\n" + twice;
   }
   return wrong.empty() ? wrong : wrong + "simplified:\n" + once;
 }

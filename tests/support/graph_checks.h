@@ -23,7 +23,8 @@ class GraphChecks {
   //  - every predecessor count is what a recount of the successor slots gives;
   //  - no edge leads to a junction that could be bypassed, and simplifying again changes nothing.
   // The one exception to the last: two conditions that fuse into one by moving match modules alone
-  // are no change that makes simplification look again, so that the emptied one may stay.
+  // are no change that makes simplification look again, so that the emptied one may stay. The
+  // second simplification then takes it away, and all of the above holds after that, too.
   std::string check(tavrix::IptProg program);
   // The same for the program that the readers of the language build; what is wrong is said of the
   // smallest program that can be had from a failing one.
