@@ -76,8 +76,7 @@ TEST_P(BusFaults, OfADaemonThatDiesInAnyMessage) {
               {.tables = GetParam(), .bus = false});
 }
 
-TEST_P(BusFaults, OfADaemonThatIsKilled) {
-  if (const std::string reason = tracingRefusal(); !reason.empty()) GTEST_SKIP() << reason;
+TEST_P(BusFaults, OfADaemonThatIsNotThere) {
   Fault fault;
   fault.status = kAborted;
   fault.err = kNoDaemon;
@@ -95,14 +94,22 @@ TEST_P(BusFaults, OfADaemonThatIsKilled) {
   fault.before = "kill -STOP $bus\n";
   fault.during = "kill_bus\n";
   faults.push_back(fault);
+  checkFaults("faults of a bus daemon that is not there", faults,
+              {.tables = GetParam(), .bus = false});
+}
 
-  fault.before.clear();
-  fault.during.clear();
+TEST_P(BusFaults, OfADaemonThatIsKilledAfterAnyMessage) {
+  if (const std::string reason = tracingRefusal(); !reason.empty()) GTEST_SKIP() << reason;
+  Fault fault;
+  fault.status = kAborted;
+  fault.err = kConnectionFailed;
+  fault.tables = "oooooo";
   fault.after = "kill_bus; start_bus\n";
+  std::vector<Fault> faults;
+
   const std::string kill = "--steps=bus --signal=9 --to=$bus --after=";
   fault.name = "it is killed after its first message";
   fault.options = kill + "1";
-  fault.err = kConnectionFailed;
   faults.push_back(fault);
   fault.name = "it is killed when it has found the object";
   fault.options = kill + "2";

@@ -56,7 +56,8 @@ std::string foreignTable(int pass);
 // own. The generated rules of mangle stand behind them.
 std::string withRules(const std::string& table, const std::string& chain, const std::string& rules);
 
-// Why the system does not let a process be traced, which options with --steps need; else empty.
+// Why the system does not let a process be traced, which options with --steps need; else empty. Any
+// other failure to trace one is the test's.
 std::string tracingRefusal();
 
 // The passes that a table has rows for: all, and fewer for the nft tables, which take longer and

@@ -11,7 +11,8 @@
 // With --steps the program is traced and its steps follow, a line each: those system calls through
 // which others see something of it. "run" has those from the lock on, "bus" what it receives. With
 // --signal the program, or another process, gets that signal right after the step of that number,
-// counted from 1, when the program has seen nothing of the step's result yet.
+// counted from 1, when the program has seen nothing of the step's result yet. Where the system
+// refuses tracing altogether the exit status is 77, which no other failure has.
 //
 // The program's process is in the file REPORT.pid before it starts.
 //
@@ -34,6 +35,7 @@
 #include <iostream>
 #include <map>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -42,6 +44,9 @@
 namespace {
 
 constexpr int kEnd = 9;
+constexpr int kTracingRefused = 77;  // fault_table.cpp knows it, too
+
+class TracingRefused : public std::exception {};
 
 struct Options {
   std::string steps;
@@ -86,7 +91,9 @@ class Tracer {
   // The names of the steps until the signal was sent, or until the program's end with its status.
   std::vector<std::string_view> follow(std::optional<int>& waitStatus) {
     int status = 0;
-    if (waitpid(program_, &status, 0) < 0 || !WIFSTOPPED(status)) fail("ptrace");
+    if (waitpid(program_, &status, 0) < 0) fail("waitpid");
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kTracingRefused) throw TracingRefused();
+    if (!WIFSTOPPED(status)) throw std::runtime_error("the program does not wait for its tracer");
     if (ptrace(PTRACE_SETOPTIONS, program_, 0, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL) != 0) {
       fail("PTRACE_SETOPTIONS");
     }
@@ -179,7 +186,10 @@ pid_t start(const Options& options, int end) {
     const char* const given = getenv("ASAN_OPTIONS");
     const std::string before = given == nullptr ? "" : std::string(given) + ":";
     setenv("ASAN_OPTIONS", (before + "detect_leaks=0").c_str(), 1);
-    if (ptrace(PTRACE_TRACEME, 0, 0, 0) != 0 || raise(SIGSTOP) != 0) _exit(126);
+    if (ptrace(PTRACE_TRACEME, 0, 0, 0) != 0) {
+      _exit(errno == EPERM || errno == ENOSYS ? kTracingRefused : 126);
+    }
+    if (raise(SIGSTOP) != 0) _exit(126);
   }
   std::ofstream(options.report + ".pid") << getpid() << '\n';
   execl(options.program.c_str(), options.program.c_str(), nullptr);
@@ -238,6 +248,8 @@ int main(int argc, char** argv) {
   try {
     watch(parseOptions(std::vector<std::string>(argv + 1, argv + argc)));
     return 0;
+  } catch (const TracingRefused&) {
+    return kTracingRefused;
   } catch (const std::exception& error) {
     std::cerr << "watch_program: " << error.what() << '\n';
     return 1;
