@@ -4,10 +4,10 @@
 #include <array>
 #include <stdexcept>
 
-#include "firewall_cpp/chain_programs.h"
 #include "ipt_compiler/rule_model.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/support/configuration.h"
+#include "tests/support/hooked_chains.h"
 #include "tests/support/program_comparison.h"
 
 namespace {
@@ -76,28 +76,27 @@ std::string configurationFrom(const std::uint8_t* data, std::size_t size) {
   return queue + users;
 }
 
-struct Hook {
-  std::string_view chain;
-  tavrix::IptProg (*makeProgram)();
-};
-
-constexpr Hook kHooks[] = {{"PREROUTING", tavrix::manglePreroutingProgram},
-                           {"OUTPUT", tavrix::mangleOutputProgram},
-                           {"PREROUTING", tavrix::natPreroutingProgram},
-                           {"INPUT", tavrix::filterInputProgram},
-                           {"FORWARD", tavrix::filterForwardProgram}};
-
-void compare(const std::string& configuration, const Hook& hook) {
-  std::uint64_t packets = 0;
+// Whether the rule sets make a program of the configuration: a value may be no rule text, tokens
+// may be no program. Nothing that is thrown after that is an error of the configuration.
+bool makesProgram(const test_support::HookedChain& hook) {
   try {
-    const auto difference = test_support::findDifference(hook.makeProgram, hook.chain, packets);
-    fuzz::require(!difference,
-                  difference ? configuration + test_support::describe(*difference) : "");
+    hook.makeProgram();
+    return true;
   } catch (const tavrix::IptCompileFailed&) {
-    // A value that is no rule text.
-  } catch (const std::invalid_argument&) {
-    // Tokens that are no program.
+    return false;
+  } catch (const std::invalid_argument& refused) {
+    const std::string_view what = refused.what();
+    fuzz::require(what.starts_with("Invalid serialized ") || what.starts_with("kovsel: user "),
+                  refused.what());
+    return false;
   }
+}
+
+void compare(const std::string& configuration, const test_support::HookedChain& hook) {
+  if (!makesProgram(hook)) return;
+  std::uint64_t packets = 0;
+  const auto difference = test_support::findDifference(hook.makeProgram, hook.chain, packets);
+  fuzz::require(!difference, difference ? configuration + test_support::describe(*difference) : "");
 }
 
 }  // namespace
@@ -106,6 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size > 150) return 0;
   const std::string configuration = configurationFrom(data, size);
   test_support::setConfiguration(configuration);
-  for (const Hook& hook : kHooks) compare(configuration, hook);
+  for (const test_support::HookedChain& hook : test_support::kHookedChains)
+    compare(configuration, hook);
   return 0;
 }

@@ -1,5 +1,6 @@
 // Any saved text: foreign lines stay in order, a second writing gives the same text, and without
-// hooks no generated line is left. The first byte says where the hooks are.
+// hooks no generated line is left; with hooks there is a block for each that has its place. The
+// first byte says where the hooks are.
 #include <sstream>
 
 #include "ipt_compiler/export/ipt_lang.h"
@@ -22,8 +23,9 @@ IptProg twoTargetsWhenTcp() {
   return closeFi(appendThen(std::move(block), std::move(mark), std::move(accept)));
 }
 
+constexpr std::uint32_t kPositions[] = {0, 1, 2, kHookAtEnd};
+
 IptCompiler::HookMap hooksFor(std::uint8_t places) {
-  constexpr std::uint32_t kPositions[] = {0, 1, 2, kHookAtEnd};
   IptCompiler::HookMap hooks;
   hooks["INPUT"].push_back({"INPUT", kPositions[places & 3U], false, twoTargetsWhenTcp()});
   hooks["OUTPUT"].push_back(
@@ -46,6 +48,34 @@ std::string foreignLines(const std::string& text) {
   return foreign;
 }
 
+// How many of a chain's hooks have their place in a text without generated lines.
+std::size_t placesIn(const std::string& foreign, const std::string& chain,
+                     const std::vector<std::uint32_t>& positions) {
+  std::size_t passed = 0;
+  bool declared = false;
+  std::uint32_t rules = 0;
+  for (const std::string& line : fuzz::linesOf(foreign)) {
+    const bool isDeclaration = line.starts_with(":" + chain + " ");
+    const bool isRule = declared && line.starts_with("-A " + chain + " ");
+    const bool isEnd = declared && line == "COMMIT";
+    declared |= isDeclaration;
+    rules += isRule ? 1 : 0;
+    if (!isDeclaration && !isRule && !isEnd) continue;
+    const std::uint32_t place = isEnd ? kHookAtEnd : rules;
+    while (passed < positions.size() && positions[passed] == place) ++passed;
+  }
+  return passed;
+}
+
+// Every block begins with the declaration of the chain that the two targets need.
+std::size_t blocksIn(const std::string& text) {
+  std::size_t blocks = 0;
+  for (const std::string& line : fuzz::linesOf(text)) {
+    blocks += line.starts_with(":ipt_compiler_") ? 1 : 0;
+  }
+  return blocks;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -55,6 +85,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const std::string once = write(saved, hooksFor(data[0]));
   fuzz::require(foreignLines(once) == foreign, "foreign lines stay in order");
+  const std::size_t places =
+      placesIn(foreign, "INPUT", {kPositions[data[0] & 3U]}) +
+      placesIn(foreign, "OUTPUT", {kPositions[(data[0] >> 2U) & 3U], kHookAtEnd});
+  fuzz::require(blocksIn(once) == places, "a block for every hook that has its place");
   fuzz::require(write(once, hooksFor(data[0])) == once, "a second writing gives the same text");
   fuzz::require(write(saved, {}) == foreign, "without hooks only foreign lines are left");
   return 0;
