@@ -19,18 +19,20 @@ if [ "$(head -c 2 "$program")" != '#!' ]; then
   # The tests choose their own PATH and process namespaces: no name and no process number is unique.
   cat > "$program" << END
 #!/bin/sh
-exec $(command -v valgrind) -q --leak-check=full --show-leak-kinds=definite,indirect \\
+exec $(command -v valgrind) -q --leak-check=full --show-leak-kinds=definite,indirect,possible \\
   --child-silent-after-fork=yes \\
   --log-file="\$($(command -v mktemp) '$build/findings/XXXXXXXX')" '$program.checked'
 END
   chmod +x "$program"
 fi
 
-rm -rf "$build/findings"
-mkdir "$build/findings"
+rm -rf "$build/findings" "$build/tmp"
+mkdir "$build/findings" "$build/tmp"
+export TMPDIR=$build/tmp
 # Not by CTest, whose time limits are those of a run that nothing slows down.
 shards=$(nproc)
 tests=()
+trap 'kill "${tests[@]}" 2> /dev/null || true' EXIT
 for ((i = 0; i < shards; i++)); do
   GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$i \
     "$build/bin/golden_test" --gtest_brief=1 --gtest_filter="${1:-*}" &

@@ -1,4 +1,5 @@
-# Sourced by ./demo and ./check: the Debian packages that each needs, and how they get installed.
+# Sourced by ./demo, ./check and the commands beside it: the Debian packages that each needs, and
+# how they get installed.
 
 demo_packages=(g++ cmake ninja-build iptables libxtables-dev iproute2 ipset util-linux)
 check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format clang-tidy
