@@ -30,11 +30,7 @@ Scenario replaying(const std::vector<std::string>& segments) {
 }
 
 std::string objectFound() {
-  return wire::message(2, 1, 0,
-                       wire::plain(2, std::string("uci") + '\0') +
-                           wire::plain(3, wire::big32(kObject)) + wire::plain(5, wire::big32(7)) +
-                           wire::plain(6, "")) +
-         wire::status(1, 0, 0);
+  return wire::found(1, "uci", kObject) + wire::status(1, 0, 0);
 }
 
 TEST(Bus, WithoutADaemonEndsTheRun) {

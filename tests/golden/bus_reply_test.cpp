@@ -26,11 +26,7 @@ constexpr std::uint32_t kObject = 0x55667788;
 // The messages of a whole conversation. The daemon may say them in one go: answers carry the number
 // of their request, and requests are numbered from 1.
 std::string objectFound() {
-  return wire::message(2, 1, 0,
-                       wire::plain(2, std::string("uci") + '\0') +
-                           wire::plain(3, wire::big32(kObject)) + wire::plain(5, wire::big32(7)) +
-                           wire::plain(6, "")) +
-         wire::status(1, 0, 0);
+  return wire::found(1, "uci", kObject) + wire::status(1, 0, 0);
 }
 std::string reply(const std::string& members) {
   return wire::data(2, kObject, members);

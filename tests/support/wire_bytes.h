@@ -81,4 +81,11 @@ inline std::string data(std::uint32_t sequence, std::uint32_t object, std::strin
   return message(2, sequence, object, plain(3, big32(object)) + plain(7, members));
 }
 
+// What answers a lookup before its status. No client looks at the object's type and signature.
+inline std::string found(std::uint32_t sequence, std::string_view path, std::uint32_t object) {
+  return message(2, sequence, 0,
+                 plain(2, std::string(path) + '\0') + plain(3, big32(object)) + plain(5, big32(7)) +
+                     plain(6, ""));
+}
+
 }  // namespace wire

@@ -25,16 +25,12 @@ using BusFaults = product_test::ProductTest;
 INSTANTIATE_TEST_SUITE_P(Kinds, BusFaults, testing::Values("legacy"),
                          [](const auto& kind) { return kind.param; });
 
-// The five messages of a daemon, by the request that they answer; none before the first.
+// The messages of a daemon, by the request that they answer; the first before any.
 std::vector<std::vector<std::string>> daemonMessages() {
   constexpr std::uint32_t kClient = 0x11223344;
   constexpr std::uint32_t kObject = 0x55667788;
   return {{wire::hello(kClient)},
-          {wire::message(2, 1, 0,
-                         wire::plain(2, std::string("uci") + '\0') +
-                             wire::plain(3, wire::big32(kObject)) + wire::plain(5, wire::big32(7)) +
-                             wire::plain(6, "")),
-           wire::status(1, 0, 0)},
+          {wire::found(1, "uci", kObject), wire::status(1, 0, 0)},
           {wire::data(2, kObject, wire::table("values", "")), wire::objectStatus(2, kObject, 0)}};
 }
 

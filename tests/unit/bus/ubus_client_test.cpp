@@ -52,11 +52,7 @@ Outcome invokeGet(const FakeDaemon& daemon) {
 }
 
 std::string lookupReply(std::uint32_t sequence) {
-  return wire::message(2, sequence, 0,
-                       wire::plain(2, std::string("uci") + '\0') +
-                           wire::plain(3, wire::big32(object)) + wire::plain(5, wire::big32(9)) +
-                           wire::plain(6, "")) +
-         wire::status(sequence, 0, 0);
+  return wire::found(sequence, "uci", object) + wire::status(sequence, 0, 0);
 }
 
 TEST(UbusConnect, TakesTheClientsIdFromTheHello) {
