@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <unordered_map>
 #include <utility>
 
 #include "ipt_compiler/export/ipt_lang.h"
@@ -203,6 +204,22 @@ std::vector<std::string> meaningOf(const ProgramSource& program, const Holds& ho
   std::vector<std::string> met;
   addMeaning(program, holds, met);
   return met;
+}
+
+bool isMisread(const ProgramSource& source) {
+  const IptProg program = buildProgram(tokensOf(source));
+  const MatchNumbers numbers = matchNumbersOf(program);
+  std::unordered_map<std::string, std::vector<std::string>> optionsOf;
+  return std::ranges::any_of(packetsOver(numbers.size()), [&](const Packet& packet) {
+    const Holds holds = holdsIn(numbers, packet);
+    // A text of several options holds when each of them does.
+    const auto textHolds = [&](const std::string& text) {
+      const auto [options, isNew] = optionsOf.try_emplace(text);
+      if (isNew) options->second = splitOptions(text);
+      return std::ranges::all_of(options->second, holds);
+    };
+    return meaningOf(source, textHolds) != evaluate(program, holds);
+  });
 }
 
 IptProg buildProgram(const std::vector<std::string>& texts) {

@@ -48,6 +48,10 @@ tavrix::IptProg buildProgram(const std::vector<std::string>& tokens);
 // asked for whole texts, of more than one option perhaps.
 std::vector<std::string> meaningOf(const ProgramSource& program, const Holds& holds);
 
+// Whether the graph that the readers build is another program than the tree: some packet meets
+// other targets in it.
+bool isMisread(const ProgramSource& program);
+
 // findDifference for the program that the readers build. Tokens that are no program throw what the
 // readers throw.
 std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
