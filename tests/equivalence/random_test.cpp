@@ -1,5 +1,6 @@
 // Random programs, larger than can be tried all: the tree, the graph that the readers build and the
-// generated chains say the same. Fixed seeds, and a fresh one in every run.
+// generated chains say the same, and the graph stages before the chains do what they should. Fixed
+// seeds, and a fresh one in every run.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,10 +10,10 @@
 #include <random>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "ipt_compiler/rule_parser.h"
+#include "tests/support/graph_checks.h"
 #include "tests/support/random_source.h"
 
 namespace test_support {
@@ -21,60 +22,32 @@ namespace {
 constexpr std::array<std::size_t, 7> kSizes = {2, 5, 10, 20, 50, 100, 200};
 constexpr std::uint64_t kSeeds = 60;
 
-// A text of several options holds when each of them does.
-class TextHolds {
- public:
-  bool operator()(const std::string& text, const Holds& holds) {
-    const auto [known, isNew] = options_.try_emplace(text);
-    if (isNew) known->second = splitOptions(text);
-    return std::ranges::all_of(known->second, holds);
-  }
-
- private:
-  std::unordered_map<std::string, std::vector<std::string>> options_;
-};
-
-// Whether the graph that the readers build is another program than the tree.
-bool isMisread(const ProgramSource& source) {
-  const tavrix::IptProg program = buildProgram(tokensOf(source));
-  const MatchNumbers numbers = matchNumbersOf(program);
-  TextHolds textHolds;
-  return std::ranges::any_of(packetsOver(numbers.size()), [&](const Packet& packet) {
-    const Holds holds = holdsIn(numbers, packet);
-    return meaningOf(source, [&](const std::string& text) { return textHolds(text, holds); }) !=
-           evaluate(program, holds);
-  });
-}
-
-// False at the first difference, which is then reported.
-bool check(std::uint64_t seed, std::size_t size, std::uint64_t& packets) {
-  const ProgramSource program = randomProgram(seed, size);
+// Returns what is wrong with the program, empty when nothing is.
+std::string check(const ProgramSource& program, GraphChecks& graphs, std::uint64_t& packets) {
   if (isMisread(program)) {
-    ADD_FAILURE() << "seed " << seed << ", size " << size << ": misread\n"
-                  << configurationOf(tokensOf(shrink(program, isMisread)));
-    return false;
+    return "misread\n" + configurationOf(tokensOf(shrink(program, isMisread)));
   }
-  if (findDifference(program, packets)) {
-    const ProgramSource smallest = shrink(program);
-    ADD_FAILURE() << "seed " << seed << ", size " << size << "\n"
-                  << describe(tokensOf(smallest), *findDifference(smallest, packets));
-    return false;
-  }
-  return true;
+  if (std::string wrong = graphs.check(program); !wrong.empty()) return wrong;
+  if (!findDifference(program, packets)) return {};
+  const ProgramSource smallest = shrink(program);
+  return describe(tokensOf(smallest), *findDifference(smallest, packets));
 }
 
-TEST(RandomPrograms, MeanTheSameAsTreeAsGraphAndAsChains) {
+TEST(RandomPrograms, MeanTheSameAsTreeAsGraphAndAsChainsAndAreSimplifiedToTheSame) {
   const std::uint64_t fresh = std::random_device()();
   std::cout << "random: " << kSeeds + 1 << " seeds, fresh one " << fresh << "\n";
-  std::uint64_t programs = 0;
+  GraphChecks graphs;
   std::uint64_t packets = 0;
   for (const std::size_t size : kSizes) {
     for (std::uint64_t seed = 0; seed <= kSeeds; ++seed) {
-      if (!check(seed == 0 ? fresh : seed, size, packets)) return;
-      ++programs;
+      const std::uint64_t used = seed == 0 ? fresh : seed;
+      const std::string wrong = check(randomProgram(used, size), graphs, packets);
+      ASSERT_EQ(wrong, "") << "seed " << used << ", size " << size;
     }
   }
-  std::cout << "random: " << programs << " programs, " << packets << " packets\n";
+  std::cout << "random: " << kSizes.size() * (kSeeds + 1) << " programs, " << packets
+            << " packets, " << graphs.distinctGraphs() << " graphs, " << graphs.emptiedJunctions()
+            << " emptied junctions\n";
 }
 
 std::size_t depthOf(const ProgramSource& program) {
