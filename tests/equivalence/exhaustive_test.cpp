@@ -110,7 +110,7 @@ class Checker {
     }
     if (!findDifference(program, packets_)) return true;
     const ProgramSource smallest = shrink(program);
-    ADD_FAILURE() << describe(tokensOf(smallest), *findDifference(smallest, packets_));
+    ADD_FAILURE() << describe(smallest, *findDifference(smallest, packets_));
     return false;
   }
 

@@ -25,12 +25,12 @@ constexpr std::uint64_t kSeeds = 60;
 // Returns what is wrong with the program, empty when nothing is.
 std::string check(const ProgramSource& program, GraphChecks& graphs, std::uint64_t& packets) {
   if (isMisread(program)) {
-    return "misread\n" + configurationOf(tokensOf(shrink(program, isMisread)));
+    return "misread\n" + configurationOf(shrink(program, isMisread));
   }
   if (std::string wrong = graphs.check(program); !wrong.empty()) return wrong;
   if (!findDifference(program, packets)) return {};
   const ProgramSource smallest = shrink(program);
-  return describe(tokensOf(smallest), *findDifference(smallest, packets));
+  return describe(smallest, *findDifference(smallest, packets));
 }
 
 TEST(RandomPrograms, MeanTheSameAsTreeAsGraphAndAsChainsAndAreSimplifiedToTheSame) {

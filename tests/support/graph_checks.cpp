@@ -151,7 +151,7 @@ std::string GraphChecks::check(const ProgramSource& program) {
   const ProgramSource smallest = shrink(program, [this](const ProgramSource& smaller) {
     return !check(buildProgram(tokensOf(smaller))).empty();
   });
-  return configurationOf(tokensOf(smallest)) + check(buildProgram(tokensOf(smallest)));
+  return configurationOf(smallest) + check(buildProgram(tokensOf(smallest)));
 }
 
 }  // namespace test_support

@@ -7,6 +7,7 @@
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/chain_walker.h"
+#include "tests/support/runnable_source.h"
 
 namespace test_support {
 namespace {
@@ -192,6 +193,13 @@ std::vector<std::string> tokensOf(const ProgramSource& program) {
   return tokens;
 }
 
+std::string configurationOf(const ProgramSource& program) {
+  const std::vector<std::string> tokens = tokensOf(program);
+  const bool isRunnable = tokensOf(withRunnableTexts(program)) == tokens;
+  return (isRunnable ? "" : "# It runs only so far as the kernel's tools take its texts.\n") +
+         configurationOf(tokens);
+}
+
 std::string configurationOf(const std::vector<std::string>& tokens) {
   std::string text = "config nfnlq 'nfnlq'\n\toption queue_first '0'\n\toption queue_last '0'\n";
   for (const std::string& token : tokens) {
@@ -248,7 +256,8 @@ ProgramSource shrink(ProgramSource program, const Differs& differs) {
     return true;
   })) {
   }
-  return program;
+  ProgramSource runnable = withRunnableTexts(program);
+  return differs(runnable) ? runnable : program;
 }
 
 ProgramSource shrink(ProgramSource program) {
@@ -258,8 +267,8 @@ ProgramSource shrink(ProgramSource program) {
   });
 }
 
-std::string describe(const std::vector<std::string>& tokens, const Difference& difference) {
-  return configurationOf(tokens) + describe(difference);
+std::string describe(const ProgramSource& program, const Difference& difference) {
+  return configurationOf(program) + describe(difference);
 }
 
 }  // namespace test_support

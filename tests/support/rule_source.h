@@ -38,8 +38,10 @@ using ProgramSource = std::vector<StatementSource>;
 // The program as tokens of the language.
 std::vector<std::string> tokensOf(const ProgramSource& program);
 
-// The program as a configuration, which puts it before the queue decision.
+// The program as a configuration, which puts it before the queue decision. A comment in that of a
+// tree says so when the kernel's tools may refuse a text.
 std::string configurationOf(const std::vector<std::string>& tokens);
+std::string configurationOf(const ProgramSource& program);
 
 // The rule program as the readers of the language build it.
 tavrix::IptProg buildProgram(const std::vector<std::string>& tokens);
@@ -59,12 +61,13 @@ std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
 std::optional<Difference> findDifference(const ProgramSource& program, std::uint64_t& packets);
 
 // The smallest program that can be had from a differing one by taking parts away, and still
-// differs: by the comparison above, or by one of the test's.
+// differs: by the comparison above, or by one of the test's. Its texts are ones that the kernel's
+// tools take, see runnable_source.h, unless only with its own ones it differs.
 using Differs = std::function<bool(const ProgramSource& program)>;
 ProgramSource shrink(ProgramSource program);
 ProgramSource shrink(ProgramSource program, const Differs& differs);
 
 // For a failing test: the configuration, the packet, both sequences and the rules.
-std::string describe(const std::vector<std::string>& tokens, const Difference& difference);
+std::string describe(const ProgramSource& program, const Difference& difference);
 
 }  // namespace test_support
