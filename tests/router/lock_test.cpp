@@ -25,7 +25,7 @@ TEST_P(RealLock, ARunWaitsForTheLockAndThenSucceeds) {
 restore_foreign
 $program &
 run=$!
-await_waiting 1
+await_waiting $run
 show_all
 release
 wait $run
@@ -55,7 +55,7 @@ RUN=one PATH=/run/noting:$PATH $program &
 one=$!
 RUN=two PATH=/run/noting:$PATH $program &
 two=$!
-await_waiting 2
+await_waiting $one $two
 release
 wait $one
 wait $two

@@ -42,24 +42,22 @@ stop_bus() { end_bus -TERM; }
 kill_bus() { end_bus -KILL; }
 
 # Plays the daemon for one client as in bus_replay.h, from standard input. The command that it takes
-# for the client is only there until end_replay.
+# for the client says that the socket is listened on, and is there until end_replay.
 replay_bus() {
   stop_bus
   cat > /run/replay
-  mkfifo /run/replay_end
-  "$BUS_REPLAY" /run/replay cat /run/replay_end > /dev/null &
+  start_beside "$BUS_REPLAY" /run/replay sh -c 'echo >&7; read -r _ <&8' > /dev/null
   replay=$!
-  # The kernel's list has this flag for a socket that is listened on.
-  until grep -q ' 00010000 .* /var/run/ubus/ubus.sock' /proc/net/unix; do :; done
 }
-end_replay() {
-  : > /run/replay_end
-  wait $replay
-  rm /run/replay_end
-}
+end_replay() { end_beside $replay; }
 
 # Changes a table although somebody holds the lock, as a program does that never asks for it.
 change_unlocked() { LD_PRELOAD=/usr/lib/libxtlock_intercept.so "$@"; }
+
+# A tool of the run may write a line to descriptor 7 when it is at its place, and read one from 8
+# before it goes on. Only the run's processes have those sides, so nobody waits when it is over.
+await_tool() { read -r _ <&5 || die "no tool of $row came to its place"; }
+resume_tool() { (echo >&6) || :; }
 
 . "$HELD_LOCK_SCRIPT"
 
@@ -73,11 +71,15 @@ for row in rows/*; do
 
   FAULT=$PWD/$row
   . "./$row/before"
+  mkfifo /run/at /run/go
   # The options may name what was started before.
   eval "run_program '$WATCH_PROGRAM' $(cat "$row/options") '$PWD/$row/report' '$PROGRAM'" \
-    > "$row/out" 2> "$row/err" &
+    > "$row/out" 2> "$row/err" 7> /run/at 8< /run/go &
   run=$!
+  exec 5< /run/at 6> /run/go
+  rm /run/at /run/go
   . "./$row/during"
+  exec 5<&- 6>&-
   wait $run || { cat "$row/err" >&2; exit 1; }
   . "./$row/after"
   FAULT=

@@ -161,27 +161,27 @@ TEST_P(FileFaults, OfALockThatIsHeld) {
   const std::vector<Fault> faults = {
       {.name = "it is released, and the run goes on",
        .before = "hold_lock",
-       .during = "await_waiting 1; show_tables > /run/before; release\n",
+       .during = "await_waiting $run; show_tables > /run/before; release\n",
        .after = "grep -c comment.ipt_compiler /run/before > $row/noted",
        .note = "6\n"},
       {.name = "the program is killed while it waits",
        .before = "hold_lock",
-       .during = "await_waiting 1; kill -KILL" + killProgram,
+       .during = "await_waiting $run; kill -KILL" + killProgram,
        .after = "release",
        .status = 128 + 9,
        .tables = "oooooo",
        .left = "left=none lock=held after=held"},
       {.name = "the program is ended while it waits",
        .before = "hold_lock",
-       .during = "await_waiting 1; kill -TERM" + killProgram,
+       .during = "await_waiting $run; kill -TERM" + killProgram,
        .after = "release",
        .status = 128 + 15,
        .tables = "oooooo",
        .left = "left=none lock=held after=held"},
       {.name = "the holder is killed, and the run goes on",
        .before = "hold_lock",
-       .during = "await_waiting 1; kill -KILL $holder",
-       .after = "wait $holder || rm /run/held /run/end"},
+       .during = "await_waiting $run; kill -KILL $holder",
+       .after = "wait $holder || :"},
   };
   checkFaults("faults of a lock that is held", faults, {.tables = GetParam()});
 }
@@ -201,7 +201,7 @@ TEST_P(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKille
                                          2);
   Fault fault = {.name = "the library is missing",
                  .before = "umount " + library,
-                 .during = "await_waiting 1; kill -KILL $(cat /run/restore)",
+                 .during = "await_waiting $run; kill -KILL $(cat /run/restore)",
                  .after = "mount --bind $PRELOAD_LIBRARY " + library,
                  .tools = {{2, "echo $$ > /run/restore"}},
                  .status = kAborted,
@@ -210,12 +210,10 @@ TEST_P(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKille
   std::vector<Fault> faults = {fault};
   // The lock stays with the tool.
   fault.name = "the library is missing, and the program is ended first";
-  fault.before += "\nmkfifo /run/ended";
-  fault.tools[2] += "; { read -r _ <&9; echo > /run/ended; } &";
+  fault.tools[2] += "; { read -r _ <&9; echo >&7; } &";
   fault.during =
-      "await_waiting 1; kill -TERM $(cat $row/report.pid)\n"
-      "cat /run/ended > /dev/null; kill -KILL $(cat /run/restore)";
-  fault.after += "\nrm /run/ended";
+      "await_waiting $run; kill -TERM $(cat $row/report.pid)\n"
+      "await_tool; kill -KILL $(cat /run/restore)";
   fault.status = 128 + 15;
   fault.err = notLoaded + "Killed\n";
   fault.left = "left=some lock=held after=free";

@@ -11,15 +11,13 @@ const std::string kChange = " -t mangle -A FORWARD -p icmp -j ACCEPT";
 const std::string kRule = "-A FORWARD -p icmp -j ACCEPT\n";
 
 // A tool of the run waits there until the change is made.
-const std::string kWaitForChange = "echo > /run/at; read -r _ < /run/go\n";
+const std::string kWaitForChange = "echo >&7; read -r _ <&8\n";
 
 Fault changed(const std::string& name, int tool, const std::string& script,
               const std::string& change) {
   Fault fault;
   fault.name = name;
-  fault.before = "mkfifo /run/at /run/go\n";
-  fault.during = "cat /run/at > /dev/null\n" + change + "echo > /run/go\n";
-  fault.after = "rm /run/at /run/go\n";
+  fault.during = "await_tool\n" + change + "resume_tool\n";
   fault.tools[tool] = script;
   return fault;
 }
@@ -56,8 +54,8 @@ INSTANTIATE_TEST_SUITE_P(Kinds, LegacyTableFaults, testing::Values("legacy"),
 
 TEST_P(LegacyTableFaults, OfAnotherProcessThatWaitsForTheLock) {
   Fault waiting = changed("it waits, and changes the table after the run", 2, kWaitForChange,
-                          "iptables" + kChange + " &\nchange=$!\nawait_waiting 1\n");
-  waiting.after += "wait $change\n";
+                          "iptables" + kChange + " &\nchange=$!\nawait_waiting $change\n");
+  waiting.after = "wait $change\n";
   waiting.left = kAnyLeft;
   waiting.otherTables = {{1, withRules(newTable(1), "FORWARD", kRule)}};
   waiting.healedTables = waiting.otherTables;
