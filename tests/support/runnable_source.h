@@ -13,9 +13,9 @@ namespace test_support {
 //   the rest        the first kind of those that the program has becomes protocols, the last one
 //                   counters, and what lies between marks: most options are refused by one family
 //                   or in one of the chains
-//                   a second option of one kind in a text is left out: no tool takes it
 //   targets         become MARK, those that act by a match module too
-// A program that it made is given back as it is.
+// A second option of one kind in a text is left out, unless it is a family or a module: no tool
+// takes it. A program that it made is given back as it is.
 ProgramSource withRunnableTexts(ProgramSource program);
 
 }  // namespace test_support
