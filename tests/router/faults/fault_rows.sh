@@ -3,12 +3,15 @@
 # directory with the shell texts before, during and after, options for watch_program and scripts of
 # failing_tool.sh; what became of the run is written beside them.
 #
-# FAULTS is the directory of the table, with the tables' text before each run in `old`. A row may
-# cover /tmp, so the directory is reached through /run.
+# FAULTS is the directory of the table, with the tables' text before each run in `old`; BUILD the
+# build directory. A row may cover /tmp or /var, so both are reached through /run.
 set -eu
-mkdir /run/faults
+mkdir /run/faults /run/build
 mount --bind "$FAULTS" /run/faults
+mount --bind "$BUILD" /run/build
 cd /run/faults
+PROGRAM=/run/build${PROGRAM#"$BUILD"}
+WATCH_PROGRAM=/run/build${WATCH_PROGRAM#"$BUILD"}
 ulimit -c 0
 REAL_TOOLS=$(dirname "$(command -v iptables-save)")
 export FAULT REAL_TOOLS
@@ -64,7 +67,7 @@ resume_tool() { (echo >&6) || :; }
 [ -S /var/run/ubus/ubus.sock ] || start_bus
 for row in rows/*; do
   rm -rf /run/tools
-  cp -R tools /run/tools
+  cp -RL tools /run/tools
   for family in iptables ip6tables; do change_unlocked $family-restore < old/$family; done
   echo 0 > /run/count.tool
   echo 0 > /run/count.cat
@@ -86,7 +89,7 @@ for row in rows/*; do
   show_tables > "$row/tables"
 
   rm -rf /run/tools
-  cp -R tools /run/tools
+  cp -RL tools /run/tools
   status=0
   run_program "$PROGRAM" > "$row/healed_out" 2> "$row/healed_err" || status=$?
   echo $status > "$row/healed_status"

@@ -231,6 +231,7 @@ std::vector<std::string> checkFaults(std::string_view what, const std::vector<Fa
   if (!setup.bus) options.emplace_back("--no-bus");
   test_support::ProcessOptions environment;
   environment.variables = {{"FAULTS", dir.path()},
+                           {"BUILD", BUILD_DIR},
                            {"PROGRAM", PRODUCT_PROGRAM},
                            {"HELD_LOCK_SCRIPT", HELD_LOCK_SCRIPT},
                            {"WATCH_PROGRAM", WATCH_PROGRAM_PATH},
