@@ -1,7 +1,26 @@
-// The generated chains do what the program says, and the graph stages before them do what they
-// should: every program of a family, every packet. The
-// families together cover conditions over up to three texts with constants at every place, IF,
-// ELSEIF and ELSE nested to depth 2, and sequences of up to three statements.
+// The readers build what the program says, the generated chains do it, and the graph stages between
+// the two do what they should: every program of these families, every packet.
+//
+// A leaf is a text, its negation or a constant. A condition of two or three leaves joins them by
+// AND and OR in every way, with parentheses only where they are needed; each leaf has a text of its
+// own, in one order, and so have the conditions of a program, where nothing else is said.
+//  - One block: IF with a condition of up to three leaves. With up to two: THEN of no, one and two
+//    targets, no ELSE and ELSE of no, one and two, with and without a target behind the block. With
+//    three: kFewShapes.
+//  - ELSEIF: IF and one ELSEIF, each with a condition of up to two leaves, with and without ELSE,
+//    only targets inside. One of the texts may stand in both conditions.
+//  - Nested: IF with a condition of up to two leaves, and in it, behind THEN, ELSE or both, IF with
+//    one leaf, with and without ELSE, alone, before and behind a target. No ELSEIF.
+//  - Nested ELSEIF: a block in a block, one of them or both with one ELSEIF, each with and without
+//    ELSE; the inner one in every branch of the outer one, alone and behind a target. Each
+//    condition is one text, negated or not.
+//  - Sequence: up to three statements, each a target or IF with one leaf (in the third no
+//  constant),
+//    with THEN of one or two targets, or of one and ELSE. No ELSEIF and no block inside.
+//  - Repeated: conditions over one or two texts, negated or not, one of them twice or more: in one
+//    condition of two or three leaves, in kFewShapes, and in two conditions of one or two leaves,
+//    nested, in ELSEIF and one after the other. Without "-4" and "-6": a duplicate of those is
+//    dropped, and then the rules may mean something else than the program.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -20,7 +39,7 @@ namespace {
 using Kind = ConditionSource::Kind;
 
 // Texts by what happens to them when two conditions are fused: of different kinds, of one kind that
-// cannot stand twice in a rule, modules, and mixtures.
+// cannot stand twice in a rule, modules, and mixtures. The family selectors are in the last two.
 using Texts = std::array<std::string, 3>;
 const std::vector<Texts>& textSets() {
   static const std::vector<Texts> kSets = {
@@ -46,6 +65,10 @@ std::vector<ConditionSource> leaves(const std::string& option) {
           {Kind::kFalse, {}, {}}};
 }
 
+std::vector<ConditionSource> textOrNot(const std::string& option) {
+  return {text(option), {Kind::kNegatedText, option, {}}};
+}
+
 std::vector<ConditionSource> combined(const std::vector<ConditionSource>& left,
                                       const std::vector<ConditionSource>& right) {
   std::vector<ConditionSource> all;
@@ -61,17 +84,23 @@ void append(std::vector<ConditionSource>& all, std::vector<ConditionSource> more
   all.insert(all.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
-// Every condition over up to `size` texts, in the order of the set.
+// The leaves at three places.
+using Places = std::array<std::vector<ConditionSource>, 3>;
+
+Places leavesOf(const Texts& texts) {
+  return {leaves(texts[0]), leaves(texts[1]), leaves(texts[2])};
+}
+
+std::vector<ConditionSource> conditionsOfThree(const Places& at) {
+  std::vector<ConditionSource> all = combined(combined(at[0], at[1]), at[2]);
+  append(all, combined(at[0], combined(at[1], at[2])));
+  return all;
+}
+
+// Every condition over up to `size` of the first two texts.
 std::vector<ConditionSource> conditions(const Texts& texts, int size) {
-  const auto a = leaves(texts[0]);
-  const auto b = leaves(texts[1]);
-  const auto c = leaves(texts[2]);
-  std::vector<ConditionSource> all = a;
-  if (size > 1) append(all, combined(a, b));
-  if (size > 2) {
-    append(all, combined(combined(a, b), c));
-    append(all, combined(a, combined(b, c)));
-  }
+  std::vector<ConditionSource> all = leaves(texts[0]);
+  if (size > 1) append(all, combined(leaves(texts[0]), leaves(texts[1])));
   return all;
 }
 
@@ -92,18 +121,13 @@ StatementSource block(ConditionSource condition, ProgramSource body, ProgramSour
 // Counts what was checked and stops at the first difference.
 class Checker {
  public:
-  explicit Checker(std::string family) : family_(std::move(family)) {}
-  ~Checker() {
-    std::cout << family_ << ": " << programs_ << " programs, " << packets_ << " packets, "
-              << graphs_.distinctGraphs() << " graphs, " << graphs_.emptiedJunctions()
-              << " emptied junctions\n";
-  }
-  Checker(const Checker&) = delete;
-  Checker& operator=(const Checker&) = delete;
-
   // Returns false when the test is to end.
   bool check(const ProgramSource& program) {
     ++programs_;
+    if (isMisread(program)) {
+      ADD_FAILURE() << "misread\n" << configurationOf(shrink(program, isMisread));
+      return false;
+    }
     if (const std::string wrong = graphs_.check(program); !wrong.empty()) {
       ADD_FAILURE() << wrong;
       return false;
@@ -114,8 +138,14 @@ class Checker {
     return false;
   }
 
+  // For a test that has come to its end. Graphs are those that are different within the test.
+  void print(const char* family) const {
+    std::cout << family << ": " << programs_ << " programs, " << packets_ << " packets, "
+              << graphs_.distinctGraphs() << " graphs, " << graphs_.emptiedJunctions()
+              << " emptied junctions\n";
+  }
+
  private:
-  std::string family_;
   std::uint64_t programs_ = 0;
   std::uint64_t packets_ = 0;
   GraphChecks graphs_;
@@ -123,42 +153,69 @@ class Checker {
 
 class EveryProgram : public testing::TestWithParam<Texts> {};
 
-// IF with every condition, THEN and ELSE of no, one and two targets, with and without a rule behind
-// the block.
-TEST_P(EveryProgram, OfOneBlock) {
-  Checker checker("one block");
-  for (const ConditionSource& condition : conditions(GetParam(), 3)) {
-    for (int thenCount = 0; thenCount <= 2; ++thenCount) {
-      for (int elseCount = -1; elseCount <= 2; ++elseCount) {
-        ProgramSource program = {elseCount < 0 ? block(condition, targets("then", thenCount))
-                                               : block(condition, targets("then", thenCount),
-                                                       targets("else", elseCount))};
-        if (!checker.check(program)) return;
-        program.push_back({"-j after", {}, {}});
-        if (!checker.check(program)) return;
-      }
+// How many targets stand behind THEN, behind ELSE (none of it for -1) and behind the block.
+struct Shape {
+  int thenCount;
+  int elseCount;
+  int afterCount;
+};
+
+// A lone rule, several behind a condition, an exception, and both branches.
+constexpr std::array<Shape, 4> kFewShapes = {{{1, -1, 0}, {2, -1, 1}, {0, 1, 0}, {1, 2, 1}}};
+
+std::vector<Shape> everyShape() {
+  std::vector<Shape> all;
+  for (const int thenCount : {0, 1, 2}) {
+    for (const int elseCount : {-1, 0, 1, 2}) {
+      for (const int afterCount : {0, 1}) all.push_back({thenCount, elseCount, afterCount});
     }
   }
+  return all;
+}
+
+ProgramSource program(const ConditionSource& condition, const Shape& shape) {
+  const ProgramSource then = targets("then", shape.thenCount);
+  ProgramSource all = {shape.elseCount < 0
+                           ? block(condition, then)
+                           : block(condition, then, targets("else", shape.elseCount))};
+  if (shape.afterCount > 0) all.push_back({"-j after", {}, {}});
+  return all;
+}
+
+TEST_P(EveryProgram, OfOneBlock) {
+  Checker checker;
+  for (const ConditionSource& condition : conditions(GetParam(), 2)) {
+    for (const Shape& shape : everyShape()) {
+      if (!checker.check(program(condition, shape))) return;
+    }
+  }
+  for (const ConditionSource& condition : conditionsOfThree(leavesOf(GetParam()))) {
+    for (const Shape& shape : kFewShapes) {
+      if (!checker.check(program(condition, shape))) return;
+    }
+  }
+  checker.print("one block");
 }
 
 // IF c1 THEN .. ELSEIF c2 THEN .. [ELSE ..].
 TEST_P(EveryProgram, OfAnElseifChain) {
-  Checker checker("ELSEIF");
+  Checker checker;
   const Texts& texts = GetParam();
   for (const ConditionSource& first : conditions(texts, 2)) {
     for (const ConditionSource& second : conditions({texts[2], texts[0], texts[1]}, 2)) {
-      for (const int elseCount : {-1, 0, 1}) {
+      for (const int elseCount : {-1, 1}) {
         StatementSource chain{{}, {{first, targets("a", 1)}, {second, targets("b", 2)}}, {}};
         if (elseCount >= 0) chain.otherwise = targets("c", elseCount);
         if (!checker.check({chain})) return;
       }
     }
   }
+  checker.print("ELSEIF");
 }
 
 // A block inside a block, in each branch and beside each kind of neighbour.
 TEST_P(EveryProgram, OfABlockInABlock) {
-  Checker checker("nested");
+  Checker checker;
   const Texts& texts = GetParam();
   for (const ConditionSource& outer : conditions(texts, 2)) {
     for (const ConditionSource& inner : conditions({texts[2], texts[0], texts[1]}, 1)) {
@@ -178,17 +235,60 @@ TEST_P(EveryProgram, OfABlockInABlock) {
       }
     }
   }
+  checker.print("nested");
+}
+
+// Every block with the first of the conditions, and with ELSEIF and the second one if `hasElseif`,
+// with and without ELSE.
+std::vector<StatementSource> blocks(const std::string& name, const Texts& texts, bool hasElseif) {
+  std::vector<StatementSource> all;
+  for (const ConditionSource& first : textOrNot(texts[0])) {
+    for (const ConditionSource& second : textOrNot(texts[1])) {
+      StatementSource made = block(first, targets(name + "then", 1));
+      if (hasElseif) made.branches.push_back({second, targets(name + "elseif", 1)});
+      all.push_back(made);
+      made.otherwise = targets(name + "else", 1);
+      all.push_back(std::move(made));
+      if (!hasElseif) break;
+    }
+  }
+  return all;
+}
+
+TEST_P(EveryProgram, OfNestedElseifChains) {
+  Checker checker;
+  const Texts& texts = GetParam();
+  for (const auto& [outerHas, innerHas] : {std::pair(true, false), {false, true}, {true, true}}) {
+    for (const StatementSource& outer : blocks("out", texts, outerHas)) {
+      for (const StatementSource& inner :
+           blocks("in", {texts[outerHas ? 2 : 1], outerHas ? "-d 10.0.0.2" : texts[2], {}},
+                  innerHas)) {
+        const std::size_t places = outer.branches.size() + (outer.otherwise ? 1 : 0);
+        for (std::size_t place = 0; place < places; ++place) {
+          StatementSource whole = outer;
+          ProgramSource& branch =
+              place < whole.branches.size() ? whole.branches[place].statements : *whole.otherwise;
+          branch.push_back(inner);  // behind a target
+          if (!checker.check({whole})) return;
+          branch = {inner};
+          if (!checker.check({whole})) return;
+        }
+      }
+    }
+  }
+  checker.print("nested ELSEIF");
 }
 
 // Up to three statements one after another, each a target or a block.
 TEST_P(EveryProgram, OfThreeStatements) {
-  Checker checker("sequence");
+  Checker checker;
   const Texts& texts = GetParam();
   std::vector<std::vector<StatementSource>> choices;
   for (std::size_t place = 0; place < 3; ++place) {
     const std::string name(1, static_cast<char>('x' + place));
     std::vector<StatementSource> statements = {{"-j " + name, {}, {}}};
-    for (const ConditionSource& condition : leaves(texts[place])) {
+    for (const ConditionSource& condition :
+         place < 2 ? leaves(texts[place]) : textOrNot(texts[place])) {
       statements.push_back(block(condition, targets(name, 1)));
       statements.push_back(block(condition, targets(name, 2)));
       statements.push_back(block(condition, targets(name, 1), targets(name + "else", 1)));
@@ -205,9 +305,58 @@ TEST_P(EveryProgram, OfThreeStatements) {
       }
     }
   }
+  checker.print("sequence");
+}
+
+class EveryProgramWithARepeatedText : public testing::TestWithParam<Texts> {};
+
+TEST_P(EveryProgramWithARepeatedText, InOneCondition) {
+  Checker checker;
+  const auto a = textOrNot(GetParam()[0]);
+  const auto b = textOrNot(GetParam()[1]);
+  std::vector<ConditionSource> all = combined(a, a);
+  for (const Places& places : {Places{a, a, a}, {a, a, b}, {a, b, a}, {b, a, a}}) {
+    append(all, conditionsOfThree(places));
+  }
+  for (const ConditionSource& condition : all) {
+    for (const Shape& shape : kFewShapes) {
+      if (!checker.check(program(condition, shape))) return;
+    }
+  }
+  checker.print("repeated in a condition");
+}
+
+TEST_P(EveryProgramWithARepeatedText, InTwoConditions) {
+  Checker checker;
+  const auto a = textOrNot(GetParam()[0]);
+  const auto b = textOrNot(GetParam()[1]);
+  std::vector<ConditionSource> outer = a;
+  append(outer, combined(a, b));
+  std::vector<ConditionSource> inner = a;
+  append(inner, combined(b, a));
+  for (const ConditionSource& first : outer) {
+    for (const ConditionSource& second : inner) {
+      const StatementSource nested = block(second, targets("in", 1), targets("inelse", 1));
+      const StatementSource plain = block(first, targets("out", 1));
+      StatementSource chain = plain;
+      chain.branches.push_back({second, targets("in", 1)});
+      for (const ProgramSource& program : {ProgramSource{block(first, {nested})},
+                                           {block(first, {nested}, targets("else", 1))},
+                                           {block(first, targets("then", 1), {nested})},
+                                           {chain},
+                                           {plain, nested}}) {
+        if (!checker.check(program)) return;
+      }
+    }
+  }
+  checker.print("repeated in two conditions");
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, EveryProgram, testing::ValuesIn(textSets()),
+                         [](const auto& set) { return "set" + std::to_string(set.index); });
+
+INSTANTIATE_TEST_SUITE_P(Texts, EveryProgramWithARepeatedText,
+                         testing::ValuesIn(textSets().begin(), textSets().begin() + 4),
                          [](const auto& set) { return "set" + std::to_string(set.index); });
 
 }  // namespace

@@ -15,7 +15,21 @@ namespace {
 using tavrix::IptProg;
 using Kind = ConditionSource::Kind;
 
-void addTokens(const ConditionSource& condition, bool nested, std::vector<std::string>& tokens) {
+// Whether an operand of `kind` needs parentheses. AND binds tighter than OR, and both are read from
+// the left.
+bool needsParentheses(Kind kind, Kind operand, bool isRight) {
+  if (operand != Kind::kAnd && operand != Kind::kOr) return false;
+  return operand == kind ? isRight : operand == Kind::kOr;
+}
+
+void addTokens(const ConditionSource& condition, std::vector<std::string>& tokens) {
+  const auto addOperand = [&](std::size_t i) {
+    const ConditionSource& operand = condition.operands[i];
+    const bool inParentheses = needsParentheses(condition.kind, operand.kind, i == 1);
+    if (inParentheses) tokens.emplace_back("(");
+    addTokens(operand, tokens);
+    if (inParentheses) tokens.emplace_back(")");
+  };
   switch (condition.kind) {
     case Kind::kText:
       tokens.push_back(condition.text);
@@ -31,11 +45,9 @@ void addTokens(const ConditionSource& condition, bool nested, std::vector<std::s
       break;
     case Kind::kAnd:
     case Kind::kOr:
-      if (nested) tokens.emplace_back("(");
-      addTokens(condition.operands[0], true, tokens);
+      addOperand(0);
       tokens.emplace_back(condition.kind == Kind::kAnd ? "AND" : "OR");
-      addTokens(condition.operands[1], true, tokens);
-      if (nested) tokens.emplace_back(")");
+      addOperand(1);
       break;
   }
 }
@@ -48,7 +60,7 @@ void addTokens(const ProgramSource& program, std::vector<std::string>& tokens) {
     }
     for (std::size_t i = 0; i < statement.branches.size(); ++i) {
       tokens.emplace_back(i == 0 ? "IF" : "ELSEIF");
-      addTokens(statement.branches[i].condition, false, tokens);
+      addTokens(statement.branches[i].condition, tokens);
       tokens.emplace_back("THEN");
       addTokens(statement.branches[i].statements, tokens);
     }

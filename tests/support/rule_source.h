@@ -35,7 +35,8 @@ struct StatementSource {
 
 using ProgramSource = std::vector<StatementSource>;
 
-// The program as tokens of the language.
+// The program as tokens of the language, with parentheses only where it would be another tree
+// without them.
 std::vector<std::string> tokensOf(const ProgramSource& program);
 
 // The program as a configuration, which puts it before the queue decision. A comment in that of a
