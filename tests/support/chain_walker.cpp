@@ -39,9 +39,14 @@ bool isOptionWord(std::string_view word) {
 }
 
 std::vector<std::string> splitWords(const std::string& line) {
-  std::istringstream in(line);
+  constexpr const char* kBlanks = " \t\n\v\f\r";
   std::vector<std::string> words;
-  for (std::string word; in >> word;) words.push_back(word);
+  for (std::size_t begin = 0;
+       (begin = line.find_first_not_of(kBlanks, begin)) != std::string::npos;) {
+    const std::size_t end = std::min(line.find_first_of(kBlanks, begin), line.size());
+    words.push_back(line.substr(begin, end - begin));
+    begin = end;
+  }
   return words;
 }
 
