@@ -54,6 +54,15 @@ Holds holdsIn(const MatchNumbers& numbers, const Packet& packet) {
   };
 }
 
+std::vector<std::string> heldIn(const MatchNumbers& numbers, const Packet& packet) {
+  std::vector<std::string> held;
+  for (const auto& [text, number] : numbers) {
+    if (packet[number]) held.push_back('"' + text + '"');
+  }
+  std::ranges::sort(held);
+  return held;
+}
+
 std::vector<Packet> packetsOver(std::size_t texts) {
   constexpr std::size_t kFewTexts = 10;
   constexpr int kRandomPackets = 64;
@@ -120,12 +129,7 @@ std::optional<Difference> findDifference(const std::function<IptProg()>& makePro
     std::vector<std::string> expected = evaluate(asBuilt, holds);
     std::vector<std::string> met = metIn(chains, chain, holds);
     if (expected == met) continue;
-    std::vector<std::string> held;
-    for (const auto& [text, number] : numbers) {
-      if (packet[number]) held.push_back('"' + text + '"');
-    }
-    std::ranges::sort(held);
-    return Difference{std::move(held), std::move(expected), std::move(met), rules};
+    return Difference{heldIn(numbers, packet), std::move(expected), std::move(met), rules};
   }
   return std::nullopt;
 }

@@ -32,6 +32,9 @@ MatchNumbers matchNumbersOf(const tavrix::IptProg& program);
 // result.
 Holds holdsIn(const MatchNumbers& numbers, const Packet& packet);
 
+// The texts that hold for a packet over these numbers, quoted and sorted.
+std::vector<std::string> heldIn(const MatchNumbers& numbers, const Packet& packet);
+
 // Every packet over up to ten texts. Over more: none, all, each one alone, and random ones, the
 // same in every call.
 std::vector<Packet> packetsOver(std::size_t texts);
@@ -51,7 +54,7 @@ Chains compiledChains(const std::string& text, std::string_view chain);
 std::vector<std::string> metIn(const Chains& chains, std::string_view chain, const Holds& holds);
 
 struct Difference {
-  std::vector<std::string> held;  // the match texts that hold for the packet
+  std::vector<std::string> held;  // heldIn of the packet
   std::vector<std::string> expected;
   std::vector<std::string> met;
   std::string rules;
