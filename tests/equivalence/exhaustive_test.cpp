@@ -4,9 +4,8 @@
 // A leaf is a text, its negation or a constant. A condition of two or three leaves joins them by
 // AND and OR in every way, with parentheses only where they are needed; each leaf has a text of its
 // own, in one order, and so have the conditions of a program, where nothing else is said.
-//  - One block: IF with a condition of up to three leaves. With up to two: THEN of no, one and two
-//    targets, no ELSE and ELSE of no, one and two, with and without a target behind the block. With
-//    three: kFewShapes.
+//  - One block: IF with a condition of up to three leaves, THEN of no, one and two targets, no ELSE
+//    and ELSE of no, one and two, with and without a target behind the block.
 //  - ELSEIF: IF and one ELSEIF, each with a condition of up to two leaves, with and without ELSE,
 //    only targets inside. One of the texts may stand in both conditions.
 //  - Nested: IF with a condition of up to two leaves, and in it, behind THEN, ELSE or both, IF with
@@ -190,7 +189,7 @@ TEST_P(EveryProgram, OfOneBlock) {
     }
   }
   for (const ConditionSource& condition : conditionsOfThree(leavesOf(GetParam()))) {
-    for (const Shape& shape : kFewShapes) {
+    for (const Shape& shape : everyShape()) {
       if (!checker.check(program(condition, shape))) return;
     }
   }
