@@ -20,7 +20,7 @@ namespace test_support {
 namespace {
 
 constexpr std::array<std::size_t, 7> kSizes = {2, 5, 10, 20, 50, 100, 200};
-constexpr std::uint64_t kSeeds = 60;
+constexpr std::uint64_t kProgramSeeds = 60;
 
 // Returns what is wrong with the program, empty when nothing is.
 std::string check(const ProgramSource& program, GraphChecks& graphs, std::uint64_t& packets) {
@@ -35,17 +35,17 @@ std::string check(const ProgramSource& program, GraphChecks& graphs, std::uint64
 
 TEST(RandomPrograms, MeanTheSameAsTreeAsGraphAndAsChainsAndAreSimplifiedToTheSame) {
   const std::uint64_t fresh = std::random_device()();
-  std::cout << "random: " << kSeeds + 1 << " seeds, fresh one " << fresh << "\n";
+  std::cout << "random: " << kProgramSeeds + 1 << " seeds, fresh one " << fresh << "\n";
   GraphChecks graphs;
   std::uint64_t packets = 0;
   for (const std::size_t size : kSizes) {
-    for (std::uint64_t seed = 0; seed <= kSeeds; ++seed) {
+    for (std::uint64_t seed = 0; seed <= kProgramSeeds; ++seed) {
       const std::uint64_t used = seed == 0 ? fresh : seed;
       const std::string wrong = check(randomProgram(used, size), graphs, packets);
       ASSERT_EQ(wrong, "") << "seed " << used << ", size " << size;
     }
   }
-  std::cout << "random: " << kSizes.size() * (kSeeds + 1) << " programs, " << packets
+  std::cout << "random: " << kSizes.size() * (kProgramSeeds + 1) << " programs, " << packets
             << " packets, " << graphs.distinctGraphs() << " graphs, " << graphs.emptiedJunctions()
             << " emptied junctions\n";
 }
@@ -66,7 +66,7 @@ TEST(RandomPrograms, AreOfEveryShape) {
   std::set<std::string> targetWords;
   std::set<std::string> keywords;
   std::size_t depth = 0;
-  for (std::uint64_t seed = 1; seed <= kSeeds; ++seed) {
+  for (std::uint64_t seed = 1; seed <= kProgramSeeds; ++seed) {
     const ProgramSource source = randomProgram(seed, kSizes.back());
     depth = std::max(depth, depthOf(source));
     for (const std::string& token : tokensOf(source)) {

@@ -10,9 +10,6 @@
 namespace golden {
 namespace {
 
-constexpr std::uint32_t kClient = 0x11223344;
-constexpr std::uint32_t kObject = 0x55667788;
-
 void expectEndsBeforeAnyTool(const Scenario& scenario, const std::string& err) {
   const RunRecord run = runOnce(scenario);
   EXPECT_EQ(run.err, err);
@@ -27,10 +24,6 @@ Scenario replaying(const std::vector<std::string>& segments) {
   scenario.bus = false;
   scenario.replay = segments;
   return scenario;
-}
-
-std::string objectFound() {
-  return wire::found(1, "uci", kObject) + wire::status(1, 0, 0);
 }
 
 TEST(Bus, WithoutADaemonEndsTheRun) {

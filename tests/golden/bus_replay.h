@@ -10,13 +10,24 @@
 // hexadecimal.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tests/support/wire_bytes.h"
+
 namespace golden {
 
 inline constexpr std::string_view kReplayWait = "wait";
+
+// What a test's daemon says before the configuration. It may say a whole conversation in one go:
+// answers carry the number of their request, and requests are numbered from 1.
+inline constexpr std::uint32_t kClient = 0x11223344;
+inline constexpr std::uint32_t kObject = 0x55667788;
+inline std::string objectFound() {
+  return wire::found(1, "uci", kObject) + wire::status(1, 0, 0);
+}
 
 struct ReplayResult {
   int status = -1;

@@ -20,14 +20,6 @@
 namespace golden {
 namespace {
 
-constexpr std::uint32_t kClient = 0x11223344;
-constexpr std::uint32_t kObject = 0x55667788;
-
-// The messages of a whole conversation. The daemon may say them in one go: answers carry the number
-// of their request, and requests are numbered from 1.
-std::string objectFound() {
-  return wire::found(1, "uci", kObject) + wire::status(1, 0, 0);
-}
 std::string reply(const std::string& members) {
   return wire::data(2, kObject, members);
 }
@@ -39,7 +31,7 @@ std::string section(const std::string& name, const std::string& options) {
   return wire::table(name, wire::int8(".anonymous", 0) + wire::text(".type", "nfnlq") +
                                wire::text(".name", name) + wire::int32(".index", 0) + options);
 }
-const std::string kQueue = wire::text("queue_first", "2") + wire::text("queue_last", "2");
+const std::string kQueueMembers = wire::text("queue_first", "2") + wire::text("queue_last", "2");
 
 const std::string kDisconnected = uncaught("std::runtime_error", "Ubus: Connection failed");
 
@@ -116,7 +108,7 @@ TEST(Reply, MayHoldNoSections) {
 }
 
 TEST(Reply, InSeveralMessagesIsTheFirstOne) {
-  const std::string first = reply(wire::table("values", section("nfnlq", kQueue)));
+  const std::string first = reply(wire::table("values", section("nfnlq", kQueueMembers)));
   const std::string second = reply(wire::table(
       "values", section("nfnlq", wire::text("queue_first", "7") + wire::text("queue_last", "8"))));
   expectMangleRules(runOnReply(first + second + first + replyEnd()),
@@ -125,7 +117,7 @@ TEST(Reply, InSeveralMessagesIsTheFirstOne) {
 }
 
 TEST(Reply, InSeveralMessagesIsCheckedInEachOfThem) {
-  const std::string first = reply(wire::table("values", section("nfnlq", kQueue)));
+  const std::string first = reply(wire::table("values", section("nfnlq", kQueueMembers)));
   const RunRecord run = runOnReply(first + reply(wire::text("other", "x")) + replyEnd());
   EXPECT_EQ(run.err, uncaught("std::invalid_argument",
                               "BlobMsgParser: Cannot find the element named values"));
@@ -136,7 +128,7 @@ TEST(Reply, OfAMebibyteIsRead) {
   // The largest message that the bus carries; the sizes around it are those of the headers.
   const auto withNote = [](std::size_t size) {
     return reply(wire::table(
-        "values", section("nfnlq", kQueue + wire::text("note", std::string(size, 'x')))));
+        "values", section("nfnlq", kQueueMembers + wire::text("note", std::string(size, 'x')))));
   };
   constexpr std::size_t messageHeader = 8;
   const std::size_t around = withNote(4).size() - 4 - messageHeader;
@@ -148,7 +140,7 @@ TEST(Reply, OfAMebibyteIsRead) {
 }
 
 TEST(Reply, OfAMebibyteOfSectionsIsRead) {
-  std::string sections = section("nfnlq", kQueue);
+  std::string sections = section("nfnlq", kQueueMembers);
   std::size_t number = 0;
   while (sections.size() < 1000000) sections += section("s" + std::to_string(number++), "");
   expectMangleRules(runOnReply(reply(wire::table("values", sections)) + replyEnd()),
@@ -164,14 +156,14 @@ TEST(Reply, WithoutAValuesTableIsRefused) {
 }
 
 TEST(Reply, WithASectionThatIsNoTableIsRefused) {
-  expectRefused(wire::table("values", section("nfnlq", kQueue) + wire::text("nfnlq", "x")),
+  expectRefused(wire::table("values", section("nfnlq", kQueueMembers) + wire::text("nfnlq", "x")),
                 "Invalid type.");
   expectRefused(wire::table("values", wire::array("nfnlq", "")), "Invalid type.");
   expectRefused(wire::table("values", wire::int8("nfnlq", 1)), "Invalid type.");
 }
 
 TEST(Reply, WithASectionWithoutANameIsRefused) {
-  expectRefused(wire::table("values", wire::table("nfnlq", kQueue)),
+  expectRefused(wire::table("values", wire::table("nfnlq", kQueueMembers)),
                 "Cannot find the element named .name");
   expectRefused(wire::table("values", wire::table("nfnlq", wire::int32(".name", 1))),
                 "Cannot find the element named .name");
@@ -203,9 +195,10 @@ TEST(Reply, WithAMalformedAttributeIsRefused) {
 // Everything that the daemon says in a run that ends well.
 const std::string kWholeConversation =
     wire::hello(kClient) + objectFound() +
-    reply(wire::table("values",
-                      section("nfnlq", kQueue + wire::array("note", wire::text("", "a") +
-                                                                        wire::text("", "bc"))))) +
+    reply(wire::table(
+        "values",
+        section("nfnlq",
+                kQueueMembers + wire::array("note", wire::text("", "a") + wire::text("", "bc"))))) +
     replyEnd();
 constexpr std::size_t kHelloSize = 12;
 

@@ -8,7 +8,7 @@
 namespace golden {
 namespace {
 
-constexpr const char* kConfig = R"(
+constexpr const char* kOneQueue = R"(
 config nfnlq 'nfnlq'
 	option queue_first '2'
 	option queue_last '2'
@@ -16,7 +16,7 @@ config nfnlq 'nfnlq'
 
 TEST(XtablesLock, ThatCannotBeOpenedEndsTheRunBeforeAnyToolStarts) {
   Scenario scenario;
-  scenario.configs = {kConfig};
+  scenario.configs = {kOneQueue};
   // A link into a missing directory. On a machine that refuses namespaces the path may be the
   // machine's own lock, which is not for a test to touch.
   scenario.before =
@@ -38,7 +38,7 @@ TEST(XtablesLock, ThatCannotBeOpenedEndsTheRunBeforeAnyToolStarts) {
 
 TEST(OutputFile, ReplacesTheOneOfAnEarlierRun) {
   Scenario scenario;
-  scenario.configs = {kConfig};
+  scenario.configs = {kOneQueue};
   scenario.before = "yes stale | head -c 100000 >/tmp/ipt_compiler_out";
   const RunRecord run = runOnce(scenario);
   EXPECT_EQ(run.outputFile, emptyTable(kPasses[5]));
@@ -49,7 +49,7 @@ TEST(OutputFile, ReplacesTheOneOfAnEarlierRun) {
 // nothing: every table stays as it was.
 TEST(OutputFile, ThatCannotBeWrittenLeavesEveryTableAsItWas) {
   Scenario scenario;
-  scenario.configs = {kConfig};
+  scenario.configs = {kOneQueue};
   scenario.before = "mkdir /tmp/ipt_compiler_out";
   scenario.after = "rmdir /tmp/ipt_compiler_out";
   const RunRecord run = runOnce(scenario);
@@ -62,7 +62,7 @@ TEST(OutputFile, ThatCannotBeWrittenLeavesEveryTableAsItWas) {
 
 TEST(OutputFile, ThatIsStaleAndCannotBeWrittenIsWhatTheRestoreToolsGet) {
   Scenario scenario;
-  scenario.configs = {kConfig};
+  scenario.configs = {kOneQueue};
   scenario.tools = Tools::Texts;
   // A program that runs can be read and not be written, even by root.
   scenario.before =

@@ -9,7 +9,7 @@
 namespace golden {
 namespace {
 
-constexpr const char* kConfig = R"(
+constexpr const char* kAllButUdp = R"(
 config nfnlq 'nfnlq'
 	option queue_first '2'
 	option queue_last '2'
@@ -17,7 +17,7 @@ config nfnlq 'nfnlq'
 )";
 
 // What the configuration puts into mangle.
-const std::string kRules =
+const std::string kAllButUdpRules =
     R"(:ipt_compiler_0 - [0:0]
 -A OUTPUT -j ipt_compiler_0 -m comment --comment ipt_compiler
 -A ipt_compiler_0 -p udp -j RETURN -m comment --comment ipt_compiler
@@ -31,7 +31,7 @@ const std::string kRules =
 // Runs on the given save texts; the tables that are not given save nothing.
 RunRecord runOnTexts(std::map<std::string, std::string> tables) {
   Scenario scenario;
-  scenario.configs = {kConfig};
+  scenario.configs = {kAllButUdp};
   scenario.tools = Tools::Texts;
   scenario.tables = std::move(tables);
   RunRecord run = runOnce(scenario);
@@ -90,8 +90,8 @@ COMMIT
                                     {"ip6tables.mangle", mangle},
                                     {"ip6tables.nat", nat},
                                     {"ip6tables.filter", filter}});
-  const std::vector<std::string> texts = {withBlock(mangle, kRules), nat, filter,
-                                          withBlock(mangle, kRules), nat, filter};
+  const std::vector<std::string> texts = {withBlock(mangle, kAllButUdpRules), nat, filter,
+                                          withBlock(mangle, kAllButUdpRules), nat, filter};
   EXPECT_EQ(run.restoreTexts, texts);
 }
 
@@ -112,8 +112,12 @@ TEST(GeneratedRules, OfAnEarlierRunGoFromEveryTable) {
   const RunRecord run = runOnTexts({{"iptables.mangle", mangleWith(before + stale + after)},
                                     {"iptables.filter", other + stale + before + "COMMIT\n"},
                                     {"ip6tables.nat", stale}});
-  const std::vector<std::string> texts = {
-      withBlock(mangleWith(before + after), kRules), "", other + before + "COMMIT\n", "", "", ""};
+  const std::vector<std::string> texts = {withBlock(mangleWith(before + after), kAllButUdpRules),
+                                          "",
+                                          other + before + "COMMIT\n",
+                                          "",
+                                          "",
+                                          ""};
   EXPECT_EQ(run.restoreTexts, texts);
 }
 
@@ -130,13 +134,14 @@ TEST(ForeignRules, ThatHoldAMarkerAreTakenForGeneratedOnes) {
 -A INPUT -m comment --comment iptcompiler_0 -j ACCEPT
 -A INPUT -m comment --comment IPT_COMPILER_0 -j ACCEPT
 )"),
-                      kRules));
+                      kAllButUdpRules));
 }
 
 TEST(SavedText, ThatEndsWithoutANewlineGetsOne) {
   const std::string saved = "*mangle\n:OUTPUT ACCEPT [0:0]\n:PREROUTING ACCEPT [0:0]\n";
-  EXPECT_EQ(mangleFor(saved + "COMMIT"), saved + kRules + "COMMIT\n");
-  EXPECT_EQ(mangleFor(saved + "COMMIT\n# Completed"), saved + kRules + "COMMIT\n# Completed\n");
+  EXPECT_EQ(mangleFor(saved + "COMMIT"), saved + kAllButUdpRules + "COMMIT\n");
+  EXPECT_EQ(mangleFor(saved + "COMMIT\n# Completed"),
+            saved + kAllButUdpRules + "COMMIT\n# Completed\n");
   EXPECT_EQ(mangleFor(saved + "-A OUTPUT -j ACCEPT"), saved + "-A OUTPUT -j ACCEPT\n");
 }
 
@@ -152,7 +157,7 @@ TEST(SavedText, GetsNoRulesWhenCommitIsNotAWholeLine) {
 
 TEST(SavedText, GetsTheRulesOnceWhenItCommitsTwice) {
   const std::string saved = "*mangle\n:OUTPUT ACCEPT [0:0]\n:PREROUTING ACCEPT [0:0]\n";
-  EXPECT_EQ(mangleFor(saved + "COMMIT\nCOMMIT\n"), saved + kRules + "COMMIT\nCOMMIT\n");
+  EXPECT_EQ(mangleFor(saved + "COMMIT\nCOMMIT\n"), saved + kAllButUdpRules + "COMMIT\nCOMMIT\n");
 }
 
 TEST(SavedText, IsCopiedWhateverItsLinesAre) {
@@ -171,7 +176,7 @@ TEST(SavedText, IsCopiedWhateverItsLinesAre) {
       ":\n"
       ":UNKNOWN\n"
       "\x01\xff\xc3\x28\n";
-  EXPECT_EQ(mangleFor(mangleWith(lines)), withBlock(mangleWith(lines), kRules));
+  EXPECT_EQ(mangleFor(mangleWith(lines)), withBlock(mangleWith(lines), kAllButUdpRules));
 }
 
 TEST(SavedText, KeepsLinesOfAnyLength) {
@@ -180,7 +185,7 @@ TEST(SavedText, KeepsLinesOfAnyLength) {
   for (const std::size_t length : {1021U, 1022U, 1023U, 1024U, 1025U, 2046U, 2047U, 70000U}) {
     lines += std::string(length, 'x') + "\n";
   }
-  EXPECT_EQ(mangleFor(mangleWith(lines)), withBlock(mangleWith(lines), kRules));
+  EXPECT_EQ(mangleFor(mangleWith(lines)), withBlock(mangleWith(lines), kAllButUdpRules));
 }
 
 TEST(SavedText, LosesLongLinesWithAMarkerAsAWhole) {
@@ -190,7 +195,7 @@ TEST(SavedText, LosesLongLinesWithAMarkerAsAWhole) {
     lines +=
         "-A INPUT " + std::string(length, 'x') + "ipt_compiler_0" + std::string(3000, 'y') + "\n";
   }
-  EXPECT_EQ(mangleFor(mangleWith(lines)), withBlock(mangleWith(""), kRules));
+  EXPECT_EQ(mangleFor(mangleWith(lines)), withBlock(mangleWith(""), kAllButUdpRules));
 }
 
 TEST(SavedText, EndsAPieceAtANulByte) {
@@ -207,7 +212,8 @@ TEST(SavedText, ThatIsEmptyStaysEmpty) {
 TEST(Hooks, OfChainsThatTheTableLacksAreLeftOut) {
   const std::string onlyOutput = "*mangle\n:OUTPUT ACCEPT [0:0]\n";
   const std::string onlyPrerouting = "*mangle\n:PREROUTING ACCEPT [0:0]\n";
-  const std::string outputRules = kRules.substr(0, kRules.find(":ipt_compiler_1"));
+  const std::string outputRules =
+      kAllButUdpRules.substr(0, kAllButUdpRules.find(":ipt_compiler_1"));
   EXPECT_EQ(mangleFor(onlyOutput + "COMMIT\n"), onlyOutput + outputRules + "COMMIT\n");
   EXPECT_EQ(mangleFor(onlyPrerouting + "COMMIT\n"), onlyPrerouting +
                                                         R"(:ipt_compiler_0 - [0:0]
@@ -223,14 +229,14 @@ COMMIT
 TEST(Hooks, ComeInTheOrderOfChainNamesWhateverTheOrderOfDeclarations) {
   const std::string saved =
       "*mangle\n:PREROUTING ACCEPT [0:0]\n:OUTPUT ACCEPT [0:0]\n-A PREROUTING -j ACCEPT\n";
-  EXPECT_EQ(mangleFor(saved + "COMMIT\n"), saved + kRules + "COMMIT\n");
+  EXPECT_EQ(mangleFor(saved + "COMMIT\n"), saved + kAllButUdpRules + "COMMIT\n");
 }
 
 TEST(Hooks, AreNotDoubledByASecondDeclaration) {
   const std::string saved =
       "*mangle\n:PREROUTING ACCEPT [0:0]\n:OUTPUT ACCEPT [0:0]\n"
       "-A OUTPUT -j ACCEPT\n:OUTPUT DROP [0:0]\n";
-  EXPECT_EQ(mangleFor(saved + "COMMIT\n"), saved + kRules + "COMMIT\n");
+  EXPECT_EQ(mangleFor(saved + "COMMIT\n"), saved + kAllButUdpRules + "COMMIT\n");
 }
 
 }  // namespace

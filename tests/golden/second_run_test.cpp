@@ -9,7 +9,7 @@
 namespace golden {
 namespace {
 
-constexpr const char* kConfig = R"(
+constexpr const char* kFourQueues = R"(
 config nfnlq 'nfnlq'
 	option queue_first '0'
 	option queue_last '3'
@@ -39,7 +39,7 @@ class SecondRun : public testing::TestWithParam<Tools> {};
 
 TEST_P(SecondRun, GivesTheSameBytesAsTheFirst) {
   Scenario scenario = scenarioWithForeignRules(GetParam());
-  scenario.configs = {kConfig, kConfig, kConfig};
+  scenario.configs = {kFourQueues, kFourQueues, kFourQueues};
   const std::vector<RunRecord> runs = runAll(scenario);
   EXPECT_NE(runs[0].restoreTexts[0].find(":ipt_compiler_0 - [0:0]\n"), std::string::npos);
   for (const RunRecord& run : runs) {
@@ -56,7 +56,7 @@ TEST_P(SecondRun, WithAnotherConfigurationLeavesNothingOfTheFirst) {
   const std::string other =
       "config nfnlq 'nfnlq'\n\toption queue_first '7'\n"
       "\toption queue_last '7'\n";
-  scenario.configs = {kConfig, other};
+  scenario.configs = {kFourQueues, other};
   const std::vector<RunRecord> changed = runAll(scenario);
   scenario.configs = {other};
   EXPECT_EQ(changed[1].restoreTexts, runOnce(scenario).restoreTexts);
@@ -65,7 +65,7 @@ TEST_P(SecondRun, WithAnotherConfigurationLeavesNothingOfTheFirst) {
 
 TEST_P(SecondRun, WithAnEmptiedConfigurationGivesTheFirstTablesBack) {
   Scenario scenario = scenarioWithForeignRules(GetParam());
-  scenario.configs = {"", kConfig, ""};
+  scenario.configs = {"", kFourQueues, ""};
   const std::vector<RunRecord> runs = runAll(scenario);
   EXPECT_NE(runs[1].tables, runs[0].tables);
   EXPECT_EQ(runs[2].restoreTexts, runs[0].restoreTexts);

@@ -76,7 +76,7 @@ const Match& parsed(const std::string& text) {
   return found != known.end() ? found->second : known.emplace(text, parseMatch(text)).first->second;
 }
 
-bool contains(const std::vector<std::string>& names, const std::string& name) {
+bool isAmong(const std::vector<std::string>& names, const std::string& name) {
   return std::ranges::find(names, name) != names.end();
 }
 
@@ -125,7 +125,7 @@ class Walk {
       return match.value("--ctdir") == (packet_.original ? "ORIGINAL" : "REPLY");
     }
     if (match.module == "tavrix-xthostset" && match.is({"--set-name"})) {
-      return contains(packet_.hostSets, match.value("--set-name"));
+      return isAmong(packet_.hostSets, match.value("--set-name"));
     }
     if (match.module == "tavrix-xtcounter" && match.is({"--inc"})) {
       return note("count " + match.value("--inc"));
@@ -144,7 +144,7 @@ class Walk {
     std::string side;
     in >> name >> side;
     if (side != "src" && side != "dst") throw std::runtime_error("unknown side: " + side);
-    return contains(side == "src" ? packet_.senderSets : packet_.destinationSets, name);
+    return isAmong(side == "src" ? packet_.senderSets : packet_.destinationSets, name);
   }
 
   // Either side may have the port; "!" turns that round as a whole: neither side has it.

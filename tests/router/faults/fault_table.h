@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/process.h"
+
 namespace fault_test {
 
 // Shell texts are run by fault_rows.sh, which has functions for them.
@@ -38,6 +40,8 @@ struct Fault {
 inline constexpr std::string_view kAnyLeft = "";  // nothing but that the lock is free in the end
 inline constexpr int kAborted = 128 + 6;
 inline constexpr int kPasses = 6;
+inline const std::string kNoCommit =
+    test_support::uncaught("std::runtime_error", "failed to commit");
 
 struct Setup {
   std::string tables = "legacy";

@@ -18,7 +18,6 @@ std::string repeated(const std::string& line, int count) {
 
 const std::string kNoFile = "cat: /tmp/ipt_compiler_out: No such file or directory\n";
 const std::string kDirectory = "cat: /tmp/ipt_compiler_out: Is a directory\n";
-const std::string kNoCommit = uncaught("std::runtime_error", "failed to commit");
 const std::string kNoLock = uncaught("std::runtime_error", "Can't get xtable lock.");
 
 // Puts a text into the file and makes it one that root cannot write either.

@@ -62,13 +62,13 @@ TEST_P(LegacyTableFaults, OfAnotherProcessThatWaitsForTheLock) {
   checkFaults("faults of another process with the lock", {waiting});
 }
 
-constexpr int kManyRules = 20000;
+constexpr int kForeignRules = 20000;
 
 // A row whose six tables have that many rules of another program.
 Fault withManyRules(const std::string& name, const std::string& tables) {
   static const std::string rules = [] {
     std::string text;
-    for (int i = 0; i < kManyRules; ++i) {
+    for (int i = 0; i < kForeignRules; ++i) {
       const std::string number = std::to_string(i);
       text += "-A OUTPUT -p tcp -m tcp --dport " + number + " -m comment --comment \"host " +
               number + "\" -j ACCEPT\n";

@@ -56,8 +56,6 @@ constexpr ToolFault kCatFaults[] = {
     {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn, 'n'},
 };
 
-const std::string kNoCommit = test_support::uncaught("std::runtime_error", "failed to commit");
-
 std::string familyOf(int pass) {
   return pass <= kPasses / 2 ? "iptables" : "ip6tables";
 }

@@ -22,7 +22,7 @@ using bus_test::RunningBusd;
 using test_support::ProcessResult;
 using test_support::runProcess;
 
-constexpr std::uint32_t object = testbed::uciObjectId;
+constexpr std::uint32_t uciObject = testbed::uciObjectId;
 
 std::string config(const std::string& package) {
   return wire::text("config", package);
@@ -38,7 +38,7 @@ std::string smallReply(const std::string& value) {
 
 TEST(Busd, AnswersALookupWithTheObjectAndAStatus) {
   const RunningBusd busd;
-  const std::string uci = wire::plain(2, "uci\0"s) + wire::plain(3, wire::big32(object)) +
+  const std::string uci = wire::plain(2, "uci\0"s) + wire::plain(3, wire::big32(uciObject)) +
                           wire::plain(5, wire::big32(testbed::uciObjectType)) +
                           wire::plain(6, wire::table("get", wire::int32("config", 3)));
   const std::vector<std::pair<std::string, std::string>> table = {
@@ -59,10 +59,10 @@ TEST(Busd, AnswersAGetWithThePackageAndAStatus) {
   const RunningBusd busd;
   busd.writeConfig("small", "config t 's'\n\toption o 'v'\n");
   const RawClient client(busd);
-  ASSERT_TRUE(client.send(wire::invoke(1, object, "get", config("small"))));
+  ASSERT_TRUE(client.send(wire::invoke(1, uciObject, "get", config("small"))));
   client.finish();
   EXPECT_EQ(client.readToEnd(),
-            wire::data(1, object, smallReply("v")) + wire::objectStatus(1, object, 0));
+            wire::data(1, uciObject, smallReply("v")) + wire::objectStatus(1, uciObject, 0));
 }
 
 TEST(Busd, RefusesWhatItDoesNotServeWithTheFittingStatus) {
@@ -70,34 +70,39 @@ TEST(Busd, RefusesWhatItDoesNotServeWithTheFittingStatus) {
   busd.writeConfig("small", "config t 's'\n");
   busd.writeConfig(".hidden", "config t 's'\n");
   std::filesystem::create_directory(busd.configPath("directory"));
-  const std::string id = wire::plain(3, wire::big32(object));
+  const std::string id = wire::plain(3, wire::big32(uciObject));
   const std::string get = wire::plain(4, "get\0"s);
   const std::vector<std::pair<std::string, std::string>> table = {
-      {wire::invoke(1, object, "set", config("small")), wire::objectStatus(1, object, 3)},
-      {wire::invoke(1, object, "", config("small")), wire::objectStatus(1, object, 3)},
-      {wire::invoke(1, object + 1, "get", config("small")), wire::objectStatus(1, object + 1, 4)},
-      {wire::message(5, 1, object, get), wire::status(1, object, 2)},
-      {wire::message(5, 1, object, id), wire::status(1, object, 2)},
-      {wire::message(5, 1, object, id + get), wire::objectStatus(1, object, 2)},
-      {wire::message(5, 1, object, id + id), wire::status(1, object, 2)},
-      {wire::invoke(1, object, "get", ""), wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", config("none")), wire::objectStatus(1, object, 4)},
-      {wire::invoke(1, object, "get", config("")), wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", config("../config/small")), wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", config("/etc/passwd")), wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", config(".hidden")), wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", config("..")), wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", wire::int32("config", 1)), wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", wire::text("package", "small")),
-       wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", config("small") + config("small")),
-       wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", config("small") + wire::text("section", "s")),
-       wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", wire::named(3, "config", "small")),
-       wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", "\x83\0\0\x40\0\6con"s), wire::objectStatus(1, object, 2)},
-      {wire::invoke(1, object, "get", config("directory")), wire::objectStatus(1, object, 9)},
+      {wire::invoke(1, uciObject, "set", config("small")), wire::objectStatus(1, uciObject, 3)},
+      {wire::invoke(1, uciObject, "", config("small")), wire::objectStatus(1, uciObject, 3)},
+      {wire::invoke(1, uciObject + 1, "get", config("small")),
+       wire::objectStatus(1, uciObject + 1, 4)},
+      {wire::message(5, 1, uciObject, get), wire::status(1, uciObject, 2)},
+      {wire::message(5, 1, uciObject, id), wire::status(1, uciObject, 2)},
+      {wire::message(5, 1, uciObject, id + get), wire::objectStatus(1, uciObject, 2)},
+      {wire::message(5, 1, uciObject, id + id), wire::status(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", ""), wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", config("none")), wire::objectStatus(1, uciObject, 4)},
+      {wire::invoke(1, uciObject, "get", config("")), wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", config("../config/small")),
+       wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", config("/etc/passwd")),
+       wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", config(".hidden")), wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", config("..")), wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", wire::int32("config", 1)),
+       wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", wire::text("package", "small")),
+       wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", config("small") + config("small")),
+       wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", config("small") + wire::text("section", "s")),
+       wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", wire::named(3, "config", "small")),
+       wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", "\x83\0\0\x40\0\6con"s),
+       wire::objectStatus(1, uciObject, 2)},
+      {wire::invoke(1, uciObject, "get", config("directory")), wire::objectStatus(1, uciObject, 9)},
       {wire::message(0, 1, 2, ""), wire::status(1, 2, 1)},
       {wire::message(1, 1, 2, wire::plain(1, "abcd")), wire::status(1, 2, 1)},
       {wire::message(3, 1, 2, ""), wire::status(1, 2, 1)},

@@ -19,7 +19,7 @@ namespace {
 using bus_test::FakeDaemon;
 using Context = std::unique_ptr<ubus_context, decltype(&ubus_free)>;
 
-constexpr std::uint32_t object = 0x55667788;
+constexpr std::uint32_t foundObject = 0x55667788;
 
 Context connectTo(const FakeDaemon& daemon) {
   return {ubus_connect(daemon.path().c_str()), ubus_free};
@@ -39,7 +39,7 @@ Outcome invokeGet(ubus_context* context, int timeoutMs = 0) {
   testbed::BlobBuffer arguments;
   EXPECT_EQ(blobmsg_add_field(arguments.get(), 3, "config", "firewall_cpp", 13), 0);
   Outcome outcome;
-  outcome.status = ubus_invoke_fd(context, object, "get", arguments.get()->head, collect,
+  outcome.status = ubus_invoke_fd(context, foundObject, "get", arguments.get()->head, collect,
                                   &outcome.replies, timeoutMs, -1);
   return outcome;
 }
@@ -52,7 +52,7 @@ Outcome invokeGet(const FakeDaemon& daemon) {
 }
 
 std::string lookupReply(std::uint32_t sequence) {
-  return wire::found(sequence, "uci", object) + wire::status(sequence, 0, 0);
+  return wire::found(sequence, "uci", foundObject) + wire::status(sequence, 0, 0);
 }
 
 TEST(UbusConnect, TakesTheClientsIdFromTheHello) {
@@ -92,7 +92,7 @@ TEST(UbusLookup, SendsThePathAndStoresTheId) {
   ASSERT_NE(context, nullptr);
   std::uint32_t id = 0;
   EXPECT_EQ(ubus_lookup_id(context.get(), "uci", &id), 0);
-  EXPECT_EQ(id, object);
+  EXPECT_EQ(id, foundObject);
   context.reset();
   EXPECT_EQ(daemon.received(), wire::lookup(1, "uci"));
 }
@@ -117,9 +117,9 @@ TEST(UbusLookup, LeavesTheIdAloneWhenItFails) {
 }
 
 TEST(UbusInvoke, SendsObjectMethodAndArgumentsAndNumbersItsRequests) {
-  FakeDaemon daemon(wire::hello(1) + wire::data(1, object, "abcd") +
-                    wire::objectStatus(1, object, 0) + lookupReply(2) +
-                    wire::objectStatus(3, object, 3));
+  FakeDaemon daemon(wire::hello(1) + wire::data(1, foundObject, "abcd") +
+                    wire::objectStatus(1, foundObject, 0) + lookupReply(2) +
+                    wire::objectStatus(3, foundObject, 3));
   Context context = connectTo(daemon);
   ASSERT_NE(context, nullptr);
   const Outcome first = invokeGet(context.get());
@@ -130,16 +130,16 @@ TEST(UbusInvoke, SendsObjectMethodAndArgumentsAndNumbersItsRequests) {
   EXPECT_EQ(ubus_invoke_fd(context.get(), id, "put", nullptr, nullptr, nullptr, 0, -1), 3);
   context.reset();
   EXPECT_EQ(daemon.received(),
-            wire::invoke(1, object, "get", wire::text("config", "firewall_cpp")) +
+            wire::invoke(1, foundObject, "get", wire::text("config", "firewall_cpp")) +
                 wire::lookup(2, "uci") +
-                wire::message(5, 3, object,
-                              wire::plain(3, wire::big32(object)) +
+                wire::message(5, 3, foundObject,
+                              wire::plain(3, wire::big32(foundObject)) +
                                   wire::plain(4, std::string("put") + '\0')));
 }
 
 TEST(UbusInvoke, PassesEveryStatusOn) {
   for (std::uint32_t status = 0; status <= 20; ++status) {
-    const FakeDaemon daemon(wire::hello(1) + wire::objectStatus(1, object, status));
+    const FakeDaemon daemon(wire::hello(1) + wire::objectStatus(1, foundObject, status));
     EXPECT_EQ(invokeGet(daemon).status, static_cast<int>(status));
   }
 }
@@ -147,7 +147,7 @@ TEST(UbusInvoke, PassesEveryStatusOn) {
 TEST(UbusInvoke, ReadsAnswersInPiecesOfAnySize) {
   const std::string large(200000, 'x');
   const std::string stream =
-      wire::hello(1) + wire::data(1, object, large) + wire::objectStatus(1, object, 0);
+      wire::hello(1) + wire::data(1, foundObject, large) + wire::objectStatus(1, foundObject, 0);
   for (const std::size_t pieceSize : {7U, 1000U, 65536U, 1000000U}) {
     const FakeDaemon daemon(stream, FakeDaemon::End::Silent, pieceSize);
     const Outcome outcome = invokeGet(daemon);
@@ -157,8 +157,8 @@ TEST(UbusInvoke, ReadsAnswersInPiecesOfAnySize) {
 }
 
 TEST(UbusInvoke, EndsWithConnectionFailedWhereverTheAnswerIsCut) {
-  const std::string reply = wire::data(1, object, wire::text("name", "value"));
-  const std::string stream = reply + wire::objectStatus(1, object, 0);
+  const std::string reply = wire::data(1, foundObject, wire::text("name", "value"));
+  const std::string stream = reply + wire::objectStatus(1, foundObject, 0);
   for (std::size_t length = 0; length < stream.size(); ++length) {
     const FakeDaemon daemon(wire::hello(1) + stream.substr(0, length));
     const Outcome outcome = invokeGet(daemon);
@@ -168,19 +168,19 @@ TEST(UbusInvoke, EndsWithConnectionFailedWhereverTheAnswerIsCut) {
 }
 
 // The status that must come out when one byte of the reply is inverted, by its place: header, outer
-// word, then word and value of the object id, word and value of the data.
+// word, then word and value of the foundObject id, word and value of the data.
 int statusForInvertedReply(std::size_t byte) {
   if (byte == 0) return 10;   // another version
   if (byte < 8) return 0;     // an answer to nobody; the status still comes
   if (byte == 8) return 12;   // no plain attribute
   if (byte < 12) return 10;   // too long, or longer than all that comes
-  if (byte == 12) return 0;   // an unknown attribute in place of the object id
+  if (byte == 12) return 0;   // an unknown attribute in place of the foundObject id
   if (byte < 16) return 12;   // a length that does not fit
-  if (byte < 20) return 0;    // the object id's value: nobody asks
+  if (byte < 20) return 0;    // the foundObject id's value: nobody asks
   return byte < 24 ? 12 : 0;  // no data, a wrong length; the members are not the bus's
 }
 
-// The same for the status message: its values are the status and the object id.
+// The same for the status message: its values are the status and the foundObject id.
 int statusForInvertedStatus(std::size_t byte) {
   if (byte < 8) return 10;  // broken, or an answer to nobody: then comes the end
   if (byte == 8) return 12;
@@ -192,8 +192,8 @@ int statusForInvertedStatus(std::size_t byte) {
 }
 
 TEST(UbusInvoke, EndsAsItShouldForEveryInvertedByte) {
-  const std::string reply = wire::data(1, object, wire::text("name", "value"));
-  const std::string stream = reply + wire::objectStatus(1, object, 0);
+  const std::string reply = wire::data(1, foundObject, wire::text("name", "value"));
+  const std::string stream = reply + wire::objectStatus(1, foundObject, 0);
   for (std::size_t byte = 0; byte < stream.size(); ++byte) {
     std::string changed = stream;
     changed[byte] = static_cast<char>(~changed[byte]);
@@ -213,9 +213,10 @@ TEST(UbusInvoke, GivesUpAfterItsTimeLimit) {
 }
 
 TEST(UbusInvoke, AnswersToAnEarlierRequestAreNotTakenForThisOnes) {
-  const FakeDaemon daemon(wire::hello(1) + wire::objectStatus(1, object, 4) +
-                          wire::objectStatus(1, object, 6) + wire::data(1, object, "old") +
-                          wire::data(2, object, "new") + wire::objectStatus(2, object, 0));
+  const FakeDaemon daemon(wire::hello(1) + wire::objectStatus(1, foundObject, 4) +
+                          wire::objectStatus(1, foundObject, 6) +
+                          wire::data(1, foundObject, "old") + wire::data(2, foundObject, "new") +
+                          wire::objectStatus(2, foundObject, 0));
   const Context context = connectTo(daemon);
   ASSERT_NE(context, nullptr);
   EXPECT_EQ(invokeGet(context.get()).status, 4);
@@ -228,21 +229,21 @@ TEST(UbusInvoke, RefusesADescriptorAndAMessageOverTheLimitWithoutSending) {
   FakeDaemon daemon(wire::hello(1));
   Context context = connectTo(daemon);
   ASSERT_NE(context, nullptr);
-  EXPECT_EQ(ubus_invoke_fd(context.get(), object, "get", nullptr, nullptr, nullptr, 0, 0), 8);
+  EXPECT_EQ(ubus_invoke_fd(context.get(), foundObject, "get", nullptr, nullptr, nullptr, 0, 0), 8);
   testbed::BlobBuffer arguments;
   const std::string large(1024 * 1024, 'x');
   ASSERT_EQ(blobmsg_add_field(arguments.get(), 3, "config", large.c_str(),
                               static_cast<unsigned int>(large.size() + 1)),
             0);
-  EXPECT_EQ(
-      ubus_invoke_fd(context.get(), object, "get", arguments.get()->head, nullptr, nullptr, 0, -1),
-      2);
+  EXPECT_EQ(ubus_invoke_fd(context.get(), foundObject, "get", arguments.get()->head, nullptr,
+                           nullptr, 0, -1),
+            2);
   context.reset();
   EXPECT_EQ(daemon.received(), "");
 }
 
 TEST(UbusInvoke, SendsALargeRequestWhole) {
-  FakeDaemon daemon(wire::hello(1) + wire::objectStatus(1, object, 0));
+  FakeDaemon daemon(wire::hello(1) + wire::objectStatus(1, foundObject, 0));
   Context context = connectTo(daemon);
   ASSERT_NE(context, nullptr);
   testbed::BlobBuffer arguments;
@@ -250,11 +251,11 @@ TEST(UbusInvoke, SendsALargeRequestWhole) {
   ASSERT_EQ(blobmsg_add_field(arguments.get(), 3, "config", large.c_str(),
                               static_cast<unsigned int>(large.size() + 1)),
             0);
-  EXPECT_EQ(
-      ubus_invoke_fd(context.get(), object, "get", arguments.get()->head, nullptr, nullptr, 0, -1),
-      0);
+  EXPECT_EQ(ubus_invoke_fd(context.get(), foundObject, "get", arguments.get()->head, nullptr,
+                           nullptr, 0, -1),
+            0);
   context.reset();
-  EXPECT_EQ(daemon.received(), wire::invoke(1, object, "get", wire::text("config", large)));
+  EXPECT_EQ(daemon.received(), wire::invoke(1, foundObject, "get", wire::text("config", large)));
 }
 
 // Writing to such a connection raises SIGPIPE in a careless client.

@@ -15,9 +15,9 @@ namespace {
 using std::string_literals::operator""s;
 
 constexpr std::uint32_t sequence = 3;
-constexpr std::uint32_t object = 0x11223344;
+constexpr std::uint32_t askedObject = 0x11223344;
 
-void collect(ubus_request* request, int type, blob_attr* msg) {
+void describe(ubus_request* request, int type, blob_attr* msg) {
   *static_cast<std::string*>(request->priv) +=
       std::to_string(type) + (blob_is_extended(msg) ? " extended [" : " [") +
       std::string(static_cast<const char*>(blobmsg_data(msg)), blobmsg_data_len(msg)) + "] ";
@@ -27,8 +27,8 @@ void collect(ubus_request* request, int type, blob_attr* msg) {
 std::string outcome(const std::string& stream) {
   testbed::MessageReader reader;
   std::string text;
-  testbed::PendingRequest request(sequence, object, [&text](const testbed::MessageBody& body) {
-    return testbed::callDataHandler(collect, &text, body);
+  testbed::PendingRequest request(sequence, askedObject, [&text](const testbed::MessageBody& body) {
+    return testbed::callDataHandler(describe, &text, body);
   });
   reader.append(stream);
   const std::optional<int> status = testbed::handleAvailable(reader, request);
@@ -36,40 +36,40 @@ std::string outcome(const std::string& stream) {
 }
 
 TEST(UbusRequest, EndsWithTheDaemonsStatusAfterAnyNumberOfReplies) {
-  const std::string ok = wire::objectStatus(sequence, object, 0);
-  const std::string reply = wire::data(sequence, object, "abcd");
+  const std::string ok = wire::objectStatus(sequence, askedObject, 0);
+  const std::string reply = wire::data(sequence, askedObject, "abcd");
   const std::vector<std::pair<std::string, std::string>> table = {
       {"", "waiting"},
       {ok, "0"},
       {reply, "2 [abcd] waiting"},
       {reply + ok, "2 [abcd] 0"},
-      {reply + wire::data(sequence, object, "") + ok, "2 [abcd] 2 [] 0"},
-      {reply + wire::status(sequence, object, 9), "2 [abcd] 9"},
-      {wire::status(sequence, object, 4), "4"},
-      {wire::status(sequence, object, 300), "300"},
-      {wire::status(sequence, object, 0xffffffff), "-1"},
+      {reply + wire::data(sequence, askedObject, "") + ok, "2 [abcd] 2 [] 0"},
+      {reply + wire::status(sequence, askedObject, 9), "2 [abcd] 9"},
+      {wire::status(sequence, askedObject, 4), "4"},
+      {wire::status(sequence, askedObject, 300), "300"},
+      {wire::status(sequence, askedObject, 0xffffffff), "-1"},
       {ok + reply, "0"},
-      {wire::status(sequence, object, 2) + "\xff\xff"s, "2"},
+      {wire::status(sequence, askedObject, 2) + "\xff\xff"s, "2"},
   };
   for (const auto& [stream, expected] : table) EXPECT_EQ(outcome(stream), expected);
 }
 
 TEST(UbusRequest, PassesOverWhatBelongsToAnotherRequest) {
-  const std::string ok = wire::status(sequence, object, 0);
+  const std::string ok = wire::status(sequence, askedObject, 0);
   const std::vector<std::string> others = {
-      wire::status(sequence + 1, object, 4),
-      wire::status(sequence - 1, object, 4),
-      wire::status(sequence, object + 1, 4),
+      wire::status(sequence + 1, askedObject, 4),
+      wire::status(sequence - 1, askedObject, 4),
+      wire::status(sequence, askedObject + 1, 4),
       wire::status(sequence, 0, 4),
-      wire::data(sequence + 1, object, "abcd"),
-      wire::data(sequence, object + 1, "abcd"),
-      wire::hello(object),
-      wire::message(0, sequence, object, ""),
-      wire::message(3, sequence, object, ""),
-      wire::message(5, sequence, object, wire::plain(7, "abcd")),
-      wire::message(200, sequence, object, wire::plain(1, wire::big32(4))),
+      wire::data(sequence + 1, askedObject, "abcd"),
+      wire::data(sequence, askedObject + 1, "abcd"),
+      wire::hello(askedObject),
+      wire::message(0, sequence, askedObject, ""),
+      wire::message(3, sequence, askedObject, ""),
+      wire::message(5, sequence, askedObject, wire::plain(7, "abcd")),
+      wire::message(200, sequence, askedObject, wire::plain(1, wire::big32(4))),
       // Malformed, but not this request's.
-      wire::message(1, sequence + 1, object, wire::plain(1, "")),
+      wire::message(1, sequence + 1, askedObject, wire::plain(1, "")),
   };
   for (const std::string& other : others) {
     EXPECT_EQ(outcome(other), "waiting") << testing::PrintToString(other);
@@ -78,24 +78,24 @@ TEST(UbusRequest, PassesOverWhatBelongsToAnotherRequest) {
 }
 
 TEST(UbusRequest, FailsOnMessagesThatAreMalformedOrLackAnAttribute) {
-  const std::string reply = wire::data(sequence, object, "abcd");
+  const std::string reply = wire::data(sequence, askedObject, "abcd");
   const auto data = [](const std::string& attributes) {
-    return wire::message(2, sequence, object, attributes);
+    return wire::message(2, sequence, askedObject, attributes);
   };
   const std::vector<std::pair<std::string, std::string>> table = {
       // No status came: "no response", unless there was one.
-      {wire::message(1, sequence, object, ""), "5"},
-      {wire::message(1, sequence, object, wire::plain(3, wire::big32(object))), "5"},
-      {reply + wire::message(1, sequence, object, ""), "2 [abcd] 0"},
-      {wire::message(1, sequence, object, wire::plain(1, "abc")), "12"},
+      {wire::message(1, sequence, askedObject, ""), "5"},
+      {wire::message(1, sequence, askedObject, wire::plain(3, wire::big32(askedObject))), "5"},
+      {reply + wire::message(1, sequence, askedObject, ""), "2 [abcd] 0"},
+      {wire::message(1, sequence, askedObject, wire::plain(1, "abc")), "12"},
       {data(""), "12"},
-      {data(wire::plain(3, wire::big32(object))), "12"},
+      {data(wire::plain(3, wire::big32(askedObject))), "12"},
       {data(wire::plain(0x80 | 7, "\0\1ab"s)), "12"},
       {data(wire::plain(7, "ab") + wire::plain(7, "cd")), "12"},
       {data("\x07\0\0\x40"s), "12"},
       {data("\x07\xff\xff\xfe"s), "12"},
       {reply + data(""), "2 [abcd] 12"},
-      {"\x01"s + wire::status(sequence, object, 0).substr(1), "10"},
+      {"\x01"s + wire::status(sequence, askedObject, 0).substr(1), "10"},
       {reply + wire::big32(0) + wire::big32(0) + wire::big32(0), "2 [abcd] 10"},
       {wire::big32(0) + wire::big32(0) + "\0\x20\0\0"s, "10"},
   };
@@ -106,10 +106,10 @@ TEST(UbusRequest, FailsOnMessagesThatAreMalformedOrLackAnAttribute) {
 
 TEST(UbusRequest, WithoutAHandlerIgnoresReplies) {
   testbed::MessageReader reader;
-  testbed::PendingRequest request(sequence, object, [](const testbed::MessageBody& body) {
+  testbed::PendingRequest request(sequence, askedObject, [](const testbed::MessageBody& body) {
     return testbed::callDataHandler(nullptr, nullptr, body);
   });
-  reader.append(wire::data(sequence, object, "abcd") + wire::status(sequence, object, 0));
+  reader.append(wire::data(sequence, askedObject, "abcd") + wire::status(sequence, askedObject, 0));
   EXPECT_EQ(testbed::handleAvailable(reader, request), 0);
 }
 
@@ -133,7 +133,7 @@ std::string expectedOfFlippedStatus(std::size_t byte, unsigned int bit) {
 }
 
 TEST(UbusRequest, EveryFlippedBitOfAStatusLeadsToItsOwnEnd) {
-  const std::string message = wire::status(sequence, object, 4);
+  const std::string message = wire::status(sequence, askedObject, 4);
   ASSERT_EQ(message.size(), 20U);
   for (std::size_t byte = 0; byte < message.size(); ++byte) {
     for (unsigned int bit = 0; bit < 8; ++bit) {
@@ -147,8 +147,8 @@ TEST(UbusRequest, EveryFlippedBitOfAStatusLeadsToItsOwnEnd) {
 // Whatever a reply's bytes say, what reaches the handler lies inside the message.
 TEST(UbusRequest, EveryValueOfEveryByteOfAReplyGivesAPartOfItOrNothing) {
   const std::string members = wire::table("values", wire::text("name", "value"));
-  const std::string reply = wire::data(sequence, object, members);
-  const std::string ok = wire::status(sequence, object, 0);
+  const std::string reply = wire::data(sequence, askedObject, members);
+  const std::string ok = wire::status(sequence, askedObject, 0);
   const std::size_t membersBegin = reply.size() - members.size();
   for (std::size_t byte = 0; byte < reply.size(); ++byte) {
     for (int value = 0; value < 256; ++value) {

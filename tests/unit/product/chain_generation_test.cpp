@@ -15,19 +15,15 @@
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
 #include "tests/unit/product/random_program.h"
+#include "tests/unit/product/rule_texts.h"
 
 namespace tavrix {
 namespace {
 
+using test_support::cond;
 using test_support::errorText;
 using test_support::graphText;
-
-IptProg target(const char* text) {
-  return makeTarget(text, "f", 1);
-}
-IptCond cond(const char* text) {
-  return makeMatches(text, "f", 1);
-}
+using test_support::target;
 
 std::string generate(IptProg& prog, std::uint32_t& counter, bool ownChain = false) {
   std::ostringstream out;

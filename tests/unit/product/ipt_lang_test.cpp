@@ -10,22 +10,18 @@
 
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
+#include "tests/unit/product/rule_texts.h"
 
 namespace tavrix {
 namespace {
 
+using test_support::cond;
 using test_support::errorText;
 using test_support::graphText;
+using test_support::target;
 using test_support::wrongPredecessorCounts;
 
 constexpr const char* kSetNextTwice = "IPT compiler: Internal error. setNext() twice.";
-
-IptProg target(const char* text) {
-  return makeTarget(text, "f", 1);
-}
-IptCond cond(const char* text) {
-  return makeMatches(text, "f", 1);
-}
 
 TEST(MakeTarget, IsOneRuleNode) {
   const IptProg prog = makeTarget("-j  A", "f", 12);

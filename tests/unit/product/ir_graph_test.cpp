@@ -21,7 +21,7 @@ using test_support::errorText;
 using test_support::graphText;
 using test_support::wrongPredecessorCounts;
 
-constexpr const char* kSetNextTwice = "IPT compiler: Internal error. setNext() twice.";
+constexpr const char* kNextTwice = "IPT compiler: Internal error. setNext() twice.";
 
 IptProg emptyProgram() {
   const auto node = makeProxy();
@@ -60,8 +60,8 @@ TEST(IrNode, SetNextTwiceThrowsAndChangesNothing) {
   const auto first = makeProxy();
   const auto second = makeProxy();
   node->setNext(first);
-  EXPECT_EQ(errorText<std::logic_error>([&] { node->setNext(second); }), kSetNextTwice);
-  EXPECT_EQ(errorText<std::logic_error>([&] { node->setNext(first); }), kSetNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { node->setNext(second); }), kNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { node->setNext(first); }), kNextTwice);
   EXPECT_EQ(node->successor[1], first);
   EXPECT_EQ(first->predecessorCount, 1U);
   EXPECT_EQ(second->predecessorCount, 0U);
@@ -231,16 +231,16 @@ TEST(Sequence, OfAProgramThatWasContinuedThrows) {
   const IptProg a = emptyProgram();
   const IptProg b = emptyProgram();
   sequence(a, b);
-  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(a, emptyProgram()); }), kSetNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(a, emptyProgram()); }), kNextTwice);
   EXPECT_EQ(a.last->successor[1], b.first);
 }
 
 TEST(Sequence, OfAProgramWithItselfThrows) {
   const IptProg one = emptyProgram();
-  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(one, one); }), kSetNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(one, one); }), kNextTwice);
   EXPECT_EQ(one.first->successor[1], nullptr);
   const IptProg two = sequence(emptyProgram(), emptyProgram());
-  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(two, two); }), kSetNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(two, two); }), kNextTwice);
   EXPECT_EQ(graphText(two.first), "0: then 1\n1: end\n");
 }
 

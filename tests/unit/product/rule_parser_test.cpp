@@ -19,18 +19,18 @@ namespace {
 using test_support::errorText;
 using test_support::listText;
 
-constexpr const char* kFile = "firewall_cpp/kovsel/kovsel";
+constexpr const char* kSourceFile = "firewall_cpp/kovsel/kovsel";
 
 std::string targetError(std::string_view text) {
-  return errorText<IptCompileFailed>([&] { parseTarget(text, kFile, 212); });
+  return errorText<IptCompileFailed>([&] { parseTarget(text, kSourceFile, 212); });
 }
 
 std::string matchesError(std::string_view text) {
-  return errorText<IptCompileFailed>([&] { parseMatches(text, kFile, -3); });
+  return errorText<IptCompileFailed>([&] { parseMatches(text, kSourceFile, -3); });
 }
 
 std::string matchesOf(std::string_view text) {
-  return listText(parseMatches(text, kFile, 1));
+  return listText(parseMatches(text, kSourceFile, 1));
 }
 
 // The tokens of the text, each in brackets. The text is copied to memory that ends with it, so that
@@ -175,7 +175,7 @@ TEST(ParseTarget, AcceptsJumpsAndModulesAsHead) {
   for (const OptionWord& option : kOptionWords) {
     const std::string text = std::string(option.word) + " A b";
     if (option.code == 10 || option.code == 11) {
-      EXPECT_EQ(parseTarget(text, kFile, 212).text, text);
+      EXPECT_EQ(parseTarget(text, kSourceFile, 212).text, text);
     } else {
       EXPECT_EQ(targetError(text), "firewall_cpp/kovsel/kovsel:212: failed to parse '" + text +
                                        "' as a target. must be a match or a jump.");
@@ -203,7 +203,7 @@ TEST(ParseTarget, RefusesEveryOptionWordBehindTheHead) {
 TEST(ParseTarget, AcceptsEveryOtherWordAsArgument) {
   for (const char* word : kOtherWords) {
     const std::string text = std::string("-m a ") + word;
-    EXPECT_EQ(parseTarget(text, kFile, 1).text, text);
+    EXPECT_EQ(parseTarget(text, kSourceFile, 1).text, text);
   }
 }
 
@@ -218,12 +218,13 @@ TEST(ParseTarget, KeepsTheTokensAsWritten) {
       {"-j LOG --log-prefix \"a  -p\\\" b\"", "-j LOG --log-prefix \"a  -p\\\" b\""},
       {"-j A \\", "-j A \\"},
   };
-  for (const auto& [text, kept] : cases) EXPECT_EQ(parseTarget(text, kFile, 1).text, kept) << text;
+  for (const auto& [text, kept] : cases)
+    EXPECT_EQ(parseTarget(text, kSourceFile, 1).text, kept) << text;
 }
 
 TEST(ParseTarget, KeepsItsPlace) {
-  const IptTarget target = parseTarget("-j A", kFile, -9);
-  EXPECT_EQ(target.file, kFile);
+  const IptTarget target = parseTarget("-j A", kSourceFile, -9);
+  EXPECT_EQ(target.file, kSourceFile);
   EXPECT_EQ(target.line, -9);
 }
 
@@ -328,20 +329,20 @@ TEST(ParseMatches, OptionsBetweenFirstAndLastRunOn) {
 }
 
 TEST(ParseMatches, KeepsThePlaceInTheListAndInEachItem) {
-  const IptMatchList list = parseMatches("-p tcp -4", kFile, 77);
-  EXPECT_EQ(list.file, kFile);
+  const IptMatchList list = parseMatches("-p tcp -4", kSourceFile, 77);
+  EXPECT_EQ(list.file, kSourceFile);
   EXPECT_EQ(list.line, 77);
   EXPECT_EQ(list.elementCount, 2U);
   for (const IptMatch& match : list.items) {
     std::visit(
         [](const auto& option) {
-          EXPECT_EQ(option.file, kFile);
+          EXPECT_EQ(option.file, kSourceFile);
           EXPECT_EQ(option.line, 77);
         },
         match);
   }
-  const IptMatchList empty = parseMatches("  ", kFile, 78);
-  EXPECT_EQ(empty.file, kFile);
+  const IptMatchList empty = parseMatches("  ", kSourceFile, 78);
+  EXPECT_EQ(empty.file, kSourceFile);
   EXPECT_EQ(empty.line, 78);
   EXPECT_EQ(empty.elementCount, 0U);
 }

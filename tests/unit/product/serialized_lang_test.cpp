@@ -11,21 +11,20 @@
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
+#include "tests/unit/product/rule_texts.h"
 
 namespace tavrix {
 namespace {
 
 using test_support::errorText;
 using test_support::graphText;
+using test_support::target;
 
 constexpr const char* kInvalidMatches = "Invalid serialized matches!";
 constexpr const char* kInvalidTargets = "Invalid serialized targets!";
 
 IptCond leaf(const char* text) {
   return makeMatches(text, "f", 1);
-}
-IptProg target(const char* text) {
-  return makeTarget(text, "f", 1);
 }
 
 // The graph of a condition with different targets behind its exits.

@@ -11,22 +11,18 @@
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/random_program.h"
+#include "tests/unit/product/rule_texts.h"
 
 namespace tavrix {
 namespace {
 
 using _IptIrNode::kNext;
 using _IptIrNode::kNoMatch;
+using test_support::cond;
 using test_support::graphOf;
 using test_support::graphText;
+using test_support::target;
 using test_support::wrongPredecessorCounts;
-
-IptProg target(const char* text) {
-  return makeTarget(text, "f", 1);
-}
-IptCond cond(const char* text) {
-  return makeMatches(text, "f", 1);
-}
 
 // What is left of a program with its exit. It is built by a call, so that no operand of a builder
 // lives on and counts as a predecessor.
