@@ -5,7 +5,8 @@ set -u
 output=$("$@" ./demo 2>&1)
 status=$?
 if [ "$status" -eq 125 ] && [ "$(id -u)" -ne 0 ]; then
-  echo "skipped: $output" | tail -n 1
+  printf '%s: Skipped\n' "$0"
+  printf '%s\n' "$output" | tail -n 1
   exit 77
 fi
 if [ "$status" -ne 0 ] || [ "$(printf '%s\n' "$output" | tail -n 1)" != 'Second run: no change' ]; then
