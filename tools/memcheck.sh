@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs the golden tests with the program, built without sanitizers, under valgrind's memcheck.
-# Fails when a test fails or memcheck found anything. Takes half an hour; an argument is a filter of
+# Fails when a test fails or memcheck found anything. Takes a quarter of an hour; an argument is a filter of
 # tests: tools/memcheck.sh 'Schedule.*'
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -20,7 +20,7 @@ if [ "$(head -c 2 "$program")" != '#!' ]; then
   cat > "$program" << END
 #!/bin/sh
 exec $(command -v valgrind) -q --leak-check=full --show-leak-kinds=definite,indirect,possible \\
-  --child-silent-after-fork=yes \\
+  --suppressions='$PWD/tools/memcheck.supp' --child-silent-after-fork=yes --vgdb=no \\
   --log-file="\$($(command -v mktemp) '$build/findings/XXXXXXXX')" '$program.checked'
 END
   chmod +x "$program"
