@@ -12,10 +12,9 @@
 //    one leaf, with and without ELSE, alone, before and behind a target. No ELSEIF.
 //  - Nested ELSEIF: a block in a block, one of them or both with one ELSEIF, each with and without
 //    ELSE; the inner one in every branch of the outer one, alone and behind a target. Each
-//    condition is one text, negated or not.
-//  - Sequence: up to three statements, each a target or IF with one leaf (in the third no
-//  constant),
-//    with THEN of one or two targets, or of one and ELSE. No ELSEIF and no block inside.
+//    condition is one leaf.
+//  - Sequence: up to three statements, each a target or IF with one leaf, with THEN of one or two
+//    targets, or of one and ELSE. No ELSEIF and no block inside.
 //  - Repeated: conditions over one or two texts, negated or not, one of them twice or more: in one
 //    condition of two or three leaves, in kFewShapes, and in two conditions of one or two leaves,
 //    nested, in ELSEIF and one after the other. Without "-4" and "-6": a duplicate of those is
@@ -241,8 +240,8 @@ TEST_P(EveryProgram, OfABlockInABlock) {
 // with and without ELSE.
 std::vector<StatementSource> blocks(const std::string& name, const Texts& texts, bool hasElseif) {
   std::vector<StatementSource> all;
-  for (const ConditionSource& first : textOrNot(texts[0])) {
-    for (const ConditionSource& second : textOrNot(texts[1])) {
+  for (const ConditionSource& first : leaves(texts[0])) {
+    for (const ConditionSource& second : leaves(texts[1])) {
       StatementSource made = block(first, targets(name + "then", 1));
       if (hasElseif) made.branches.push_back({second, targets(name + "elseif", 1)});
       all.push_back(made);
@@ -286,8 +285,7 @@ TEST_P(EveryProgram, OfThreeStatements) {
   for (std::size_t place = 0; place < 3; ++place) {
     const std::string name(1, static_cast<char>('x' + place));
     std::vector<StatementSource> statements = {{"-j " + name, {}, {}}};
-    for (const ConditionSource& condition :
-         place < 2 ? leaves(texts[place]) : textOrNot(texts[place])) {
+    for (const ConditionSource& condition : leaves(texts[place])) {
       statements.push_back(block(condition, targets(name, 1)));
       statements.push_back(block(condition, targets(name, 2)));
       statements.push_back(block(condition, targets(name, 1), targets(name + "else", 1)));

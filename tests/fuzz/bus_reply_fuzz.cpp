@@ -1,6 +1,9 @@
 // Any bytes as what the bus daemon sends, through the bus library's reader into the configuration
-// store, without a bus: a status or an error, never a read outside the message.
+// store, without a bus: an error or a store that can be read, never a read outside the message.
+#include <cstddef>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 
 #include "testbed/libubus/request.h"
 #include "tests/fuzz/fuzz_input.h"
@@ -10,7 +13,8 @@
 
 namespace {
 
-void readInto(tavrix::UciConfig& store, blob_attr* reply) {
+// said: how many bytes the bus has said in all.
+void readInto(tavrix::UciConfig& store, blob_attr* reply, std::size_t said) {
   try {
     store.readReply(reply);
   } catch (const std::invalid_argument& error) {
@@ -18,16 +22,16 @@ void readInto(tavrix::UciConfig& store, blob_attr* reply) {
   } catch (const std::runtime_error& error) {
     fuzz::require(std::string_view(error.what()) == "BlobMsg: failed to add blob.", error.what());
   }
-  // Every view can be read.
-  std::size_t length = 0;
+  // Every view can be read, and none has more than there was.
+  std::string all;
   for (const auto& [name, section] : store) {
-    length += name.size();
+    all += name;
     for (const auto& [option, values] : section) {
-      length += option.size();
-      for (const std::string_view value : values) length += value.find('\0') != value.npos ? 1 : 0;
+      all += option;
+      for (const std::string_view value : values) all += value;
     }
   }
-  fuzz::require(length < std::size_t{1} << 40U, "lengths are of this message");
+  fuzz::require(all.size() <= said, "the store is longer than what the bus said");
 }
 
 }  // namespace
@@ -37,9 +41,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   testbed::MessageReader reader;
   const std::string bytes = fuzz::textOf(data, size);
   reader.append(bytes);
-  testbed::PendingRequest request(1, 0, [&store](const testbed::MessageBody& body) {
+  testbed::PendingRequest request(1, 0, [&](const testbed::MessageBody& body) {
     if (body.data == nullptr) return false;
-    readInto(store, body.data);
+    readInto(store, body.data, bytes.size());
     return true;
   });
   handleAvailable(reader, request);

@@ -191,14 +191,14 @@ using PreloadLibrary = product_test::ProductTest;
 INSTANTIATE_TEST_SUITE_P(Kinds, PreloadLibrary, testing::Values("legacy"),
                          [](const auto& kind) { return kind.param; });
 
-TEST_P(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKilled) {
+TEST_P(PreloadLibrary, ThatCannotBeLoadedKeepsTheRunWaitingUntilTheRestoreToolIsKilled) {
   const std::string library = "/usr/lib/libxtlock_intercept.so";
   // Once for the shell of failing_tool.sh, once for the tool.
   const std::string notLoaded = repeated("ERROR: ld.so: object '" + library +
                                              "' from LD_PRELOAD cannot be preloaded (file too "
                                              "short): ignored.\n",
                                          2);
-  Fault fault = {.name = "the library is missing",
+  Fault fault = {.name = "the library cannot be loaded",
                  .before = "umount " + library,
                  .during = "await_waiting $run; kill -KILL $(cat /run/restore)",
                  .after = "mount --bind $PRELOAD_LIBRARY " + library,
@@ -208,7 +208,7 @@ TEST_P(PreloadLibrary, ThatIsMissingKeepsTheRunWaitingUntilTheRestoreToolIsKille
                  .tables = "oooooo"};
   std::vector<Fault> faults = {fault};
   // The lock stays with the tool.
-  fault.name = "the library is missing, and the program is ended first";
+  fault.name = "the library cannot be loaded, and the program is ended first";
   fault.tools[2] += "; { read -r _ <&9; echo >&7; } &";
   fault.during =
       "await_waiting $run; kill -TERM $(cat $row/report.pid)\n"

@@ -245,8 +245,7 @@ TEST(SimplifyNode, MergesTheNextCondition) {
 2: "-j A" then 3
 3: exit end)",
        ""},
-      // Modules that move as a block are not counted as a change.
-      {"modules alone move without a sign", R"(0: if "-m a" then 1 else 3
+      {"modules move as a block", R"(0: if "-m a" then 1 else 3
 1: if "-p b -m b" then 2 else 3
 2: "-j A" then 3
 3: exit end)",
