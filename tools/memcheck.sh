@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs the golden tests with the program, built without sanitizers, under valgrind's memcheck.
-# Fails when a test fails or memcheck found anything. Takes a quarter of an hour; an argument is a filter of
-# tests: tools/memcheck.sh 'Schedule.*'
+# Fails when a test fails or memcheck found anything. Takes a quarter of an hour; an argument is a
+# filter of tests: tools/memcheck.sh 'Schedule.*'
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . tools/packages.sh
