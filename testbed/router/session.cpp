@@ -95,6 +95,7 @@ int prepareAndRun(const SessionInput& input, const Attempt& attempt,
     const std::string tables =
         input.tableDirectory.empty() ? state.make("tables") : input.tableDirectory;
     setenv("TESTBED_TABLES", tables.c_str(), 1);
+    offerMatchPlugins(input.files);
     putFirstInPath(input.files.fileTools);
   } else {
     const std::string tools = state.make("bin");
