@@ -174,8 +174,7 @@ INTERCEPTED int getsockopt(int socket, int level, int option, void* value, sockl
   refuse("getsockopt", level, option);
 }
 
-INTERCEPTED int setsockopt(int socket, int level, int option, const void* value,
-                           socklen_t length) {
+INTERCEPTED int setsockopt(int socket, int level, int option, const void* value, socklen_t length) {
   const struct family* family = family_of(level);
   if (family == NULL || option < IPT_BASE_CTL) {
     return (int)syscall(SYS_setsockopt, socket, level, option, value, length);

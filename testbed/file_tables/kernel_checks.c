@@ -1,5 +1,5 @@
-/* The loop check walks from every hook and notes which rules it reaches; then every match and target
- * is held against its row in the table of limits. */
+/* The loop check walks from every hook and notes which rules it reaches; then every match and
+ * target is held against its row in the table of limits. */
 #include "testbed/file_tables/kernel_checks.h"
 
 #include <errno.h>
@@ -133,13 +133,23 @@ static const struct limits target_limits[] = {
     {.name = "NFQUEUE", .data_size = sizeof(struct xt_NFQ_info_v1), .check = check_queue},
     {.name = "NOTRACK", .table = "raw"},
     {.name = "REDIRECT", .table = "nat", .hooks = HOOK(PRE_ROUTING) | HOOK(LOCAL_OUT)},
-    {.name = "REJECT", .family = &ipv4_family, .table = "filter", .hooks = FILTER_HOOKS,
-     .data_size = sizeof(struct ipt_reject_info), .check = check_reject},
-    {.name = "REJECT", .family = &ipv6_family, .table = "filter", .hooks = FILTER_HOOKS,
-     .data_size = sizeof(struct ip6t_reject_info), .check = check_reject_ipv6},
+    {.name = "REJECT",
+     .family = &ipv4_family,
+     .table = "filter",
+     .hooks = FILTER_HOOKS,
+     .data_size = sizeof(struct ipt_reject_info),
+     .check = check_reject},
+    {.name = "REJECT",
+     .family = &ipv6_family,
+     .table = "filter",
+     .hooks = FILTER_HOOKS,
+     .data_size = sizeof(struct ip6t_reject_info),
+     .check = check_reject_ipv6},
     {.name = "SET"},
     {.name = "SNAT", .table = "nat", .hooks = HOOK(POST_ROUTING) | HOOK(LOCAL_IN)},
-    {.name = "TCPMSS", .protocol = IPPROTO_TCP, .data_size = sizeof(struct xt_tcpmss_info),
+    {.name = "TCPMSS",
+     .protocol = IPPROTO_TCP,
+     .data_size = sizeof(struct xt_tcpmss_info),
      .check = check_mss},
     {.name = "TPROXY", .table = "mangle", .hooks = HOOK(PRE_ROUTING), .check = check_tproxy},
     {.name = "TRACE", .table = "raw"},
@@ -195,9 +205,9 @@ static void leave_chain(struct table* table, uint32_t first, uint32_t end) {
   for (uint32_t i = first; i < end; ++i) table->rules[i].on_path = false;
 }
 
-/* Walks every way from one hook, and no rule twice. Like the kernel, it takes a goto for a jump that
- * comes back. False when a way runs in a loop or over the table's end. `jumps` has room for every
- * rule: those of the jumps that the walk has not come back from. */
+/* Walks every way from one hook, and no rule twice. Like the kernel, it takes a goto for a jump
+ * that comes back. False when a way runs in a loop or over the table's end. `jumps` has room for
+ * every rule: those of the jumps that the walk has not come back from. */
 static bool walk_from_hook(struct table* table, unsigned hook, uint32_t start, uint32_t* jumps) {
   const uint8_t bit = (uint8_t)(1U << hook);
   uint32_t depth = 0;

@@ -18,8 +18,8 @@ _Static_assert(sizeof(struct ipt_getinfo) == sizeof(struct ip6t_getinfo) &&
 
 static const struct table_layout layouts[] = {
     {"raw", HOOK(PRE_ROUTING) | HOOK(LOCAL_OUT)},
-    {"mangle", HOOK(PRE_ROUTING) | HOOK(LOCAL_IN) | HOOK(FORWARD) | HOOK(LOCAL_OUT) |
-                   HOOK(POST_ROUTING)},
+    {"mangle",
+     HOOK(PRE_ROUTING) | HOOK(LOCAL_IN) | HOOK(FORWARD) | HOOK(LOCAL_OUT) | HOOK(POST_ROUTING)},
     {"nat", HOOK(PRE_ROUTING) | HOOK(LOCAL_IN) | HOOK(LOCAL_OUT) | HOOK(POST_ROUTING)},
     {"filter", HOOK(LOCAL_IN) | HOOK(FORWARD) | HOOK(LOCAL_OUT)},
     {"security", HOOK(LOCAL_IN) | HOOK(FORWARD) | HOOK(LOCAL_OUT)},
@@ -85,8 +85,8 @@ static bool matches_are_sound(const struct table* table, const struct rule* rule
     const void* match_at = table->entries + rule->offset + at;
     const struct xt_entry_match* match = match_at;
     const uint32_t left = rule->target_offset - at;
-    if (left < sizeof *match || match->u.match_size < sizeof *match ||
-        match->u.match_size > left || match->u.match_size % ALIGNMENT != 0) {
+    if (left < sizeof *match || match->u.match_size < sizeof *match || match->u.match_size > left ||
+        match->u.match_size % ALIGNMENT != 0) {
       return false;
     }
     at += match->u.match_size;

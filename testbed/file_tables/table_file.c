@@ -34,8 +34,8 @@ __attribute__((format(printf, 1, 2))) static char* path_of(const char* format, .
   char* path = NULL;
   va_list arguments;
   va_start(arguments, format);
-  const bool made = vasprintf(&name, format, arguments) >= 0 &&
-                    asprintf(&path, "%s/%s", directory, name) >= 0;
+  const bool made =
+      vasprintf(&name, format, arguments) >= 0 && asprintf(&path, "%s/%s", directory, name) >= 0;
   va_end(arguments);
   if (!made) fail("%s", strerror(ENOMEM));
   free(name);
