@@ -2,7 +2,6 @@
  * reach those only through a raw socket, and none is ever made here. Each call below decides as the
  * kernel's own does, on tables in files; what it does not know ends the program. */
 #define _GNU_SOURCE
-#include <dlfcn.h>
 #include <errno.h>
 #include <spawn.h>
 #include <stdio.h>

@@ -185,16 +185,13 @@ std::string randomText(std::mt19937& random) {
     chains.push_back("chain" + std::to_string(i));
     text += ":" + chains.back() + " - [0:0]\n";
   }
-  for (std::size_t i = 3 + below(12); i > 0; --i) {
-    const std::vector<std::string> conditions = {"", "", "-p tcp ", "! -i lo ", "-p all "};
-    const std::vector<std::string> ends = {"-j chain" + std::to_string(below(4)),
-                                           "-g chain" + std::to_string(below(4)),
-                                           "-j RETURN",
-                                           "-j ACCEPT",
-                                           "-j QUEUE",
-                                           "-j MARK --set-xmark 0x1/0x1",
-                                           kMatches[below(kMatches.size())],
-                                           kTargets[below(kTargets.size())]};
+  for (std::size_t i = 2 + below(8); i > 0; --i) {
+    const std::vector<std::string> conditions = {
+        "", "", "", "-p tcp ", "! -i lo ", "-p all ", "-m mac --mac-source 00:11:22:33:44:55 "};
+    const std::string chain = "chain" + std::to_string(below(4));
+    const std::vector<std::string> ends = {"-j " + chain, "-g " + chain,
+                                           "-j RETURN",   "-j ACCEPT",
+                                           "-j QUEUE",    kTargets[below(kTargets.size())]};
     text += "-A " + chains[below(chains.size())] + " " + conditions[below(conditions.size())] +
             ends[below(ends.size())] + "\n";
   }
