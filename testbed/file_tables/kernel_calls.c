@@ -110,8 +110,8 @@ static int get_ip_set(void* value, socklen_t length) {
 
 /* Null for the levels of other sockets, such as those that look up the name of a host. */
 static const struct family* family_of(int level) {
-  if (level == ipv4_family.level) return &ipv4_family;
-  return level == ipv6_family.level ? &ipv6_family : NULL;
+  if (level == IPPROTO_IP) return &ipv4_family;
+  return level == IPPROTO_IPV6 ? &ipv6_family : NULL;
 }
 
 INTERCEPTED int socket(int domain, int type, int protocol) {
@@ -122,48 +122,48 @@ INTERCEPTED int socket(int domain, int type, int protocol) {
   return (int)syscall(SYS_socket, domain, type, protocol);
 }
 
-INTERCEPTED int getsockopt(int socket, int level, int option, void* value, socklen_t* length) {
+INTERCEPTED int getsockopt(int fd, int level, int optname, void* optval, socklen_t* optlen) {
   const struct family* family = family_of(level);
   const bool is_ipv4 = family == &ipv4_family;
-  if (family == NULL || option < IPT_BASE_CTL) {
-    return (int)syscall(SYS_getsockopt, socket, level, option, value, length);
+  if (family == NULL || optname < IPT_BASE_CTL) {
+    return (int)syscall(SYS_getsockopt, fd, level, optname, optval, optlen);
   }
-  if (option == IPT_SO_GET_INFO) return as_returned(get_info(family, value, *length));
-  if (option == IPT_SO_GET_ENTRIES) return as_returned(get_entries(family, value, *length));
-  if (option == (is_ipv4 ? IPT_SO_GET_REVISION_MATCH : IP6T_SO_GET_REVISION_MATCH)) {
-    return get_revision(family, false, value, *length);
+  if (optname == IPT_SO_GET_INFO) return as_returned(get_info(family, optval, *optlen));
+  if (optname == IPT_SO_GET_ENTRIES) return as_returned(get_entries(family, optval, *optlen));
+  if (optname == (is_ipv4 ? IPT_SO_GET_REVISION_MATCH : IP6T_SO_GET_REVISION_MATCH)) {
+    return get_revision(family, false, optval, *optlen);
   }
-  if (option == (is_ipv4 ? IPT_SO_GET_REVISION_TARGET : IP6T_SO_GET_REVISION_TARGET)) {
-    return get_revision(family, true, value, *length);
+  if (optname == (is_ipv4 ? IPT_SO_GET_REVISION_TARGET : IP6T_SO_GET_REVISION_TARGET)) {
+    return get_revision(family, true, optval, *optlen);
   }
-  if (option == SO_IP_SET && is_ipv4) return as_returned(get_ip_set(value, *length));
-  refuse("getsockopt", level, option);
+  if (optname == SO_IP_SET && is_ipv4) return as_returned(get_ip_set(optval, *optlen));
+  refuse("getsockopt", level, optname);
 }
 
-INTERCEPTED int setsockopt(int socket, int level, int option, const void* value, socklen_t length) {
+INTERCEPTED int setsockopt(int fd, int level, int optname, const void* optval, socklen_t optlen) {
   const struct family* family = family_of(level);
-  if (family == NULL || option < IPT_BASE_CTL) {
-    return (int)syscall(SYS_setsockopt, socket, level, option, value, length);
+  if (family == NULL || optname < IPT_BASE_CTL) {
+    return (int)syscall(SYS_setsockopt, fd, level, optname, optval, optlen);
   }
-  if (option == IPT_SO_SET_REPLACE) return as_returned(set_replace(family, value, length));
-  if (option == IPT_SO_SET_ADD_COUNTERS) return 0;
-  refuse("setsockopt", level, option);
+  if (optname == IPT_SO_SET_REPLACE) return as_returned(set_replace(family, optval, optlen));
+  if (optname == IPT_SO_SET_ADD_COUNTERS) return 0;
+  refuse("setsockopt", level, optname);
 }
 
 /* The save tool reads here which tables there are when it is not told one. */
-INTERCEPTED FILE* fopen64(const char* path, const char* mode) {
-  if (strcmp(path, "/proc/net/ip_tables_names") == 0 ||
-      strcmp(path, "/proc/net/ip6_tables_names") == 0) {
+INTERCEPTED FILE* fopen64(const char* filename, const char* modes) {
+  if (strcmp(filename, "/proc/net/ip_tables_names") == 0 ||
+      strcmp(filename, "/proc/net/ip6_tables_names") == 0) {
     return fmemopen((void*)(uintptr_t)table_names, strlen(table_names), "r");
   }
-  return fopen(path, mode);
+  return fopen(filename, modes);
 }
 
-/* A tool that misses a table starts modprobe: no module would help. */
-INTERCEPTED int posix_spawn(pid_t* process, const char* path,
-                            const posix_spawn_file_actions_t* actions,
-                            const posix_spawnattr_t* attributes, char* const arguments[],
-                            char* const environment[]) {
-  (void)process, (void)path, (void)actions, (void)attributes, (void)arguments, (void)environment;
+/* A tool that misses a table starts modprobe, which would change the machine and not help. */
+INTERCEPTED int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                            const posix_spawnattr_t* attrp, char* const argv[],
+                            char* const envp[]) {
+  (void)path, (void)actions, (void)attrp, (void)argv, (void)envp;
+  *pid = -1;
   return ENOENT;
 }

@@ -84,11 +84,11 @@ static int check_mss(const struct use* use) {
 /* Where the kernel takes an extension. */
 struct limits {
   const char* name;
-  const struct family* family; /* null: both */
-  const char* table;           /* the only one; null: all */
-  unsigned hooks;              /* 0: all */
-  uint16_t protocol;           /* that the rule must demand; 0: none */
-  uint16_t data_size;          /* at least, of what the check looks at */
+  int domain;         /* the only one; 0: both */
+  const char* table;  /* the only one; null: all */
+  unsigned hooks;     /* 0: all */
+  uint16_t protocol;  /* that the rule must demand; 0: none */
+  uint16_t data_size; /* at least, of what the check looks at */
   int (*check)(const struct use* use);
 };
 
@@ -99,9 +99,9 @@ static const struct limits match_limits[] = {
     {.name = "conntrack"},
     {.name = "dscp"},
     {.name = "helper"},
-    {.name = "hl", .family = &ipv6_family},
-    {.name = "icmp", .family = &ipv4_family, .protocol = IPPROTO_ICMP},
-    {.name = "icmp6", .family = &ipv6_family, .protocol = IPPROTO_ICMPV6},
+    {.name = "hl", .domain = AF_INET6},
+    {.name = "icmp", .domain = AF_INET, .protocol = IPPROTO_ICMP},
+    {.name = "icmp6", .domain = AF_INET6, .protocol = IPPROTO_ICMPV6},
     {.name = "iprange"},
     {.name = "length"},
     {.name = "limit", .data_size = sizeof(struct xt_rateinfo), .check = check_limit},
@@ -114,7 +114,7 @@ static const struct limits match_limits[] = {
     {.name = "statistic"},
     {.name = "tcp", .protocol = IPPROTO_TCP, .data_size = sizeof(struct xt_tcp)},
     {.name = "tos"},
-    {.name = "ttl", .family = &ipv4_family},
+    {.name = "ttl", .domain = AF_INET},
     {.name = "udp", .protocol = IPPROTO_UDP},
 };
 
@@ -125,7 +125,7 @@ static const struct limits target_limits[] = {
     {.name = "CONNMARK"},
     {.name = "DNAT", .table = "nat", .hooks = HOOK(PRE_ROUTING) | HOOK(LOCAL_OUT)},
     {.name = "DSCP", .table = "mangle"},
-    {.name = "HL", .family = &ipv6_family, .table = "mangle"},
+    {.name = "HL", .domain = AF_INET6, .table = "mangle"},
     {.name = "LOG"},
     {.name = "MARK"},
     {.name = "MASQUERADE", .table = "nat", .hooks = HOOK(POST_ROUTING)},
@@ -133,13 +133,13 @@ static const struct limits target_limits[] = {
     {.name = "NFQUEUE", .data_size = sizeof(struct xt_NFQ_info_v1), .check = check_queue},
     {.name = "REDIRECT", .table = "nat", .hooks = HOOK(PRE_ROUTING) | HOOK(LOCAL_OUT)},
     {.name = "REJECT",
-     .family = &ipv4_family,
+     .domain = AF_INET,
      .table = "filter",
      .hooks = FILTER_HOOKS,
      .data_size = sizeof(struct ipt_reject_info),
      .check = check_reject},
     {.name = "REJECT",
-     .family = &ipv6_family,
+     .domain = AF_INET6,
      .table = "filter",
      .hooks = FILTER_HOOKS,
      .data_size = sizeof(struct ip6t_reject_info),
@@ -151,7 +151,7 @@ static const struct limits target_limits[] = {
      .data_size = sizeof(struct xt_tcpmss_info),
      .check = check_mss},
     {.name = "TRACE", .table = "raw"},
-    {.name = "TTL", .family = &ipv4_family, .table = "mangle"},
+    {.name = "TTL", .domain = AF_INET, .table = "mangle"},
 };
 
 #define COUNT(array) (sizeof(array) / sizeof *(array))
@@ -162,7 +162,7 @@ static const struct limits* find_limits(const struct family* family, bool is_tar
   const size_t count = is_target ? COUNT(target_limits) : COUNT(match_limits);
   for (size_t i = 0; i < count; ++i) {
     if (strncmp(rows[i].name, name, XT_EXTENSION_MAXNAMELEN) == 0 &&
-        (rows[i].family == NULL || rows[i].family == family)) {
+        (rows[i].domain == 0 || rows[i].domain == family->domain)) {
       return &rows[i];
     }
   }

@@ -12,7 +12,7 @@
 
 const struct family ipv4_family = {
     .tool = "iptables",
-    .level = IPPROTO_IP,
+    .domain = AF_INET,
     .head_size = sizeof(struct ipt_entry),
     .conditions_size = sizeof(struct ipt_ip),
     .protocol = offsetof(struct ipt_entry, ip.proto),
@@ -22,7 +22,7 @@ const struct family ipv4_family = {
 };
 const struct family ipv6_family = {
     .tool = "ip6tables",
-    .level = IPPROTO_IPV6,
+    .domain = AF_INET6,
     .head_size = sizeof(struct ip6t_entry),
     .conditions_size = sizeof(struct ip6t_ip6),
     .protocol = offsetof(struct ip6t_entry, ipv6.proto),
@@ -118,7 +118,7 @@ static bool target_is_sound(const struct table* table, const struct rule* rule) 
 }
 
 static uint16_t number_at(const unsigned char* at) {
-  uint16_t number;
+  uint16_t number = 0;
   memcpy(&number, at, sizeof number);
   return number;
 }

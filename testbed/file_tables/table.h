@@ -14,7 +14,7 @@
  * families differ in the conditions. */
 struct family {
   const char* tool; /* the name of its tools */
-  int level;        /* of its socket options */
+  int domain;       /* AF_INET or AF_INET6 */
   size_t head_size; /* up to the first match */
   size_t conditions_size;
   /* Where these numbers are in an entry. */

@@ -8,6 +8,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -24,7 +26,8 @@ using test_support::ProcessResult;
 using test_support::readFile;
 using test_support::writeFile;
 
-constexpr const char* kText = "*nat\n-A PREROUTING -p tcp -j REDIRECT --to-ports 8099\nCOMMIT\n";
+const std::string kTools = FILE_TOOLS;
+const std::string kText = "*nat\n-A PREROUTING -p tcp -j REDIRECT --to-ports 8099\nCOMMIT\n";
 
 class TablesInFiles : public testing::Test {
  protected:
@@ -35,9 +38,9 @@ class TablesInFiles : public testing::Test {
          .variables = {{"TESTBED_TABLES", tables_}, {"XTABLES_LOCKFILE", directory_ / "lock"}}});
   }
   ProcessResult restore(const std::string& text) const {
-    return run({FILE_TOOLS "/iptables-restore"}, text);
+    return run({kTools + "/iptables-restore"}, text);
   }
-  ProcessResult save() const { return run({FILE_TOOLS "/iptables-save", "-t", "nat"}); }
+  ProcessResult save() const { return run({kTools + "/iptables-save", "-t", "nat"}); }
 
   std::vector<std::string> files() const {
     std::vector<std::string> names;
@@ -66,7 +69,7 @@ TEST_F(TablesInFiles, StayWholeWhenTheToolIsKilledWhileItWritesOne) {
   for (int i = 0; i < 1000; ++i) large += "-A OUTPUT -j RETURN\n";
   // A file that grows beyond the limit is a signal.
   const ProcessResult killed =
-      run({"sh", "-c", "ulimit -c 0; ulimit -f 8; exec " FILE_TOOLS "/iptables-restore"},
+      run({"sh", "-c", "ulimit -c 0; ulimit -f 8; exec " + kTools + "/iptables-restore"},
           large + "COMMIT\n");
   EXPECT_EQ(killed.signal, SIGXFSZ);
   EXPECT_EQ(readFile(tables_ + "/iptables.nat"), before);
@@ -111,7 +114,7 @@ TEST_F(TablesInFiles, ThatAreDamagedAreReported) {
 
 TEST_F(TablesInFiles, NeedADirectoryThatTheEnvironmentNames) {
   const ProcessResult unset =
-      run({"env", "-u", "TESTBED_TABLES", FILE_TOOLS "/iptables-save", "-t", "nat"});
+      run({"env", "-u", "TESTBED_TABLES", kTools + "/iptables-save", "-t", "nat"});
   EXPECT_EQ(unset.err,
             "iptables-save: TESTBED_TABLES must name the directory of the table files\n");
   EXPECT_EQ(unset.exitStatus, 1);
@@ -123,36 +126,34 @@ TEST_F(TablesInFiles, NeedADirectoryThatTheEnvironmentNames) {
 // The library's own calls, as a hostile program would use them.
 TEST_F(TablesInFiles, AreReachedByTheCallsOfTheToolsOnly) {
   setenv("TESTBED_TABLES", tables_.c_str(), 1);
-  void* library = dlopen(FILE_TOOLS "/libkernel_tables.so", RTLD_NOW | RTLD_LOCAL);
+  void* library = dlopen((kTools + "/libkernel_tables.so").c_str(), RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << dlerror();
   auto* openSocket = reinterpret_cast<decltype(&socket)>(dlsym(library, "socket"));
   auto* setOption = reinterpret_cast<decltype(&setsockopt)>(dlsym(library, "setsockopt"));
   auto* getOption = reinterpret_cast<decltype(&getsockopt)>(dlsym(library, "getsockopt"));
 
-  ipt_replace request = {};
-  const auto replace = [&] {
-    errno = 0;
-    return setOption(-1, IPPROTO_IP, IPT_SO_SET_REPLACE, &request, sizeof request) == 0 ? 0 : errno;
+  std::string request(sizeof(ipt_replace), '\0');
+  const auto replaceWith = [&](std::size_t offset, std::uint32_t value) {
+    std::memcpy(request.data() + offset, &value, sizeof value);
+    const socklen_t length = static_cast<socklen_t>(request.size());
+    return setOption(-1, IPPROTO_IP, IPT_SO_SET_REPLACE, request.data(), length) == 0 ? 0 : errno;
   };
-  EXPECT_EQ(replace(), ENOENT);
-  std::strcpy(request.name, "nat");
-  EXPECT_EQ(replace(), EINVAL);
-  request.valid_hooks = 0x1b;
-  EXPECT_EQ(replace(), EINVAL);
-  request.num_entries = 1U << 31;
-  EXPECT_EQ(replace(), EINVAL);
-  request.size = 1U << 31;
-  EXPECT_EQ(replace(), EINVAL);
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, num_entries), 0), ENOENT);
+  request.replace(0, 3, "nat");
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, valid_hooks), 0x1f), EINVAL);
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, valid_hooks), 0x1b), EINVAL);
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, num_entries), 1U << 31), EINVAL);
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, size), 1U << 31), EINVAL);
   EXPECT_FALSE(fs::exists(tables_));
 
-  ipt_get_entries entries = {};
-  std::strcpy(entries.name, "nat");
-  socklen_t length = sizeof entries;
-  EXPECT_EQ(getOption(-1, IPPROTO_IP, IPT_SO_GET_ENTRIES, &entries, &length), -1);
+  std::string entries(sizeof(ipt_get_entries), '\0');
+  entries.replace(0, 3, "nat");
+  socklen_t length = sizeof(ipt_get_entries);
+  EXPECT_EQ(getOption(-1, IPPROTO_IP, IPT_SO_GET_ENTRIES, entries.data(), &length), -1);
   EXPECT_EQ(errno, EAGAIN);
   EXPECT_DEATH(openSocket(AF_INET, SOCK_RAW, IPPROTO_ICMP), "no kernel stands behind socket");
-  EXPECT_DEATH(getOption(-1, IPPROTO_IPV6, 70, &entries, &length), "behind getsockopt");
-  EXPECT_DEATH(setOption(-1, IPPROTO_IP, 66, &entries, length), "behind setsockopt");
+  EXPECT_DEATH(getOption(-1, IPPROTO_IPV6, 70, entries.data(), &length), "behind getsockopt");
+  EXPECT_DEATH(setOption(-1, IPPROTO_IP, 66, entries.data(), length), "behind setsockopt");
   dlclose(library);
 }
 
@@ -160,7 +161,7 @@ TEST_F(TablesInFiles, AreReachedByTheCallsOfTheToolsOnly) {
 TEST_F(TablesInFiles, AreTheOnlyOnesThatTheToolReaches) {
   const std::string tool = directory_ / "iptables-save";
   const std::string library = directory_ / "libkernel_tables.so";
-  fs::copy_file(FILE_TOOLS "/run_legacy_tool", tool);
+  fs::copy_file(kTools + "/run_legacy_tool", tool);
   EXPECT_EQ(run({tool, "-t", "nat"}).err,
             "iptables-save: " + library + ": No such file or directory\n");
   writeFile(library, "not a library");
