@@ -4,41 +4,26 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-__attribute__((format(printf, 1, 2), noreturn)) static void fail(const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  fprintf(stderr, "%s: ", program_invocation_short_name);
-  vfprintf(stderr, format, arguments);
-  fputc('\n', stderr);
-  va_end(arguments);
+_Noreturn static void fail(const char* what, const char* why) {
+  fprintf(stderr, "%s: %s: %s\n", program_invocation_short_name, what, why);
   exit(1);
 }
 
-/* A path in the directory, for the caller to free. */
-__attribute__((format(printf, 1, 2))) static char* path_of(const char* format, ...) {
+/* "KIND.NAME" with `end` after it, in the directory; the caller frees it. */
+static char* path_of(const char* kind, const char* name, const char* end) {
   const char* directory = getenv("TESTBED_TABLES");
-  if (directory == NULL || *directory == '\0') {
-    fail("TESTBED_TABLES must name the directory of the table files");
-  }
-  if (mkdir(directory, 0777) != 0 && errno != EEXIST) {
-    fail("cannot make %s: %s", directory, strerror(errno));
-  }
-  char* name = NULL;
+  if (directory == NULL || *directory == '\0') fail("TESTBED_TABLES", "names no directory");
+  if (mkdir(directory, 0777) != 0 && errno != EEXIST) fail(directory, strerror(errno));
   char* path = NULL;
-  va_list arguments;
-  va_start(arguments, format);
-  const bool made =
-      vasprintf(&name, format, arguments) >= 0 && asprintf(&path, "%s/%s", directory, name) >= 0;
-  va_end(arguments);
-  if (!made) fail("%s", strerror(ENOMEM));
-  free(name);
+  if (asprintf(&path, "%s/%s.%s%s", directory, kind, name, end) < 0) {
+    fail(directory, strerror(ENOMEM));
+  }
   return path;
 }
 
@@ -51,19 +36,19 @@ static bool read_table(struct table* table, FILE* file, const char* name) {
     return false;
   }
   table->entries = malloc(table->info.size);
-  if (table->entries == NULL) fail("%s", strerror(ENOMEM));
+  if (table->entries == NULL) fail(name, strerror(ENOMEM));
   return fread(table->entries, table->info.size, 1, file) == 1 && read_rules(table) == 0;
 }
 
 int load_table(struct table* table, const struct family* family, const char* name) {
   const int error = make_initial_table(table, family, name);
   if (error != 0) return error;
-  char* path = path_of("%s.%s", family->tool, name);
+  char* path = path_of(family->tool, name, "");
   FILE* file = fopen(path, "rbe");
-  if (file == NULL && errno != ENOENT) fail("cannot read %s: %s", path, strerror(errno));
+  if (file == NULL && errno != ENOENT) fail(path, strerror(errno));
   if (file != NULL) {
     free_table(table);
-    if (!read_table(table, file, name)) fail("%s is damaged", path);
+    if (!read_table(table, file, name)) fail(path, "damaged");
     fclose(file);
   }
   free(path);
@@ -71,18 +56,18 @@ int load_table(struct table* table, const struct family* family, const char* nam
 }
 
 void store_table(const struct table* table) {
-  char* path = path_of("%s.%s", table->family->tool, table->info.name);
-  char* new_path = path_of("%s.%s.XXXXXX", table->family->tool, table->info.name);
+  char* path = path_of(table->family->tool, table->info.name, "");
+  char* new_path = path_of(table->family->tool, table->info.name, ".XXXXXX");
   const int descriptor = mkostemp(new_path, O_CLOEXEC);
   FILE* file = descriptor < 0 ? NULL : fdopen(descriptor, "wb");
-  if (file == NULL) fail("cannot make %s: %s", new_path, strerror(errno));
+  if (file == NULL) fail(new_path, strerror(errno));
   bool written = fwrite(&table->info, sizeof table->info, 1, file) == 1 &&
                  fwrite(table->entries, table->info.size, 1, file) == 1;
   written = fclose(file) == 0 && written;
   if (!written || rename(new_path, path) != 0) {
     const int error = errno;
     unlink(new_path);
-    fail("cannot write %s: %s", path, strerror(error));
+    fail(path, strerror(error));
   }
   free(path);
   free(new_path);
@@ -90,9 +75,9 @@ void store_table(const struct table* table) {
 
 /* The set names, one record after the other; a set's number is the place of its record. */
 static FILE* open_ip_sets(void) {
-  char* path = path_of("ip_sets");
+  char* path = path_of("ip_sets", "names", "");
   FILE* file = fopen(path, "a+be");
-  if (file == NULL) fail("cannot open %s: %s", path, strerror(errno));
+  if (file == NULL) fail(path, strerror(errno));
   free(path);
   rewind(file);
   return file;
@@ -105,8 +90,8 @@ unsigned ip_set_number(const char name[IPSET_MAXNAMELEN]) {
   while (fread(record, sizeof record, 1, file) == 1 && strncmp(record, name, sizeof record) != 0) {
     ++number;
   }
-  if (feof(file) && fwrite(name, sizeof record, 1, file) != 1) fail("cannot note the IP set");
-  fclose(file);
+  const bool noted = !feof(file) || fwrite(name, sizeof record, 1, file) == 1;
+  if (fclose(file) != 0 || !noted) fail(name, "this IP set cannot be noted");
   return number;
 }
 

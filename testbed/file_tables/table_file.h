@@ -1,6 +1,7 @@
 /* Each table in a file of its own, such as "iptables.nat", in the directory that the environment
- * variable TESTBED_TABLES names; beside them "ip_sets" with the names of the IP sets. The directory
- * is made when it is missing. Whatever is wrong with it ends the program, with a message. */
+ * variable TESTBED_TABLES names; beside them "ip_sets.names" with the names of the IP sets. The
+ * directory is made when it is missing. Whatever is wrong with it ends the program, with a message.
+ */
 #pragma once
 
 #include <linux/netfilter/ipset/ip_set.h>

@@ -97,7 +97,7 @@ TEST_F(TablesInFiles, ThatAreDamagedAreReported) {
   const auto expectDamaged = [&](const std::string& content) {
     writeFile(path, content);
     const ProcessResult result = save();
-    EXPECT_EQ(result.err, "iptables-save: " + path + " is damaged\n");
+    EXPECT_EQ(result.err, "iptables-save: " + path + ": damaged\n");
     EXPECT_EQ(result.exitStatus, 1);
   };
   for (const std::size_t size : {std::size_t{0}, sizeof(ipt_getinfo) - 1, whole.size() - 1}) {
@@ -115,12 +115,11 @@ TEST_F(TablesInFiles, ThatAreDamagedAreReported) {
 TEST_F(TablesInFiles, NeedADirectoryThatTheEnvironmentNames) {
   const ProcessResult unset =
       run({"env", "-u", "TESTBED_TABLES", kTools + "/iptables-save", "-t", "nat"});
-  EXPECT_EQ(unset.err,
-            "iptables-save: TESTBED_TABLES must name the directory of the table files\n");
+  EXPECT_EQ(unset.err, "iptables-save: TESTBED_TABLES: names no directory\n");
   EXPECT_EQ(unset.exitStatus, 1);
   writeFile(tables_, "");
   EXPECT_EQ(restore(kText).err,
-            "iptables-restore: cannot read " + tables_ + "/iptables.nat: Not a directory\n");
+            "iptables-restore: " + tables_ + "/iptables.nat: Not a directory\n");
 }
 
 // The library's own calls, as a hostile program would use them.
