@@ -3,7 +3,7 @@
 
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wformat=2 -Wundef
-  # The C files of the tree are the testbed's preload library and match plugins.
+  # The C files of the tree are what the testbed loads into the save and restore tools.
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
   $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
@@ -20,9 +20,8 @@ if(SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
-  # The program starts the restore tool with a preloaded library. A testbed tool that links the
-  # shared runtime refuses to start behind one, the static runtime does not mind. Clang links it
-  # statically by itself.
+  # A program that links the shared runtime refuses to start behind a preloaded library, such as the
+  # router has; the static runtime does not mind. Clang links it statically by itself.
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_link_options(-static-libasan -static-libubsan)
   endif()
