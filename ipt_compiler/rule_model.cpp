@@ -28,6 +28,13 @@ template struct Option<8>;
 template struct Option<9>;
 template struct Option<10>;
 
+bool operator==(const IptMatch& a, const IptMatch& b) {
+  return (std::holds_alternative<Ipv4>(a) &&
+          std::holds_alternative<Ipv4>(b)) ||
+         (std::holds_alternative<Ipv6>(a) &&
+          std::holds_alternative<Ipv6>(b));
+}
+
 }  // namespace _IptMatches
 
 int matchKind(const IptMatch& match) {
@@ -40,13 +47,6 @@ const std::string& matchText(const IptMatch& match) {
 
 bool sortsBefore(const IptMatch& a, const IptMatch& b) {
   return matchKind(a) < matchKind(b);
-}
-
-bool operator==(const IptMatch& a, const IptMatch& b) {
-  return (std::holds_alternative<_IptMatches::Ipv4>(a) &&
-          std::holds_alternative<_IptMatches::Ipv4>(b)) ||
-         (std::holds_alternative<_IptMatches::Ipv6>(a) &&
-          std::holds_alternative<_IptMatches::Ipv6>(b));
 }
 
 IptMatchList::IptMatchList(std::list<IptMatch> sortedItems, const char* sourceFile,

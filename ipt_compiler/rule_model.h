@@ -76,10 +76,15 @@ const std::string& matchText(const IptMatch& match);
 // Order of a match list: by kind alone, so that a stable sort keeps options of one kind as written.
 bool sortsBefore(const IptMatch& a, const IptMatch& b);
 
+namespace _IptMatches {
+
 // Whether b adds nothing to a rule that has a. True for two Ipv4 and for two Ipv6 only, whatever
 // their text: the family selectors take no argument, and any other option may stand twice in a
 // rule with a meaning of its own.
+// It stands in the namespace of the ten kinds, where the language looks for it from everywhere.
 bool operator==(const IptMatch& a, const IptMatch& b);
+
+}  // namespace _IptMatches
 
 // The conditions of one test, all of which must hold; sorted by kind.
 struct IptMatchList {

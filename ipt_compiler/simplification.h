@@ -25,8 +25,18 @@ class JunctionChains {
   std::unordered_map<const ProxyIrNode*, ProxyIrNode*> lastJunction_;
 };
 
-// The passes over one node, repeated until none changes anything; returns whether any did. A part
-// of simplify that tests look at by itself.
+// The passes over one node, repeated as long as they change something; returns whether they did. A
+// part of simplify that tests look at by itself.
+//
+// A repetition is a change when a pass reports one and the node is left in another state. Both are
+// needed. A merge that only moves a block of "-m" options does not report a change, although the
+// node has changed. And two passes can undo each other, each with a report:
+//
+//     n: if A, else j      j: a junction to e      n's next node c: if B, else j
+//
+// The bypass leads n's no-match edge past j to e. When A has become unconditional by its element
+// count, the merge with c takes over c's no-match edge, and n leads to j again. That would go on for
+// ever if nothing else came of it.
 bool simplifyNode(ProxyIrNode& node, JunctionChains& junctions);
 
 }  // namespace tavrix

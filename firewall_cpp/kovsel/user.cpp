@@ -16,10 +16,11 @@ const UciConfig::Section& section() {
 
 }  // namespace
 
-// strtol and not atoi, which has no defined result beyond the range of int.
+// strtoll has the same range on every machine, where strtol ends at 2147483647 on a 32-bit router.
+// Beyond 32 bits the low 32 count.
 User::User(std::string_view listed)
     : number_(std::to_string(
-          static_cast<std::uint32_t>(std::strtol(std::string(listed).c_str(), nullptr, 10)))) {}
+          static_cast<std::uint32_t>(std::strtoll(std::string(listed).c_str(), nullptr, 10)))) {}
 
 std::string User::optionName(std::string_view name) const {
   return std::string(name) + number_;
