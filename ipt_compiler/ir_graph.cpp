@@ -70,10 +70,18 @@ ProxyIrNode::Pointer makeProxy() {
   return std::make_shared<ProxyIrNode>();
 }
 
-IptProg sequence(IptProg a, IptProg b) {
-  if (a.last == b.last) failSetNextTwice();
-  a.last->setNext(b.first);
-  return {std::move(a.first), std::move(b.last)};
+IptProg sequence(std::initializer_list<IptProg> programs) {
+  if (programs.size() == 0) {
+    const auto node = makeProxy();
+    return {node, node};
+  }
+  for (const auto* left = programs.begin(), *right = left + 1; right != programs.end();
+       left = right++) {
+    // A cycle would hold its nodes for ever.
+    if (left->last == right->last) failSetNextTwice();
+    left->last->setNext(right->first);
+  }
+  return {programs.begin()->first, (programs.end() - 1)->last};
 }
 
 }  // namespace tavrix

@@ -1,5 +1,4 @@
-// The graph that rule programs are made of: nodes held by shared pointers, and a program as the
-// pair of its first and last node. What a node is follows from what it holds: nothing (a junction),
+// The graph that rule programs are made of: nodes held by shared pointers. What a node is follows from what it holds: nothing (a junction),
 // targets (a rule), matches (a condition), or, after simplification, targets and then matches.
 #pragma once
 
@@ -13,6 +12,7 @@
 
 #include "ipt_compiler/graph_order.h"
 #include "ipt_compiler/rule_model.h"
+#include "ipt_compiler/rule_program.h"
 
 namespace tavrix {
 
@@ -59,28 +59,15 @@ class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIr
   std::uint32_t rulesIndex = 0;  // the node's record in chain generation; written there only
 };
 
-// The node in one line, for diagnosis.
+// The node in one line, for diagnosis. "alwaysTure" is spelled so on purpose: who reads such lines
+// looks for it.
 std::string debugText(const ProxyIrNode& node);
 
 }  // namespace _IptIrNode
-
-using _IptIrNode::ProxyIrNode;
-
-// Control enters at first and leaves through last, whose successor[kNext] is empty. Copies share
-// the graph.
-struct IptProg {
-  ProxyIrNode::Pointer first;
-  ProxyIrNode::Pointer last;
-};
-
 // Throws the std::logic_error of a node that is continued twice.
 [[noreturn]] void failSetNextTwice();
 
 // A fresh node without content.
 ProxyIrNode::Pointer makeProxy();
-
-// a, then b. Throws std::logic_error and changes nothing when a's last node was continued already,
-// or would be by its own program.
-IptProg sequence(IptProg a, IptProg b);
 
 }  // namespace tavrix

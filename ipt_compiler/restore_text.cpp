@@ -1,14 +1,13 @@
 // The merge of a saved table with generated rules. Since the restore tool replaces the whole table,
 // what is not copied here is deleted from the kernel: that is how the output of the last run goes
 // and how foreign rules stay.
-#include <list>
-#include <map>
+#include "ipt_compiler/restore_text.h"
+
 #include <ostream>
 #include <sstream>
-#include <string_view>
 
+#include "ipt_compiler/chain_generation.h"
 #include "ipt_compiler/generated_marks.h"
-#include "ipt_compiler/ipt_compiler.h"
 
 namespace tavrix {
 namespace {
@@ -23,7 +22,7 @@ struct ChainProgress {
 
 class RestoreTextWriter {
  public:
-  RestoreTextWriter(std::ostream& out, IptCompiler::HookMap& hooks) : out_(out), hooks_(hooks) {}
+  RestoreTextWriter(std::ostream& out, HookMap& hooks) : out_(out), hooks_(hooks) {}
 
   // line: one saved line with its newline.
   void writeLine(std::string_view line) {
@@ -71,25 +70,24 @@ class RestoreTextWriter {
   }
 
   // Generates the hooks from `next` on that have this very position. It never skips one: a hook
-  // behind the chain's last rule, unless at kHookAtEnd, also holds back those after it.
+  // after the chain's last rule, unless at kHookAtEnd, also holds back those after it.
   void emitHooksAt(HookList::iterator& next, HookList::iterator end, std::uint32_t position) {
     for (; next != end && next->position == position; ++next) {
       std::ostringstream block;
-      IptCompiler::compileHook(chainCounter_, block, next->program, next->chain, next->ownChain);
+      compileHook(chainCounter_, block, next->program, next->chain, next->ownChain);
       out_ << block.str();
     }
   }
 
   std::ostream& out_;
-  IptCompiler::HookMap& hooks_;
+  HookMap& hooks_;
   std::uint32_t chainCounter_ = 0;  // one numbering for all hooks of the table
   std::map<std::string_view, ChainProgress, std::less<>> progress_;
 };
 
 }  // namespace
 
-void IptCompiler::writeRestoreText(std::ostream& out, const std::string& savedText,
-                                   HookMap& hooks) {
+void writeRestoreText(std::ostream& out, const std::string& savedText, HookMap& hooks) {
   RestoreTextWriter writer(out, hooks);
   std::istringstream saved(savedText);
   for (std::string line; std::getline(saved, line);) {

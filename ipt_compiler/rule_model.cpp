@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "ipt_compiler/rule_parser.h"
+#include "ipt_compiler/tokenizer.h"
 
 namespace tavrix {
 

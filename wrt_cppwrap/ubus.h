@@ -22,7 +22,7 @@ class Ubus {
   static void checkStatus(int status);
 
  private:
-  [[maybe_unused]] Uloop& loop;  // says in the type what the connection needs to outlive it
+  [[maybe_unused]] Uloop& loop;  // must outlive the connection, which is registered with it
   std::unique_ptr<ubus_context, void (*)(ubus_context*)> ctx;
 };
 

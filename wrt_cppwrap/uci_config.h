@@ -48,6 +48,7 @@ class UciConfig
   // of the bus library.
   explicit UciConfig(std::string_view package);
 
+ protected:
   // Takes the sections of one reply of the service. Throws std::invalid_argument for one of another
   // shape, std::runtime_error when there is no memory for it; the store is then of no use.
   void readReply(blob_attr* message);
@@ -60,7 +61,7 @@ class UciConfig
 };
 
 // The objects that exist before main, constructed in this order and after the defaults above, and
-// destroyed in reverse. Defined by the program; a test that needs them brings its own.
+// destroyed in reverse. Defined in startup.cpp, which only programs link.
 extern wrt_cppwrap::Uloop uloop;
 extern wrt_cppwrap::Ubus ubus;
 extern UciConfig params;  // package "firewall_cpp"

@@ -1,5 +1,10 @@
 // Every rule text of access control, once, under the name of what it means. A text is iptables
-// option text around one configuration value, with the line by which errors name it.
+// option text around one configuration value.
+//
+// The line is the number by which errors name the text, and nothing else. Numbers stay as they are
+// when the source moves, so that a message found in a log leads to the same text in every version.
+// A new text takes a number that is not in use; two texts that are written as one rule may share
+// theirs.
 #pragma once
 
 #include <string_view>

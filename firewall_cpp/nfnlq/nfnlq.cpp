@@ -2,13 +2,13 @@
 #include "firewall_cpp/nfnlq/nfnlq.h"
 
 #include <string>
-#include <utility>
 
 #include "wrt_cppwrap/uci_config.h"
 
 namespace tavrix::nfnlq {
 namespace {
 
+// By these errors name the queue target, whatever place it has in this file.
 constexpr const char* kFile = "firewall_cpp/nfnlq/nfnlq";
 constexpr int kQueueTargetLine = 30;
 
@@ -24,8 +24,7 @@ IptProg preStatements() {
   const IptTokens& tokens = section()["pre_targets"];
   IptProg statements = makeEmptyProg();
   for (auto position = tokens.begin(); position != tokens.end();) {
-    IptProg statement = parseSerializedTargets(position, tokens.end());
-    statements = sequence(std::move(statements), std::move(statement));
+    statements = sequence({statements, parseSerializedTargets(position, tokens.end())});
   }
   return statements;
 }
@@ -50,13 +49,8 @@ IptProg queueTarget() {
 }  // namespace
 
 IptProg queueProgram() {
-  IptIfBlock whenConfigured = openIf(makeConstCond(isQueueConfigured()));
-  IptProg statements = preStatements();
-  IptIfBlock whenSelected = openIf(queueCondition());
-  IptProg target = queueTarget();
-  whenSelected = appendThen(std::move(whenSelected), std::move(target));
-  IptProg body = sequence(std::move(statements), std::move(whenSelected));
-  return closeFi(appendThen(std::move(whenConfigured), std::move(body)));
+  return If(makeConstCond(isQueueConfigured()))
+      .then({preStatements(), If(queueCondition()).then({queueTarget()})});
 }
 
 }  // namespace tavrix::nfnlq

@@ -49,13 +49,13 @@ struct Disjunction {
 
   void addOperand(IptCond operand) {
     if (afterOperand) throw invalidMatches();
-    conjunction = condAnd(std::move(conjunction), std::move(operand));
+    conjunction = std::move(conjunction) && std::move(operand);
     afterOperand = true;
   }
 
   void startConjunction() {
     if (!afterOperand) throw invalidMatches();
-    disjunction = condOr(std::move(disjunction), std::move(conjunction));
+    disjunction = std::move(disjunction) || std::move(conjunction);
     conjunction = makeConstCond(true);
     afterOperand = false;
   }
@@ -66,7 +66,7 @@ struct Disjunction {
   }
 
   // What stands after the last "OR" counts even when it is nothing, which always holds.
-  IptCond finish() { return condOr(std::move(disjunction), std::move(conjunction)); }
+  IptCond finish() { return std::move(disjunction) || std::move(conjunction); }
 
   IptTokenPosition end;
   IptCond disjunction = makeConstCond(false);
@@ -78,7 +78,7 @@ struct Disjunction {
 struct OpenBlock {
   enum class Branch { kThen, kElse, kElseif };
 
-  explicit OpenBlock(IptCond condition) : block(openIf(std::move(condition))) {}
+  explicit OpenBlock(IptCond condition) : block(If(std::move(condition))) {}
 
   void addStatement(IptProg statement) {
     if (branch == Branch::kElseif) {
@@ -86,7 +86,7 @@ struct OpenBlock {
       return;
     }
     IptProg& list = branch == Branch::kThen ? body : otherwise;
-    list = sequence(std::move(list), std::move(statement));
+    list = sequence({list, std::move(statement)});
   }
 
   // Reads what may stand where a statement ended or the block began. Returns whether that closed
@@ -109,9 +109,8 @@ struct OpenBlock {
   }
 
   IptProg close() {
-    IptIfBlock whole = appendThen(std::move(block), std::move(body));
-    return branch == Branch::kThen ? closeFi(std::move(whole))
-                                   : closeElse(std::move(whole), std::move(otherwise));
+    const IptIfBlock whole = block.then({body});
+    return branch == Branch::kThen ? whole : whole.orElse({otherwise});
   }
 
   IptIfBlock block;
@@ -155,7 +154,7 @@ IptCond parseSerializedMatches(IptTokenPosition& position, IptTokenPosition end)
     } else if (token == "OR") {
       nested.back().startConjunction();
     } else if (token.starts_with("NOT")) {
-      nested.back().addOperand(condNot(makeMatches(token.substr(3), kFile, kNegatedMatchesLine)));
+      nested.back().addOperand(!makeMatches(token.substr(3), kFile, kNegatedMatchesLine));
     } else if (token == "(") {
       const auto close = *nextClosing++;
       if (close == end) throw invalidMatches();

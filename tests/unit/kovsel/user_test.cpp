@@ -16,6 +16,10 @@ using tavrix::kovsel::User;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+const tavrix::UciConfig::Section& section() {
+  return tavrix::params["kovsel"];
+}
+
 struct ListedCase {
   const char* name;
   const char* listed;
@@ -30,7 +34,7 @@ class ListedUser : public testing::TestWithParam<ListedCase> {};
 
 TEST_P(ListedUser, HasTheNumberThatTheValueBeginsWith) {
   const auto& [name, listed, number] = GetParam();
-  EXPECT_EQ(User(listed).number(), number);
+  EXPECT_EQ(User(section(), listed).number(), number);
 }
 
 TEST_P(ListedUser, ReadsTheOptionsOfThatNumber) {
@@ -84,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(, ListedUser, testing::ValuesIn(kListedCases),
 
 TEST(UserOptions, CarryTheNumberBehindTheirName) {
   configure("option label_user7 '5'\nlist mac_user7 'a'\nlist mac_user7 'b'\n");
-  const User user("07");
+  const User user(section(), "07");
   EXPECT_EQ(user.optionName("label_user"), "label_user7");
   EXPECT_THAT(user.values("label_user"), ElementsAre("5"));
   EXPECT_THAT(user.values("mac_user"), ElementsAre("a", "b"));
@@ -93,23 +97,23 @@ TEST(UserOptions, CarryTheNumberBehindTheirName) {
 
 TEST(UserOptions, OfAnotherUserAreNotRead) {
   configure("option label_user70 '5'\noption label_user '6'\noption label_user07 '7'\n");
-  EXPECT_THAT(User("7").values("label_user"), IsEmpty());
+  EXPECT_THAT(User(section(), "7").values("label_user"), IsEmpty());
 }
 
 TEST(UserOptions, HoldClassExceptionsUnderTheNameOfTheClass) {
   configure(
       "list class_12_except_user7 'a'\nlist class_12_except_user7 'b'\n"
       "option class__except_user7 'c'\n");
-  EXPECT_THAT(User("7").classExceptions("12"), ElementsAre("a", "b"));
-  EXPECT_THAT(User("7").classExceptions(""), ElementsAre("c"));
-  EXPECT_THAT(User("7").classExceptions("1"), IsEmpty());
-  EXPECT_THAT(User("8").classExceptions("12"), IsEmpty());
+  EXPECT_THAT(User(section(), "7").classExceptions("12"), ElementsAre("a", "b"));
+  EXPECT_THAT(User(section(), "7").classExceptions(""), ElementsAre("c"));
+  EXPECT_THAT(User(section(), "7").classExceptions("1"), IsEmpty());
+  EXPECT_THAT(User(section(), "8").classExceptions("12"), IsEmpty());
 }
 
 TEST(UserOptions, AreThoseOfTheSectionOfThatNameOnly) {
   configure(
       "config kovsel 'other'\noption label_user7 '5'\nconfig other\noption label_user7 '5'\n");
-  EXPECT_THAT(User("7").values("label_user"), IsEmpty());
+  EXPECT_THAT(User(section(), "7").values("label_user"), IsEmpty());
 }
 
 TEST(ForEachUser, VisitsTheListInItsOrderAndRepeatsWhatItRepeats) {

@@ -229,10 +229,7 @@ TEST(IptCompilerCommit, WritesTheTextAndPipesItIntoTheRestoreTool) {
     writeScript(dir / "tool-save", "#!/bin/sh\ncat '" + (dir / "table") + "'\n");
     IptCompiler compiler(lock, dir / "tool", "nat");
 
-    std::vector<ChainHook> hooks;
-    hooks.push_back(hook("INPUT", kHookAtEnd, "-j A"));
-    hooks.push_back(hook("INPUT", kHookAtEnd, "-j B"));
-    compiler.commit(std::move(hooks));
+    compiler.commit(hook("INPUT", kHookAtEnd, "-j A"), hook("INPUT", kHookAtEnd, "-j B"));
 
     EXPECT_EQ(commands, (std::vector<std::string>{"cat /tmp/ipt_compiler_out | "
                                                   "LD_PRELOAD=/usr/lib/libxtlock_intercept.so " +
@@ -252,7 +249,8 @@ TEST(IptCompilerCommit, FailsWithAnyResultButSuccessAndLeavesTheText) {
     for (const int result : {1 << 8, 2 << 8, 127 << 8, 9, -1}) {
       systemCalls().systemResult = result;
       IptCompiler compiler(lock, dir / "tool", "nat");
-      EXPECT_EQ(errorText<std::runtime_error>([&] { compiler.commit({}); }), "failed to commit");
+      EXPECT_EQ(errorText<std::runtime_error>([&] { compiler.commit(hook("INPUT", 0, "-j A")); }),
+                "failed to commit");
       EXPECT_EQ(readFile(kRestoreFile), "*nat\n");
     }
   });
@@ -267,10 +265,9 @@ TEST(IptCompilerCommit, StartsNoToolWhenAHookFails) {
     systemCalls().onSystem = [&started](const std::string&) { started = true; };
     writeScript(dir / "tool-save", "#!/bin/sh\necho ':INPUT A'\n");
     IptCompiler compiler(lock, dir / "tool", "nat");
-    std::vector<ChainHook> hooks;
-    hooks.push_back(hook("INPUT", 0, "-j A"));
-    hooks.front().program.last->setNext(makeProxy());
-    EXPECT_EQ(errorText<std::logic_error>([&] { compiler.commit(std::move(hooks)); }),
+    ChainHook continued = hook("INPUT", 0, "-j A");
+    sequence({continued.program, makeEmptyProg()});
+    EXPECT_EQ(errorText<std::logic_error>([&] { compiler.commit(std::move(continued)); }),
               "IPT compiler: Internal error. setNext() twice.");
     EXPECT_FALSE(started);
   });

@@ -1,5 +1,5 @@
-// What the programs share: conditions on a user's options, under which the traffic is blocked, and
-// what is noted when it is. Each call builds fresh nodes.
+// The conditions and actions of one user that the table programs are put together from. Each call
+// builds fresh nodes. An option that is absent never holds and does nothing.
 #pragma once
 
 #include <string_view>
@@ -24,6 +24,11 @@ IptCond hasBlockedHost(const User& user);
 // The connection is of a class to be blocked, and of none of its exempt subclasses.
 IptCond isOfBlockedClass(const User& user);
 
+// The connection is of the class, which `ofClass` tests, and of none of the class's exempt
+// subclasses, which `notSubclass` tests.
+IptCond isOfClass(const User& user, std::string_view trafficClass, const RuleText& ofClass,
+                  const RuleText& notSubclass);
+
 // The packet goes to a destination on the user's blacklist of that family.
 IptCond isBlacklisted(const User& user, const BlacklistTexts& blacklist);
 
@@ -33,9 +38,5 @@ IptProg refreshBlacklist(const User& user, const BlacklistTexts& blacklist);
 
 // Increments the counter that the option names; nothing without the option.
 IptProg increment(const User& user, std::string_view option);
-
-// `condition` and of none of the class's exempt subclasses, which `notSubclass` tests.
-IptCond exceptSubclasses(IptCond condition, const User& user, std::string_view trafficClass,
-                         const RuleText& notSubclass);
 
 }  // namespace tavrix::kovsel
