@@ -17,8 +17,8 @@ class IptCompiler {
  public:
   // Reads the live table with "<toolName>-save -t <table>". A save tool that fails leaves an empty
   // or partial text and no error. The lock is not used: it is the proof that the caller holds it.
-  // Throws std::runtime_error "Can't exec {toolName}-save" when no process can be
-  // started; the braces are part of it.
+  // Throws std::runtime_error "Can't exec {toolName}-save", with these braces, if no process can be
+  // started.
   IptCompiler(const XtablesLock& lock, std::string_view toolName, std::string_view table);
   IptCompiler(const IptCompiler&) = delete;
   IptCompiler& operator=(const IptCompiler&) = delete;
@@ -39,10 +39,10 @@ class IptCompiler {
   // Compiles one hook: chain_generation.cpp.
   using IrGenRules = tavrix::IrGenRules;
 
- private:
+ protected:
   HookMap hooks;
   std::string toolName;
-  std::string savedText;
+  std::string savedText;  // byte for byte what the save tool printed
 };
 
 }  // namespace tavrix

@@ -76,9 +76,16 @@ TEST_F(IptCompilerTest, AsksTheSaveToolForTheTableAndNothingElse) {
   EXPECT_EQ(readFile(dir_ / "arguments"), "2\n-t\nmangle\n");
 }
 
+// It is the merge that ends the last line.
 TEST_F(IptCompilerTest, KeepsTheSavedTextByteForByte) {
-  for (const std::string table : {"", "\n", "*nat\nCOMMIT\n", "\r\n \t\x80\xff\n"}) {
-    EXPECT_EQ(snapshotOf(table), table);
+  struct Snapshot : IptCompiler {
+    using IptCompiler::IptCompiler;
+    using IptCompiler::savedText;
+  };
+  const XtablesLock lock;
+  for (const std::string table :
+       {"", "\n", "no newline", "*nat\nCOMMIT\n", "\r\n \t\x80\xff\n"}) {
+    EXPECT_EQ(Snapshot(lock, toolThatSaves(table), "nat").savedText, table);
   }
   EXPECT_EQ(snapshotOf("no newline"), "no newline\n");
 }
