@@ -13,6 +13,8 @@
 //
 // Operands are consumed: a condition, a block or a program goes into one place of one program.
 // Using it a second time throws std::logic_error.
+//
+// docs/rule-sets.md builds a whole rule set.
 #pragma once
 
 #include <initializer_list>
