@@ -20,9 +20,9 @@ if(SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
-  # The program starts the restore tool with a preloaded library. A testbed tool that links the
-  # shared runtime refuses to start behind one, the static runtime does not mind. Clang links it
-  # statically by itself.
+  # The program starts the restore tool with a preloaded library. A testbed tool with the shared
+  # runtime refuses to start after such a library, one with the static runtime starts. Clang links
+  # it statically by itself.
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_link_options(-static-libasan -static-libubsan)
   endif()

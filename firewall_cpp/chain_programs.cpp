@@ -1,4 +1,4 @@
-// Who provides which part of a chain's program.
+// Which rule sets the program of each chain consists of.
 #include "firewall_cpp/chain_programs.h"
 
 #include "firewall_cpp/kovsel/kovsel.h"

@@ -1,5 +1,5 @@
 // The schedule of a run: one pass per tool and table, in this order. A pass that fails ends the
-// run; the tables of the passes before it stay as they were committed.
+// run; tables that were committed before it stay.
 #include <cstdint>
 #include <span>
 #include <string_view>

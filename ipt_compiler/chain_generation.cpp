@@ -1,5 +1,5 @@
-// The generation of chains; chain_generation.h explains the idea. The blanks of the rule formats
-// below are part of the output.
+// The generation of chains; chain_generation.h explains the idea. Every blank in the rule formats
+// below is part of the output.
 #include "ipt_compiler/chain_generation.h"
 
 #include <list>
@@ -24,7 +24,7 @@ using _IptIrNode::kSuccessorOrder;
 // Compiles one hook.
 class IrGenRules {
  public:
-  // counter, out: as for compileHook; both must outlive the object.
+  // counter, out: those of compileHook; both must outlive the object.
   IrGenRules(std::uint32_t& counter, std::ostream& out) : counter_(counter), out_(out) {}
 
   // Writes the rules of the graph from first to last, the exit, into the named chain.
@@ -69,17 +69,15 @@ class IrGenRules {
   std::stack<WorkItem> work_;
 };
 
-void IrGenRules::run(const ProxyIrNode::Pointer& first,
-                                  const ProxyIrNode::Pointer& last, std::string_view chainName,
-                                  bool ownChain) {
+void IrGenRules::run(const ProxyIrNode::Pointer& first, const ProxyIrNode::Pointer& last,
+                     std::string_view chainName, bool ownChain) {
   partition(first);
   const PostDominators joins = postDominators(record(*last));
   work_.push({first.get(), last.get(), chainName, ownChain});
   while (!work_.empty()) emitStep(joins);
 }
 
-IrGenRules::RulesData& IrGenRules::addRecord(
-    const ProxyIrNode::Pointer& node) {
+IrGenRules::RulesData& IrGenRules::addRecord(const ProxyIrNode::Pointer& node) {
   node->rulesIndex = static_cast<std::uint32_t>(records_.size());
   return *records_.emplace_back(std::make_unique<RulesData>(node));
 }
@@ -137,8 +135,8 @@ void IrGenRules::emitStep(const PostDominators& joins) {
 
   std::string_view chain = item.chain;
   if (isBranch && !(lastVisit && item.ownChain)) {
-    // The rules at the join follow in this chain. Both paths of the branch get there by the end of
-    // a chain around it.
+    // The rules at the join follow in item.chain. The branch gets a chain of its own, so that both
+    // of its paths come to the join by the end of that chain.
     chain = makeChainName();
     declareChain(chain);
     out_ << "-A " << item.chain << " -j " << chain << ' ' << kRuleMark << '\n';
@@ -147,9 +145,9 @@ void IrGenRules::emitStep(const PostDominators& joins) {
   if (isBranch) emitNoMatchPath(node, join, chain);
 }
 
-// Where control goes when the node's condition holds.
-void IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join,
-                                            std::string_view chain, bool isBranch) {
+// Where control goes if the node's condition holds.
+void IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join, std::string_view chain,
+                               bool isBranch) {
   const std::string matches = matchesText(node.matches);
   ProxyIrNode& next = *node.successor[kNext];
   if (&next == &join) {
@@ -164,15 +162,15 @@ void IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join,
   }
   RulesData& region = record(next);
   if (region.chainName.empty()) openChain(region, join);
-  // A jump comes back to the rules at the join; after a goto they are reached from the chain around
-  // the branch.
+  // A jump comes back to the rules at the join. After a goto, the end of the chain around
+  // the branch leads there.
   out_ << "-A " << chain << ' ' << matches << (isBranch ? " -g " : " -j ") << region.chainName
        << ' ' << kRuleMark << '\n';
 }
 
-// Where control goes when the condition of a branch does not hold.
+// Where control goes if the condition of a branch does not hold.
 void IrGenRules::emitNoMatchPath(const ProxyIrNode& node, ProxyIrNode& join,
-                                              std::string_view chain) {
+                                 std::string_view chain) {
   ProxyIrNode& otherwise = *node.successor[kNoMatch];
   RulesData& region = record(otherwise);
   if (region.chainName.empty() && region.referenceCount > 1) openChain(region, join);

@@ -13,12 +13,12 @@ namespace tavrix {
 
 // Turns one rule program into chain declarations and rules on `out`.
 //   counter    number of the next generated chain of this table; raised by each one made
-//   program    compiled in place: it gets an exit node and is simplified; as the builders make
-//              it, so that only its last node has no next one
+//   program    compiled in place: it gets an exit node and is simplified. Only its last node may
+//              lack a next one, which the builders see to
 //   chainName  the chain from which the program hangs
 //   ownChain   the chain holds nothing after the program, so its end may be reached freely
-// Throws std::logic_error when the program's last node was continued already, and
-// std::invalid_argument when one of its nodes is part of another analysis.
+// Throws std::logic_error if the program's last node was continued already, and
+// std::invalid_argument if one of its nodes is part of another analysis.
 void compileHook(std::uint32_t& counter, std::ostream& out, IptProg& program,
                  std::string_view chainName, bool ownChain);
 

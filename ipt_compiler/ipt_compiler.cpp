@@ -12,10 +12,10 @@
 namespace tavrix {
 namespace {
 
-// Kept after the run: when the restore tool refuses a text, it is here to be looked at.
+// Kept after the run, so that a text that the restore tool refused can be looked at.
 constexpr const char* kRestoreTextPath = "/tmp/ipt_compiler_out";
 
-// Lets the restore tool run although this process holds the xtables lock that it would wait for.
+// Lets the restore tool run although this process holds the lock that the tool would wait for.
 constexpr const char* kLockInterceptLibrary = "/usr/lib/libxtlock_intercept.so";
 
 }  // namespace
@@ -24,7 +24,7 @@ IptCompiler::IptCompiler(const XtablesLock& /*lock*/, std::string_view tool, std
     : toolName(tool) {
   const std::string command = toolName + "-save -t " + std::string(table);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(popen(command.c_str(), "r"), pclose);
-  // The braces are meant to be read as they are: those who know the message look for it.
+  // The braces are in the message on purpose: it stays the text that people search for.
   if (!stream) throw std::runtime_error("Can't exec {toolName}-save");
   std::array<char, 1024> buffer{};
   while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), stream.get()) != nullptr)

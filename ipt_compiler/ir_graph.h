@@ -1,5 +1,6 @@
-// The graph that rule programs are made of: nodes held by shared pointers. What a node is follows from what it holds: nothing (a junction),
-// targets (a rule), matches (a condition), or, after simplification, targets and then matches.
+// The graph that rule programs are made of: nodes held by shared pointers. What a node is follows
+// from what it holds: nothing (a junction), targets (a rule), matches (a condition), or, after
+// simplification, targets and then matches.
 #pragma once
 
 #include <array>
@@ -18,8 +19,8 @@ namespace tavrix {
 
 namespace _IptIrNode {
 
-// successor[kNext]: where control goes when the condition holds, or always without one.
-// successor[kNoMatch]: where it goes when the condition does not hold.
+// successor[kNext]: where control goes if the condition holds, or if there is none.
+// successor[kNoMatch]: where it goes if the condition does not hold.
 inline constexpr std::size_t kNoMatch = 0;
 inline constexpr std::size_t kNext = 1;
 // The order in which every walk takes a node's successors.
@@ -36,17 +37,18 @@ class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIr
   ProxyIrNode(const ProxyIrNode&) = delete;
   ProxyIrNode& operator=(const ProxyIrNode&) = delete;
 
-  // Sets successor[kNext], once. Throws std::logic_error and changes nothing when it is set.
+  // Sets successor[kNext], once. Throws std::logic_error and changes nothing if it is set.
   void setNext(const Pointer& target);
   // Replaces successor[index], which may be empty before and after.
   void setSuccessor(std::size_t index, Pointer target);
-  // The same under the name that the rule-building operations use when they wire a new condition.
+  // The same. Two names on purpose: builders wire a new condition with setBranch, passes rewire a
+  // node with setSuccessor.
   void setBranch(std::size_t index, Pointer target) { setSuccessor(index, std::move(target)); }
   // Empties successor[index], which must be set.
   void clearSuccessor(std::size_t index);
 
-  // Whether control always goes on at successor[kNext]. Looks at the element count of the match
-  // list, as mergeMatches left it, and not at its items.
+  // Whether control always goes on at successor[kNext]. Looks at the element count that
+  // mergeMatches left, and not at the items: generated rules depend on that.
   bool isUnconditional() const {
     return matches.elementCount == 0 || successor[kNoMatch] == successor[kNext];
   }
@@ -59,8 +61,8 @@ class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIr
   std::uint32_t rulesIndex = 0;  // the node's record in chain generation; written there only
 };
 
-// The node in one line, for diagnosis. "alwaysTure" is spelled so on purpose: who reads such lines
-// looks for it.
+// The node in one line, for diagnosis. The misspelt "alwaysTure" is kept on purpose: people search
+// such lines for it.
 std::string debugText(const ProxyIrNode& node);
 
 }  // namespace _IptIrNode

@@ -17,7 +17,7 @@ using HookList = std::list<ChainHook>;
 // How far the output has come in one hooked chain.
 struct ChainProgress {
   std::uint32_t ruleCount;  // rules of the chain written so far, foreign ones only
-  HookList::iterator next;  // the first hook not generated yet
+  HookList::iterator next;  // the first hook that is not generated yet
 };
 
 class RestoreTextWriter {
@@ -44,19 +44,19 @@ class RestoreTextWriter {
     const auto hooked = hooks_.find(chain);
     out_ << line;
     if (hooked == hooks_.end()) return;
-    // Keyed by the hook's literal: the line's buffer is used again.
+    // The key is the hook's literal, since the line's buffer is used again.
     const auto [entry, isNew] = progress_.insert({hooked->first, {0, hooked->second.begin()}});
     emitHooksAt(entry->second.next, hooked->second.end(), entry->second.ruleCount);
   }
 
-  // A rule counts; what is not "-A" and a chain name is none.
+  // Copies the line, and counts it if it is a rule: if it begins with "-A" and a chain name.
   void writeOtherLine(std::string_view line) {
     out_ << line;
     const std::size_t blank = line.find(' ');
     if (blank == std::string_view::npos || line.substr(0, blank) != "-A") return;
     const std::size_t nameStart = blank + 1;
     const std::string_view chain = line.substr(nameStart, line.find(' ', nameStart) - nameStart);
-    // The save tools declare every chain before its rules; a rule of an undeclared one is copied.
+    // The save tools declare every chain before its rules; a rule of another chain is only copied.
     const auto entry = progress_.find(chain);
     if (entry == progress_.end()) return;
     ++entry->second.ruleCount;
@@ -69,8 +69,8 @@ class RestoreTextWriter {
     }
   }
 
-  // Generates the hooks from `next` on that have this very position. It never skips one: a hook
-  // after the chain's last rule, unless at kHookAtEnd, also holds back those after it.
+  // Generates the hooks from `next` on that have exactly this position. None is skipped: a hook
+  // whose position the chain does not reach holds back those after it, even the ones at kHookAtEnd.
   void emitHooksAt(HookList::iterator& next, HookList::iterator end, std::uint32_t position) {
     for (; next != end && next->position == position; ++next) {
       std::ostringstream block;

@@ -101,8 +101,8 @@ struct Segment {
   std::size_t end;
 };
 
-// Reads the option that starts at or after `start`, where a token is known to exist. Nothing when
-// a word that should be an option is not, or when nothing follows a "!".
+// Reads the option that starts at or after `start`, where a token is known to exist. Nothing if a
+// word that should be an option is none, or if nothing follows a "!".
 std::optional<Segment> readSegment(std::string_view text, std::size_t start) {
   Token word = nextToken(text, start);
   std::optional<int> code = optionCode(text, word);
@@ -112,7 +112,7 @@ std::optional<Segment> readSegment(std::string_view text, std::size_t start) {
   }
   if (!code) return std::nullopt;
 
-  // Where the segment ends when no further option does: before the "!" of an argument written in
+  // Where the segment ends if no further token follows: before the "!" of an argument written in
   // iptables' old order, else after the option word.
   std::size_t fallbackEnd = word.end();
   std::size_t scan = word.end();

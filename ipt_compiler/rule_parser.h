@@ -15,10 +15,10 @@ IptTarget parseTarget(std::string_view text, const char* file, int line);
 // A list of matches, one per option, sorted by kind; empty for a text without tokens.
 // file: a static string, kept as a pointer. Throws IptCompileFailed.
 //
-// Kept on purpose, since rule texts were written with it: the segment of an option has the position
-// of its end as its length. So the segment of an option between the first and the last runs on into
-// the options after it, and a text that ends in spaces loses the arguments of its last option and
-// is refused.
+// Two oddities are kept on purpose, since rule texts rely on them. The position where a segment
+// ends is taken for its length, so the segment of an option between the first and the last runs on
+// into the options after it. And a text that ends in spaces loses the arguments of its last option,
+// and is refused if there are any.
 IptMatchList parseMatches(std::string_view text, const char* file, int line);
 
 }  // namespace tavrix

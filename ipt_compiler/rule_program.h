@@ -1,4 +1,5 @@
-// A rule program as everyone outside the compiler sees it: a value, whose graph is the compiler's.
+// A rule program as those outside the compiler see it: a value. What is in the graph concerns the
+// compiler alone.
 #pragma once
 
 #include <initializer_list>
@@ -18,7 +19,7 @@ struct IptProg {
 };
 
 // The programs one after another; an empty program for an empty list. Each can be continued once:
-// throws std::logic_error for one that was continued already. Links from left to right, and what is
+// throws std::logic_error for one that was continued already. Links from left to right; what was
 // linked before the error stays linked.
 IptProg sequence(std::initializer_list<IptProg> programs);
 

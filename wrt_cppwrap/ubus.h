@@ -12,7 +12,7 @@ class Uloop;
 class Ubus {
  public:
   // Connects to the daemon's default socket and registers the connection with the loop, which must
-  // outlive the object. Throws std::runtime_error when the daemon cannot be reached.
+  // outlive the object. Throws std::runtime_error if the daemon cannot be reached.
   explicit Ubus(Uloop& loop);
 
   // The library's own handle, owned by the object.

@@ -16,7 +16,7 @@ IptProg reject() {
                    text::kReject.target()});
 }
 
-// Only for users whose host names are looked at and whose classes are not.
+// Only for users with blocked keywords and without traffic classes.
 IptProg markShortConnections(const User& user) {
   if (!user.values("class_user").empty() || user.values("keywords_user").empty()) {
     return makeEmptyProg();
@@ -35,7 +35,7 @@ IptProg rejectWhen(const IptCond& condition, const User& user, Direction directi
              reject()});
 }
 
-// The node at the same place in the list, for each class.
+// Each class gets the node at the same place in the list.
 IptProg setClassNodes(const User& user) {
   const User::Values& classes = user.values("class_user");
   const User::Values& nodes = user.values("class_label_user");

@@ -8,8 +8,8 @@
 namespace tavrix::kovsel {
 namespace {
 
-// Each device has the node at its place in the list. The last node is also that of every source
-// that is no device of the list, so the last address is never tested.
+// Each device gets the node at the same place in the list. Every source that is not in the list
+// gets the last node too, so the last address is never tested.
 IptProg setDeviceNode(const User& user) {
   const User::Values& macs = user.values("mac_user");
   const User::Values& nodes = user.values("mac_label_user");
@@ -21,8 +21,7 @@ IptProg setDeviceNode(const User& user) {
     devices.push_back(
         If(text::kFromMac.matches(macs[i])).then({text::kCountForMac.target(nodes[i])}));
   }
-  // Each device but the last is tested before the rest of the list, so the list is closed from its
-  // end.
+  // The ELSE branch of each device holds the rest of the list, so the last block is closed first.
   IptProg chosen = text::kCountForLastMac.target(nodes[count - 1]);
   for (; !devices.empty(); devices.pop_back()) chosen = devices.back().orElse({chosen});
   return chosen;

@@ -6,8 +6,8 @@
 
 namespace tavrix::kovsel {
 
-// strtoll has the same range on every machine, where strtol ends at 2147483647 on a 32-bit router.
-// Beyond 32 bits the low 32 count.
+// strtoll has the same range on every machine; strtol ends at 2147483647 on a 32-bit router. Of a
+// larger number the low 32 bits count.
 User::User(const UciConfig::Section& section, std::string_view listed)
     : section_(section),
       number_(std::to_string(

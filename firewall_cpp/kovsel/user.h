@@ -15,13 +15,13 @@ class User {
   using Values = std::vector<std::string_view>;
 
   // section: where the options stand; must outlive the object.
-  // listed: a value of "user_list", read as a decimal number up to its first other character. So
-  // "7", "07" and "7abc" are user 7, "-1" is user 4294967295 and "x" is user 0.
+  // listed: a value of "user_list". The decimal number at its beginning counts: "7", "07" and
+  // "7abc" are user 7, "-1" is user 4294967295 and "x" is user 0.
   User(const UciConfig::Section& section, std::string_view listed);
 
   const std::string& number() const { return number_; }
 
-  // The option's name for this user: `name` and the number.
+  // The option's name for this user: `name` followed by the number.
   std::string optionName(std::string_view name) const;
 
   // All values of that option; empty without it.

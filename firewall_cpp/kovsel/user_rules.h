@@ -1,5 +1,5 @@
-// The conditions and actions of one user that the table programs are put together from. Each call
-// builds fresh nodes. An option that is absent never holds and does nothing.
+// The conditions and actions of one user that the programs of the tables consist of. Each call
+// builds new ones. Without its option, a condition never holds and an action does nothing.
 #pragma once
 
 #include <string_view>
@@ -9,10 +9,10 @@
 
 namespace tavrix::kovsel {
 
-// The text around the option's first value; never holds without the option.
+// The text around the option's first value.
 IptCond ifConfigured(const User& user, std::string_view option, const RuleText& around);
 
-// The connection carries the user's label; never, for a user without one.
+// The connection carries the user's label.
 IptCond isLabelled(const User& user);
 
 // All of the user's traffic is blocked: "reject_user" is "1".
@@ -32,11 +32,10 @@ IptCond isOfClass(const User& user, std::string_view trafficClass, const RuleTex
 // The packet goes to a destination on the user's blacklist of that family.
 IptCond isBlacklisted(const User& user, const BlacklistTexts& blacklist);
 
-// Puts the packet's destination on the blacklist again, for the set's time-out to start anew;
-// nothing, for a user without one.
+// Puts the packet's destination on the blacklist again, so that its time-out there starts anew.
 IptProg refreshBlacklist(const User& user, const BlacklistTexts& blacklist);
 
-// Increments the counter that the option names; nothing without the option.
+// Increments the counter that the option names.
 IptProg increment(const User& user, std::string_view option);
 
 }  // namespace tavrix::kovsel

@@ -8,7 +8,7 @@
 namespace tavrix::nfnlq {
 namespace {
 
-// By these errors name the queue target, whatever place it has in this file.
+// Errors name the queue target by these. The number is not a line of this file.
 constexpr const char* kFile = "firewall_cpp/nfnlq/nfnlq";
 constexpr int kQueueTargetLine = 30;
 
@@ -35,14 +35,14 @@ IptCond queueCondition() {
   return parseSerializedMatches(position, tokens.end());
 }
 
-// Queues are compared as text, as they stand in the configuration: the restore tool judges them.
+// Queue numbers are compared as texts and not checked: the restore tool judges them.
 IptProg queueTarget() {
   if (!isQueueConfigured()) return makeEmptyProg();
   const std::string first(section()["queue_first"].front());
   const std::string last(section()["queue_last"].front());
   const std::string queues =
       first == last ? " --queue-num " + first : " --queue-balance " + first + ":" + last;
-  // Without an inspector at the queue, packets pass.
+  // The bypass lets packets pass while no inspector listens.
   return makeTarget("-j NFQUEUE --queue-bypass" + queues, kFile, kQueueTargetLine);
 }
 

@@ -35,7 +35,7 @@ IptCond operator!(IptCond cond) {
 }
 
 IptCond operator&&(IptCond a, IptCond b) {
-  // A cycle would hold its nodes for ever.
+  // A condition linked to itself would be a cycle, whose nodes are never released.
   if (a.entry == b.entry) failSetNextTwice();
   a.trueExit->setNext(b.entry);
   const auto falseExit = makeProxy();

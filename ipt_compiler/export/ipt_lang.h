@@ -1,18 +1,21 @@
-// The language in which rule sets are written; the one header that a rule set includes. A program is
-// made of target texts (what to do), match texts (when), conditions with &&, || and !, and IF blocks:
+// The language in which rule sets are written; the one header that a rule set includes. A program
+// is made of target texts (what to do), match texts (when), conditions with &&, || and !, and IF
+// blocks:
 //
 //     return If(makeMatches("-p udp", kFile, 1) || makeMatches("-p tcp", kFile, 2))
 //         .then({makeTarget("-j MARK --set-mark 1", kFile, 3),
 //                If(isGuest).then({makeTarget("-j DROP", kFile, 4)})})
 //         .orElse({makeTarget("-j ACCEPT", kFile, 5)});
 //
-// Texts are parsed in the order in which they stand: the operands of && and ||, what stands before
-// a dot and after it, and the elements of a braced list have an order in C++. So the first wrong
-// text is the one that is reported. The arguments of one ordinary call have no order; a call that
-// parses more than one text takes them as a list.
+// Texts are parsed in the order in which they stand, so the first wrong text is the one that is
+// reported. C++ has this order for the operands of && and ||, for what stands before a dot and
+// after it, and for the elements of a braced list. It has none for the arguments of an ordinary
+// call, so calls take several programs as one list.
 //
 // Operands are consumed: a condition, a block or a program goes into one place of one program.
 // Using it a second time throws std::logic_error.
+//
+// docs/rule-sets.md builds a whole rule set.
 #pragma once
 
 #include <initializer_list>
@@ -24,7 +27,7 @@
 
 namespace tavrix {
 
-// A condition. Control enters at entry and reaches trueExit where the condition holds, else
+// A condition. Control enters at entry and leaves at trueExit if the condition holds, else at
 // falseExit.
 struct IptCond {
   std::shared_ptr<ProxyIrNode> trueExit;
@@ -32,29 +35,29 @@ struct IptCond {
   std::shared_ptr<ProxyIrNode> entry;
 };
 
-// Holds when all matches of the text hold; always, for a text without any. file and line say where
-// the text stands, for errors; file must be a static string. Throws IptCompileFailed when the text
-// is no list of matches.
+// Holds if all matches of the text hold; always, for a text without any. Errors name the text by
+// file and line; file must be a static string. Throws IptCompileFailed if the text is no list of
+// matches.
 IptCond makeMatches(std::string_view text, const char* file, int line);
 
-// Holds always or never. It becomes a node like any other; the compiler removes it with the branch
-// that it closes.
+// Holds always or never. It is a node like any other; the compiler removes it, and the branch that
+// is never taken.
 IptCond makeConstCond(bool value);
 
 IptCond operator!(IptCond cond);
-// b is tested only where a holds.
+// b is tested only if a holds.
 IptCond operator&&(IptCond a, IptCond b);
-// b is tested only where a does not hold.
+// b is tested only if a does not hold.
 IptCond operator||(IptCond a, IptCond b);
 
-// A rule. file and line as for makeMatches. Throws IptCompileFailed when the text is no target.
+// A rule. file and line as for makeMatches. Throws IptCompileFailed if the text is no target.
 IptProg makeTarget(std::string_view text, const char* file, int line);
 
 // A program that does nothing.
 IptProg makeEmptyProg();
 
-// An IF block that is still open: IF condition THEN statements so far. It closes, without an ELSE
-// branch, where a program is expected.
+// An IF block that is still open: IF, its condition, THEN and the statements so far. Where a
+// program is expected it closes itself, without an ELSE branch.
 struct IptIfBlock {
   // Adds statements at the end of the THEN branch.
   IptIfBlock then(std::initializer_list<IptProg> statements) const;
@@ -65,7 +68,7 @@ struct IptIfBlock {
 
   std::shared_ptr<ProxyIrNode> entry;
   std::shared_ptr<ProxyIrNode> tail;      // open end of the THEN branch
-  std::shared_ptr<ProxyIrNode> elseExit;  // where control goes when the condition does not hold
+  std::shared_ptr<ProxyIrNode> elseExit;  // where control goes if the condition does not hold
   std::shared_ptr<ProxyIrNode> join;      // where the branches meet after FI
 };
 
@@ -85,8 +88,8 @@ IptCond parseSerializedMatches(IptTokenPosition& position, IptTokenPosition end)
 
 // Reads one statement, a target text or an IF block, and leaves the position after it; there must
 // be one. A block is IF condition THEN statements [ELSE statements] FI, or IF condition THEN
-// statements ELSEIF condition THEN ... with a closing token of its own for each ELSEIF: that one
-// is skipped without a look. elseifMode: begin inside a block whose keyword was ELSEIF.
+// statements ELSEIF condition THEN ... with a closing token of its own for each ELSEIF. That token
+// is skipped, whatever it is. elseifMode: begin after an ELSEIF.
 // Throws std::invalid_argument "Invalid serialized targets!" and what parseSerializedMatches
 // throws.
 IptProg parseSerializedTargets(IptTokenPosition& position, IptTokenPosition end,

@@ -12,8 +12,8 @@
 namespace tavrix {
 namespace {
 
-// What a match text, a target text and a negated match text are reported as: they stand in the
-// configuration, so the location names the reader that took them.
+// Where errors say that a text stands. It stands in the configuration, so they name what it was
+// read as: a negated match text, a match text or a target text.
 constexpr const char* kFile = "./ipt_compiler/export/ipt_lang";
 constexpr int kNegatedMatchesLine = 297;
 constexpr int kMatchesLine = 299;
@@ -65,7 +65,7 @@ struct Disjunction {
     afterOperand = false;
   }
 
-  // What stands after the last "OR" counts even when it is nothing, which always holds.
+  // What stands after the last "OR" counts even if it is nothing: an empty conjunction holds.
   IptCond finish() { return std::move(disjunction) || std::move(conjunction); }
 
   IptTokenPosition end;
@@ -74,7 +74,7 @@ struct Disjunction {
   bool afterOperand = false;
 };
 
-// An IF block whose closing token was not read yet.
+// An IF block whose closing token has not been read yet.
 struct OpenBlock {
   enum class Branch { kThen, kElse, kElseif };
 
@@ -89,12 +89,12 @@ struct OpenBlock {
     list = sequence({list, std::move(statement)});
   }
 
-  // Reads what may stand where a statement ended or the block began. Returns whether that closed
-  // the block; otherwise a statement is due, or the inside of a block after "ELSEIF".
+  // Reads the keyword, if there is one, after a statement or after the head of the block. Returns
+  // whether it closed the block. If not, a statement is due, or a condition after "ELSEIF".
   bool readKeyword(IptTokenPosition& position, IptTokenPosition end) {
     if (position == end) throw invalidTargets();
     if (branch == Branch::kElseif) {
-      // Configurations have a "FI" here. It was never looked at, so it stays that way.
+      // Configurations have a "FI" here. Any token is taken for it, on purpose.
       ++position;
       return true;
     }

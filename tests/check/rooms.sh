@@ -24,5 +24,6 @@ forbid wrt_cppwrap 'ipt_compiler/|firewall_cpp/|testbed/|tests/'
 forbid firewall_cpp 'testbed/|tests/|libub'
 forbid 'firewall_cpp/nfnlq' 'ipt_compiler/[^e]|firewall_cpp/kovsel'
 forbid 'firewall_cpp/kovsel' 'ipt_compiler/[^e]|firewall_cpp/nfnlq'
+forbid examples 'ipt_compiler/[^e]|firewall_cpp/|testbed/|tests/|libub'
 forbid testbed 'tests/|firewall_cpp/|ipt_compiler/|wrt_cppwrap/'
 exit $bad
