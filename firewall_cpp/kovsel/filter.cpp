@@ -12,8 +12,8 @@ namespace {
 enum class Direction { kInput, kForward };
 
 IptProg reject() {
-  return sequence({If(text::kResettable.matches()).then({text::kReset.target()}),
-                   text::kReject.target()});
+  return sequence(
+      {If(text::kResettable.matches()).then({text::kReset.target()}), text::kReject.target()});
 }
 
 // Only for users with blocked keywords and without traffic classes.
@@ -27,12 +27,10 @@ IptProg markShortConnections(const User& user) {
 // Only forwarded packets have a destination that belongs on a blacklist.
 IptProg rejectWhen(const IptCond& condition, const User& user, Direction direction,
                    std::string_view counterOption) {
-  return If(condition)
-      .then({If(makeConstCond(direction == Direction::kForward))
-                 .then({refreshBlacklist(user, kBlacklistV4),
-                        refreshBlacklist(user, kBlacklistV6)}),
-             increment(user, counterOption),
-             reject()});
+  return If(condition).then(
+      {If(makeConstCond(direction == Direction::kForward))
+           .then({refreshBlacklist(user, kBlacklistV4), refreshBlacklist(user, kBlacklistV6)}),
+       increment(user, counterOption), reject()});
 }
 
 // Each class gets the node at the same place in the list.
@@ -41,9 +39,9 @@ IptProg setClassNodes(const User& user) {
   const User::Values& nodes = user.values("class_label_user");
   IptProg all = makeEmptyProg();
   for (std::size_t i = 0; i < std::min(classes.size(), nodes.size()); ++i) {
-    all = sequence({all, If(isOfClass(user, classes[i], text::kCountedClass,
-                                      text::kNotSubclassOfCounted))
-                             .then({text::kCountForClass.target(nodes[i])})});
+    all = sequence(
+        {all, If(isOfClass(user, classes[i], text::kCountedClass, text::kNotSubclassOfCounted))
+                  .then({text::kCountForClass.target(nodes[i])})});
   }
   return all;
 }
@@ -66,8 +64,7 @@ IptProg userProgram(const User& user, Direction direction) {
                  .orElse({markShortConnections(user),
                           rejectWhen(hasBlockedHost(user), user, direction, "host_counter_user"),
                           rejectWhen(isOfBlockedClass(user), user, direction, "app_counter_user"),
-                          If(text::kIsLabelledAndMarked.matches(label))
-                              .then({reject()}),
+                          If(text::kIsLabelledAndMarked.matches(label)).then({reject()}),
                           setClassNodes(user)})});
 }
 

@@ -33,10 +33,8 @@ IptProg markClass(const User& user) {
 
 // Whether the connection's application cannot be told, now or ever.
 IptCond isShortOrNoApplication() {
-  return !(text::kUdp.matches() || text::kTcp.matches()) ||  //
-         text::kUdpLowPort.matches() ||                      //
-         text::kTcpLowPort.matches() ||                      //
-         text::kFewPackets.matches();
+  return !(text::kUdp.matches() || text::kTcp.matches()) || text::kUdpLowPort.matches() ||
+         text::kTcpLowPort.matches() || text::kFewPackets.matches();
 }
 
 IptProg setLabel(std::string_view label) {
@@ -49,14 +47,11 @@ IptProg labelConnection(const User& user) {
   const User::Values& label = user.values("label_user");
   if (label.empty()) return makeEmptyProg();
   return If(text::kIsNotLabelled.matches(label.front()))
-      .then({setDeviceNode(user),
-             markClass(user),
-             setLabel(label.front())});
+      .then({setDeviceNode(user), markClass(user), setLabel(label.front())});
 }
 
 IptProg userProgram(const User& user) {
-  return If(ifConfigured(user, "mac_set_user", text::kFromUser))
-      .then({labelConnection(user)});
+  return If(ifConfigured(user, "mac_set_user", text::kFromUser)).then({labelConnection(user)});
 }
 
 }  // namespace

@@ -22,8 +22,7 @@ IptProg userProgram(const User& user) {
                           redirectBlacklisted(user, kBlacklistV6),
                           If(hasBlockedHost(user))
                               .then({increment(user, "host_counter_user"), redirect()}),
-                          If(isOfBlockedClass(user))
-                              .then({redirect()})})});
+                          If(isOfBlockedClass(user)).then({redirect()})})});
 }
 
 }  // namespace

@@ -251,15 +251,16 @@ TEST(Sequence, CopiedProgramsShareTheGraph) {
   EXPECT_NE(original.last->successor[1], nullptr);
 }
 
-TEST(Sequence, MovingAProgramOutLeavesItEmpty) {
+TEST(Sequence, HoldsOnlyTheFirstAndTheLastNode) {
   IptProg a = emptyProgram();
   IptProg b = emptyProgram();
-  const IptProg all = sequence({a, b});
-  EXPECT_EQ(a.first, nullptr);
-  EXPECT_EQ(a.last, nullptr);
-  EXPECT_EQ(b.first, nullptr);
+  const IptProg all = sequence({std::move(a), std::move(b)});
   EXPECT_EQ(all.first.use_count(), 1);
   EXPECT_EQ(all.last.use_count(), 2);  // the value's and the slot of the first node
+}
+
+TEST(Sequence, OfNothingIsAnEmptyProgram) {
+  EXPECT_EQ(graphText(sequence({}).first), "0: end\n");
 }
 
 }  // namespace
