@@ -6,8 +6,9 @@
 #include <string>
 #include <utility>
 
+#include "ipt_compiler/chain_generation.h"
 #include "ipt_compiler/export/ipt_lang.h"
-#include "ipt_compiler/ipt_compiler.h"
+#include "ipt_compiler/restore_text.h"
 
 namespace tavrix {
 namespace {
@@ -26,21 +27,19 @@ IptProg userProgram(int user) {
   for (const char* trafficClass : {"1", "2", "3"}) {
     IptCond isOfClass = matches(std::string("-m class --class ") + trafficClass);
     IptCond notExempt = matches("-m class --invert --subclass " + label);
-    blocked = condOr(std::move(blocked), condAnd(std::move(isOfClass), std::move(notExempt)));
+    blocked = blocked || (isOfClass && notExempt);
   }
-  IptIfBlock whenBlocked = openIf(std::move(blocked));
-  whenBlocked =
-      appendThen(std::move(whenBlocked), target("-m counter --inc " + label), target("-j REJECT"));
-  IptIfBlock whenHost = openIf(matches("-m hostset --set-name " + label));
-  IptProg otherwise = closeFi(appendThen(std::move(whenHost), target("-j REJECT")));
-  IptIfBlock whenLabelled = openIf(matches("-m label --label " + label));
-  return closeFi(
-      appendThen(std::move(whenLabelled), closeElse(std::move(whenBlocked), std::move(otherwise))));
+  IptIfBlock whenBlocked = If(blocked);
+  whenBlocked = whenBlocked.then({target("-m counter --inc " + label), target("-j REJECT")});
+  IptIfBlock whenHost = If(matches("-m hostset --set-name " + label));
+  IptProg otherwise = whenHost.then({target("-j REJECT")});
+  IptIfBlock whenLabelled = If(matches("-m label --label " + label));
+  return whenLabelled.then({whenBlocked.orElse({otherwise})});
 }
 
 IptProg users(std::int64_t count) {
   IptProg all = makeEmptyProg();
-  for (int user = 0; user < count; ++user) all = sequence(std::move(all), userProgram(user));
+  for (int user = 0; user < count; ++user) all = sequence({all, userProgram(user)});
   return all;
 }
 
@@ -57,7 +56,7 @@ void compileProgram(benchmark::State& state) {
     std::uint32_t counter = 0;
     std::ostringstream out;
     state.ResumeTiming();
-    IptCompiler::compileHook(counter, out, program, "FORWARD", false);
+    compileHook(counter, out, program, "FORWARD", false);
   }
   state.SetComplexityN(state.range(0));
 }
@@ -98,7 +97,7 @@ void compileTokens(benchmark::State& state, bool nested) {
     IptProg program = parseSerializedTargets(position, tokens.cend());
     std::uint32_t counter = 0;
     std::ostringstream out;
-    IptCompiler::compileHook(counter, out, program, "FORWARD", false);
+    compileHook(counter, out, program, "FORWARD", false);
   }
   state.SetComplexityN(state.range(0));
 }
@@ -114,10 +113,10 @@ void mergeTable(benchmark::State& state) {
   }
   saved += "COMMIT\n";
   for ([[maybe_unused]] auto _ : state) {
-    IptCompiler::HookMap hooks;
+    HookMap hooks;
     hooks["FORWARD"].push_back({"FORWARD", kHookAtEnd, false, target("-j ACCEPT")});
     std::ostringstream out;
-    IptCompiler::writeRestoreText(out, saved, hooks);
+    writeRestoreText(out, saved, hooks);
     benchmark::DoNotOptimize(out.str());
   }
   state.SetComplexityN(state.range(0));

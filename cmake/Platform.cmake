@@ -48,7 +48,7 @@ endif()
 # libraries do not exist yet at this point.
 include(CheckSymbolExists)
 if(NOT "${platform_include_dirs}" STREQUAL "${PLATFORM_CHECKED_DIRS}")
-  # The answer is kept, and was found in other headers.
+  # The kept answer is that of other headers.
   unset(HAVE_ULOOP_SUPPORT_PARAMTIMER CACHE)
   set(PLATFORM_CHECKED_DIRS "${platform_include_dirs}" CACHE INTERNAL "Headers of the last check")
 endif()

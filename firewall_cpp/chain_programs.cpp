@@ -1,7 +1,5 @@
-// Who provides which part of a chain's program.
+// Which rule sets the program of each chain consists of.
 #include "firewall_cpp/chain_programs.h"
-
-#include <utility>
 
 #include "firewall_cpp/kovsel/kovsel.h"
 #include "firewall_cpp/nfnlq/nfnlq.h"
@@ -10,9 +8,7 @@ namespace tavrix {
 
 // Access control first: its marks are there when the queue decision is made.
 IptProg manglePreroutingProgram() {
-  IptProg accessControl = kovsel::mangleProgram();
-  IptProg queue = nfnlq::queueProgram();
-  return sequence(std::move(accessControl), std::move(queue));
+  return sequence({kovsel::mangleProgram(), nfnlq::queueProgram()});
 }
 
 IptProg mangleOutputProgram() {

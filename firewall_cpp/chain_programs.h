@@ -2,7 +2,7 @@
 // configuration and builds a program of its own; errors of the rule sets pass through.
 #pragma once
 
-#include "ipt_compiler/ir_graph.h"
+#include "ipt_compiler/rule_program.h"
 
 namespace tavrix {
 

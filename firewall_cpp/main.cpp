@@ -1,10 +1,8 @@
 // The schedule of a run: one pass per tool and table, in this order. A pass that fails ends the
-// run; the tables of the passes before it stay as they were committed.
+// run; tables that were committed before it stay.
 #include <cstdint>
 #include <span>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "firewall_cpp/chain_programs.h"
 #include "firewall_cpp/xtables_lock.h"
@@ -52,10 +50,11 @@ constexpr Pass kPasses[] = {
 
 int main() {
   const tavrix::XtablesLock lock;
-  for (const tavrix::Pass& pass : tavrix::kPasses) {
-    tavrix::IptCompiler compiler(lock, pass.tool, pass.table);
-    std::vector<tavrix::ChainHook> hooks;
-    for (const tavrix::HookPlan& plan : pass.hooks) hooks.push_back(plan.make());
-    compiler.commit(std::move(hooks));
+  for (const auto& [tool, table, hooks] : tavrix::kPasses) {
+    tavrix::IptCompiler compiler(lock, tool, table);
+    for (const tavrix::HookPlan& plan : hooks.first(hooks.size() - 1)) {
+      compiler.addHook(plan.make());
+    }
+    compiler.commit(hooks.back().make());
   }
 }

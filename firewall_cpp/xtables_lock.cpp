@@ -1,4 +1,4 @@
-// The lock file is created when it is missing, and never written.
+// The lock file is created if it is missing. It is never written.
 #include "firewall_cpp/xtables_lock.h"
 
 #include <fcntl.h>
@@ -9,8 +9,8 @@
 
 namespace tavrix {
 
-// The descriptor is inherited by the save and restore tools on purpose: if this process is killed,
-// the lock stays until the tool that still works on a table has ended.
+// The save and restore tools inherit the descriptor on purpose: if this process is killed, the lock
+// stays until the tool that still works on a table has ended.
 XtablesLock::XtablesLock() : descriptor(open("/var/run/xtables.lock", O_RDONLY | O_CREAT, 0600)) {
   if (descriptor < 0 || flock(descriptor, LOCK_EX) != 0) {
     if (descriptor >= 0) close(descriptor);

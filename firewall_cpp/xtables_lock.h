@@ -6,8 +6,8 @@ namespace tavrix {
 // Held as long as the object lives.
 class XtablesLock {
  public:
-  // Waits for the lock without a time limit. Throws std::runtime_error when the lock file cannot
-  // be opened or locked.
+  // Waits for the lock without a time limit. Throws std::runtime_error if the lock file cannot be
+  // opened or locked.
   XtablesLock();
   ~XtablesLock();
   XtablesLock(const XtablesLock&) = delete;

@@ -1,10 +1,18 @@
-// The generation of chains; chain_generation.h explains the idea. The blanks of the rule formats
-// below are part of the output.
+// The generation of chains; chain_generation.h explains the idea. Every blank in the rule formats
+// below is part of the output.
 #include "ipt_compiler/chain_generation.h"
 
+#include <list>
+#include <memory>
+#include <ostream>
+#include <stack>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "ipt_compiler/generated_marks.h"
+#include "ipt_compiler/ir_graph.h"
+#include "ipt_compiler/post_dominators.h"
 #include "ipt_compiler/simplification.h"
 
 namespace tavrix {
@@ -13,32 +21,70 @@ using _IptIrNode::kNext;
 using _IptIrNode::kNoMatch;
 using _IptIrNode::kSuccessorOrder;
 
-void IptCompiler::compileHook(std::uint32_t& counter, std::ostream& out, IptProg& program,
-                              std::string_view chainName, bool ownChain) {
-  const ProxyIrNode::Pointer exit = makeProxy();
-  program = sequence(std::move(program), {exit, exit});
-  simplify(program.first, exit);
-  IrGenRules(counter, out).run(program.first, exit, chainName, ownChain);
-}
+// Compiles one hook.
+class IrGenRules {
+ public:
+  // counter, out: those of compileHook; both must outlive the object.
+  IrGenRules(std::uint32_t& counter, std::ostream& out) : counter_(counter), out_(out) {}
 
-void IptCompiler::IrGenRules::run(const ProxyIrNode::Pointer& first,
-                                  const ProxyIrNode::Pointer& last, std::string_view chainName,
-                                  bool ownChain) {
+  // Writes the rules of the graph from first to last, the exit, into the named chain.
+  void run(const ProxyIrNode::Pointer& first, const ProxyIrNode::Pointer& last,
+           std::string_view chainName, bool ownChain);
+
+ private:
+  // What generation knows about one node.
+  struct RulesData : IdomVertex {
+    explicit RulesData(ProxyIrNode::Pointer recorded) : node(std::move(recorded)) {}
+
+    ProxyIrNode::Pointer node;
+    std::string_view chainName;        // the chain made for the node; empty until there is one
+    std::uint32_t referenceCount = 0;  // edges that arrive at the node
+  };
+
+  // A region to be written: from `node` up to, and not including, `stop`.
+  struct WorkItem {
+    ProxyIrNode* node;
+    ProxyIrNode* stop;
+    std::string_view chain;  // where its rules go
+    bool ownChain;           // the chain ends with the region, so its end may be reached freely
+  };
+
+  RulesData& record(const ProxyIrNode& node) { return *records_[node.rulesIndex]; }
+  RulesData& addRecord(const ProxyIrNode::Pointer& node);
+  void partition(const ProxyIrNode::Pointer& first);
+
+  void emitStep(const PostDominators& joins);
+  void emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join, std::string_view chain,
+                     bool isBranch);
+  void emitNoMatchPath(const ProxyIrNode& node, ProxyIrNode& join, std::string_view chain);
+
+  std::string_view makeChainName();
+  void declareChain(std::string_view chain);
+  void openChain(RulesData& region, ProxyIrNode& stop);
+
+  std::uint32_t& counter_;
+  std::ostream& out_;
+  std::vector<std::unique_ptr<RulesData>> records_;
+  std::list<std::string> chainNames_;  // elements never move: records and work items refer to them
+  std::stack<WorkItem> work_;
+};
+
+void IrGenRules::run(const ProxyIrNode::Pointer& first, const ProxyIrNode::Pointer& last,
+                     std::string_view chainName, bool ownChain) {
   partition(first);
   const PostDominators joins = postDominators(record(*last));
   work_.push({first.get(), last.get(), chainName, ownChain});
   while (!work_.empty()) emitStep(joins);
 }
 
-IptCompiler::IrGenRules::RulesData& IptCompiler::IrGenRules::addRecord(
-    const ProxyIrNode::Pointer& node) {
+IrGenRules::RulesData& IrGenRules::addRecord(const ProxyIrNode::Pointer& node) {
   node->rulesIndex = static_cast<std::uint32_t>(records_.size());
   return *records_.emplace_back(std::make_unique<RulesData>(node));
 }
 
 // Depth-first from first: gives every node its record and enters every edge into the graph of the
 // records.
-void IptCompiler::IrGenRules::partition(const ProxyIrNode::Pointer& first) {
+void IrGenRules::partition(const ProxyIrNode::Pointer& first) {
   struct Frame {
     RulesData* parent;
     std::size_t visited;  // how many of the parent's successor slots were taken
@@ -68,7 +114,7 @@ void IptCompiler::IrGenRules::partition(const ProxyIrNode::Pointer& first) {
 }
 
 // Writes one node of the region on top of the stack and leaves what follows it on the stack.
-void IptCompiler::IrGenRules::emitStep(const PostDominators& joins) {
+void IrGenRules::emitStep(const PostDominators& joins) {
   const WorkItem item = work_.top();
   const ProxyIrNode& node = *item.node;
   ProxyIrNode& join = *static_cast<RulesData&>(joins.of(record(node))).node;
@@ -89,8 +135,8 @@ void IptCompiler::IrGenRules::emitStep(const PostDominators& joins) {
 
   std::string_view chain = item.chain;
   if (isBranch && !(lastVisit && item.ownChain)) {
-    // The rules at the join follow in this chain. Both paths of the branch get there by the end of
-    // a chain around it.
+    // The rules at the join follow in item.chain. The branch gets a chain of its own, so that both
+    // of its paths come to the join by the end of that chain.
     chain = makeChainName();
     declareChain(chain);
     out_ << "-A " << item.chain << " -j " << chain << ' ' << kRuleMark << '\n';
@@ -99,9 +145,9 @@ void IptCompiler::IrGenRules::emitStep(const PostDominators& joins) {
   if (isBranch) emitNoMatchPath(node, join, chain);
 }
 
-// Where control goes when the node's condition holds.
-void IptCompiler::IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join,
-                                            std::string_view chain, bool isBranch) {
+// Where control goes if the node's condition holds.
+void IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join, std::string_view chain,
+                               bool isBranch) {
   const std::string matches = matchesText(node.matches);
   ProxyIrNode& next = *node.successor[kNext];
   if (&next == &join) {
@@ -116,15 +162,15 @@ void IptCompiler::IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode
   }
   RulesData& region = record(next);
   if (region.chainName.empty()) openChain(region, join);
-  // A jump comes back to the rules at the join; after a goto they are reached from the chain around
-  // the branch.
+  // A jump comes back to the rules at the join. After a goto, the end of the chain around
+  // the branch leads there.
   out_ << "-A " << chain << ' ' << matches << (isBranch ? " -g " : " -j ") << region.chainName
        << ' ' << kRuleMark << '\n';
 }
 
-// Where control goes when the condition of a branch does not hold.
-void IptCompiler::IrGenRules::emitNoMatchPath(const ProxyIrNode& node, ProxyIrNode& join,
-                                              std::string_view chain) {
+// Where control goes if the condition of a branch does not hold.
+void IrGenRules::emitNoMatchPath(const ProxyIrNode& node, ProxyIrNode& join,
+                                 std::string_view chain) {
   ProxyIrNode& otherwise = *node.successor[kNoMatch];
   RulesData& region = record(otherwise);
   if (region.chainName.empty() && region.referenceCount > 1) openChain(region, join);
@@ -135,19 +181,27 @@ void IptCompiler::IrGenRules::emitNoMatchPath(const ProxyIrNode& node, ProxyIrNo
   }
 }
 
-std::string_view IptCompiler::IrGenRules::makeChainName() {
+std::string_view IrGenRules::makeChainName() {
   return chainNames_.emplace_back(kChainPrefix + std::to_string(counter_++));
 }
 
-void IptCompiler::IrGenRules::declareChain(std::string_view chain) {
+void IrGenRules::declareChain(std::string_view chain) {
   out_ << ':' << chain << " - [0:0]\n";
 }
 
 // Makes a chain for the region that begins at the record's node.
-void IptCompiler::IrGenRules::openChain(RulesData& region, ProxyIrNode& stop) {
+void IrGenRules::openChain(RulesData& region, ProxyIrNode& stop) {
   region.chainName = makeChainName();
   work_.push({region.node.get(), &stop, region.chainName, true});
   declareChain(region.chainName);
+}
+
+void compileHook(std::uint32_t& counter, std::ostream& out, IptProg& program,
+                 std::string_view chainName, bool ownChain) {
+  const ProxyIrNode::Pointer exit = makeProxy();
+  program = sequence({program, {exit, exit}});
+  simplify(program.first, exit);
+  IrGenRules(counter, out).run(program.first, exit, chainName, ownChain);
 }
 
 }  // namespace tavrix

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "ipt_compiler/ir_graph.h"
+#include "ipt_compiler/rule_program.h"
 
 namespace tavrix {
 
@@ -14,7 +14,7 @@ inline constexpr std::uint32_t kHookAtEnd = 0xFFFFFFFF;
 struct ChainHook {
   std::string_view chain;  // a built-in chain of the table; a string literal
   std::uint32_t position;  // 0: before the chain's saved rules, n: after the n-th, or kHookAtEnd
-  bool ownChain;           // the chain holds nothing else: see IptCompiler::compileHook
+  bool ownChain;           // the chain holds nothing else: see compileHook
   IptProg program;
 };
 

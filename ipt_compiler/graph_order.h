@@ -1,6 +1,6 @@
-// What a graph vertex carries to take part in a depth-first order or in a topological sort: the
-// list that holds it now. A vertex is in one list of each kind at a time; the errors thrown here
-// mean that two analyses got hold of the same vertex.
+// What a graph vertex carries to take part in a depth-first order or in a topological sort: which
+// list holds it now. A vertex is in at most one list of each kind. The errors thrown here mean that
+// two analyses use the same vertex at the same time.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace tavrix {
 template <class Vertex>
 class DfsVertex {
  public:
-  // The visited vertices, the last one first. Lets go of them when it is destroyed.
+  // The visited vertices, the last one first. Its destruction frees them for the next order.
   class OrderList {
    public:
     OrderList() = default;
@@ -27,8 +27,8 @@ class DfsVertex {
     std::list<Vertex*> vertices;
   };
 
-  // Puts the vertex at the front of `order` when it is in no order. Returns whether it did; false
-  // when the vertex was in `order` already. Throws std::invalid_argument when another one has it.
+  // Puts the vertex at the front of `order` if it is in no order. Returns whether it did; false if
+  // the vertex was in `order` already. Throws std::invalid_argument if it is in another one.
   bool visit(OrderList& order) {
     if (dfsMembership == &order) return false;
     if (dfsMembership != nullptr) throw std::invalid_argument("DfsVertex conflict!");
@@ -52,7 +52,7 @@ class TopoSortVertex {
   using EntryList = std::list<Entry>;
 
   // Moves the vertex from the list expectedFrom to the end of `to`. Throws std::invalid_argument
-  // when it is in another list or in none.
+  // if it is in another list or in none.
   void moveTo(EntryList& to, const EntryList& expectedFrom) {
     if (topoMembership.owner != &expectedFrom) {
       throw std::invalid_argument("TopoSortVertex conflict!");

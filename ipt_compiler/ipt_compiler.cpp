@@ -12,10 +12,10 @@
 namespace tavrix {
 namespace {
 
-// Kept after the run: when the restore tool refuses a text, it is here to be looked at.
+// Kept after the run, so that a text that the restore tool refused can be looked at.
 constexpr const char* kRestoreTextPath = "/tmp/ipt_compiler_out";
 
-// Lets the restore tool run although this process holds the xtables lock that it would wait for.
+// Lets the restore tool run although this process holds the lock that the tool would wait for.
 constexpr const char* kLockInterceptLibrary = "/usr/lib/libxtlock_intercept.so";
 
 }  // namespace
@@ -24,6 +24,7 @@ IptCompiler::IptCompiler(const XtablesLock& /*lock*/, std::string_view tool, std
     : toolName(tool) {
   const std::string command = toolName + "-save -t " + std::string(table);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(popen(command.c_str(), "r"), pclose);
+  // The braces are in the message on purpose: it stays the text that people search for.
   if (!stream) throw std::runtime_error("Can't exec {toolName}-save");
   std::array<char, 1024> buffer{};
   while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), stream.get()) != nullptr)
@@ -37,8 +38,13 @@ void IptCompiler::addHook(ChainHook hook) {
   chainHooks.insert(next, std::move(hook));
 }
 
-void IptCompiler::commit(std::vector<ChainHook> passHooks) {
-  for (ChainHook& hook : passHooks) addHook(std::move(hook));
+void IptCompiler::commit(ChainHook first, ChainHook second) {
+  addHook(std::move(first));
+  commit(std::move(second));
+}
+
+void IptCompiler::commit(ChainHook hook) {
+  addHook(std::move(hook));
   writeRestoreText(kRestoreTextPath);
   const std::string command = std::string("cat ") + kRestoreTextPath +
                               " | LD_PRELOAD=" + kLockInterceptLibrary + " " + toolName +
@@ -48,7 +54,7 @@ void IptCompiler::commit(std::vector<ChainHook> passHooks) {
 
 void IptCompiler::writeRestoreText(std::string_view path) {
   std::ofstream out{std::string(path)};
-  writeRestoreText(out, savedText, hooks);
+  tavrix::writeRestoreText(out, savedText, hooks);
 }
 
 }  // namespace tavrix

@@ -20,8 +20,8 @@ ProxyIrNode::~ProxyIrNode() {
       slot.reset();
     }
   };
-  // Emptying the slots of a node before its last pointer goes keeps its own destructor from
-  // descending further.
+  // The slots of a node are emptied before its last pointer goes, so its own destructor has nothing
+  // left to release.
   release(*this);
   while (!released.empty()) {
     const Pointer node = std::move(released.back());
@@ -36,7 +36,7 @@ void ProxyIrNode::setNext(const Pointer& target) {
 }
 
 void ProxyIrNode::setSuccessor(std::size_t index, Pointer target) {
-  // The old target dies, if it does, after the new one is in place and counted.
+  // The old target may die here, but only after the new one is in place and counted.
   if (target) ++target->predecessorCount;
   successor[index].swap(target);
   if (target) --target->predecessorCount;
@@ -70,10 +70,18 @@ ProxyIrNode::Pointer makeProxy() {
   return std::make_shared<ProxyIrNode>();
 }
 
-IptProg sequence(IptProg a, IptProg b) {
-  if (a.last == b.last) failSetNextTwice();
-  a.last->setNext(b.first);
-  return {std::move(a.first), std::move(b.last)};
+IptProg sequence(std::initializer_list<IptProg> programs) {
+  if (programs.size() == 0) {
+    const auto node = makeProxy();
+    return {node, node};
+  }
+  for (const auto *left = programs.begin(), *right = left + 1; right != programs.end();
+       left = right++) {
+    // A program linked to itself would be a cycle, whose nodes are never released.
+    if (left->last == right->last) failSetNextTwice();
+    left->last->setNext(right->first);
+  }
+  return {programs.begin()->first, (programs.end() - 1)->last};
 }
 
 }  // namespace tavrix

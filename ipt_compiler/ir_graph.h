@@ -1,6 +1,6 @@
-// The graph that rule programs are made of: nodes held by shared pointers, and a program as the
-// pair of its first and last node. What a node is follows from what it holds: nothing (a junction),
-// targets (a rule), matches (a condition), or, after simplification, targets and then matches.
+// The graph that rule programs are made of: nodes held by shared pointers. What a node is follows
+// from what it holds: nothing (a junction), targets (a rule), matches (a condition), or, after
+// simplification, targets and then matches.
 #pragma once
 
 #include <array>
@@ -13,13 +13,14 @@
 
 #include "ipt_compiler/graph_order.h"
 #include "ipt_compiler/rule_model.h"
+#include "ipt_compiler/rule_program.h"
 
 namespace tavrix {
 
 namespace _IptIrNode {
 
-// successor[kNext]: where control goes when the condition holds, or always without one.
-// successor[kNoMatch]: where it goes when the condition does not hold.
+// successor[kNext]: where control goes if the condition holds, or if there is none.
+// successor[kNoMatch]: where it goes if the condition does not hold.
 inline constexpr std::size_t kNoMatch = 0;
 inline constexpr std::size_t kNext = 1;
 // The order in which every walk takes a node's successors.
@@ -36,17 +37,18 @@ class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIr
   ProxyIrNode(const ProxyIrNode&) = delete;
   ProxyIrNode& operator=(const ProxyIrNode&) = delete;
 
-  // Sets successor[kNext], once. Throws std::logic_error and changes nothing when it is set.
+  // Sets successor[kNext], once. Throws std::logic_error and changes nothing if it is set.
   void setNext(const Pointer& target);
   // Replaces successor[index], which may be empty before and after.
   void setSuccessor(std::size_t index, Pointer target);
-  // The same under the name that the rule-building operations use when they wire a new condition.
+  // The same. Two names on purpose: builders wire a new condition with setBranch, passes rewire a
+  // node with setSuccessor.
   void setBranch(std::size_t index, Pointer target) { setSuccessor(index, std::move(target)); }
   // Empties successor[index], which must be set.
   void clearSuccessor(std::size_t index);
 
-  // Whether control always goes on at successor[kNext]. Looks at the element count of the match
-  // list, as mergeMatches left it, and not at its items.
+  // Whether control always goes on at successor[kNext]. Looks at the element count that
+  // mergeMatches left, and not at the items: generated rules depend on that.
   bool isUnconditional() const {
     return matches.elementCount == 0 || successor[kNoMatch] == successor[kNext];
   }
@@ -59,28 +61,15 @@ class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIr
   std::uint32_t rulesIndex = 0;  // the node's record in chain generation; written there only
 };
 
-// The node in one line, for diagnosis.
+// The node in one line, for diagnosis. The misspelt "alwaysTure" is kept on purpose: people search
+// such lines for it.
 std::string debugText(const ProxyIrNode& node);
 
 }  // namespace _IptIrNode
-
-using _IptIrNode::ProxyIrNode;
-
-// Control enters at first and leaves through last, whose successor[kNext] is empty. Copies share
-// the graph.
-struct IptProg {
-  ProxyIrNode::Pointer first;
-  ProxyIrNode::Pointer last;
-};
-
 // Throws the std::logic_error of a node that is continued twice.
 [[noreturn]] void failSetNextTwice();
 
 // A fresh node without content.
 ProxyIrNode::Pointer makeProxy();
-
-// a, then b. Throws std::logic_error and changes nothing when a's last node was continued already,
-// or would be by its own program.
-IptProg sequence(IptProg a, IptProg b);
 
 }  // namespace tavrix

@@ -1,6 +1,6 @@
 // The Lengauer-Tarjan algorithm on the reversed graph: a vertex's "predecessors" in the literature
-// are its successors here. Path compression without balancing is fast enough: it keeps
-// the time within a logarithm of linear.
+// are its successors here. Path compression without balancing is fast enough: the time is linear
+// but for a logarithmic factor.
 #include "ipt_compiler/post_dominators.h"
 
 #include <iterator>
@@ -33,7 +33,8 @@ void PostDominators::number(IdomVertex& root, IdomVertex::OrderList& order) {
   }
 }
 
-// Points every vertex on the way up at the root of its tree, the label being the least of the path.
+// Makes the root of the tree the ancestor of every vertex on the way up to it. The label becomes
+// the vertex of least semidominator on the way.
 void PostDominators::compress(IdomVertex& vertex) {
   std::vector<IdomVertex*> path;
   for (IdomVertex* v = &vertex; v->ancestor_->ancestor_ != nullptr; v = v->ancestor_) {
@@ -76,8 +77,8 @@ PostDominators::PostDominators(IdomVertex& root) {
     w->dfsParent_->bucket_.clear();
   }
 
-  // A vertex that only borrowed the dominator of another one gets the real one, in depth-first
-  // order, when the other one has its own.
+  // If what was found above is not the semidominator, it is a vertex with the same dominator, which
+  // is taken from it. In depth-first order that vertex has its own already.
   immediate_.reserve(order.vertices.size());
   for (auto w = std::next(order.vertices.rbegin()); w != order.vertices.rend(); ++w) {
     IdomVertex& vertex = **w;

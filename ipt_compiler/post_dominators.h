@@ -26,13 +26,13 @@ class IdomVertex : public DfsVertex<IdomVertex> {
   IdomVertex* semidominator_ = nullptr;
   std::vector<IdomVertex*> bucket_;  // vertices whose semidominator this one is
   IdomVertex* ancestor_ = nullptr;   // in the forest of linked vertices; null for a root
-  IdomVertex* label_ = nullptr;      // least semidominator on the path to the ancestor
+  IdomVertex* label_ = nullptr;      // of least semidominator on the path to the ancestor
 };
 
 // The result of one computation over the vertices from which `root`, the exit, can be reached.
 class PostDominators {
  public:
-  // Throws std::invalid_argument when a vertex takes part in another computation.
+  // Throws std::invalid_argument if a vertex takes part in another computation.
   explicit PostDominators(IdomVertex& root);
 
   // The immediate post-dominator. Throws std::invalid_argument for a vertex that has none in this
@@ -47,7 +47,7 @@ class PostDominators {
   std::unordered_map<const IdomVertex*, IdomVertex*> immediate_;
 };
 
-// Same as the constructor, under the name of the step in chain generation.
+// The same as the constructor. Two names on purpose: this one is the step of chain generation.
 inline PostDominators postDominators(IdomVertex& root) {
   return PostDominators(root);
 }

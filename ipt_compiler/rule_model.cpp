@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "ipt_compiler/rule_parser.h"
+#include "ipt_compiler/tokenizer.h"
 
 namespace tavrix {
 
@@ -28,6 +28,11 @@ template struct Option<8>;
 template struct Option<9>;
 template struct Option<10>;
 
+bool operator==(const IptMatch& a, const IptMatch& b) {
+  return (std::holds_alternative<Ipv4>(a) && std::holds_alternative<Ipv4>(b)) ||
+         (std::holds_alternative<Ipv6>(a) && std::holds_alternative<Ipv6>(b));
+}
+
 }  // namespace _IptMatches
 
 int matchKind(const IptMatch& match) {
@@ -40,13 +45,6 @@ const std::string& matchText(const IptMatch& match) {
 
 bool sortsBefore(const IptMatch& a, const IptMatch& b) {
   return matchKind(a) < matchKind(b);
-}
-
-bool operator==(const IptMatch& a, const IptMatch& b) {
-  return (std::holds_alternative<_IptMatches::Ipv4>(a) &&
-          std::holds_alternative<_IptMatches::Ipv4>(b)) ||
-         (std::holds_alternative<_IptMatches::Ipv6>(a) &&
-          std::holds_alternative<_IptMatches::Ipv6>(b));
 }
 
 IptMatchList::IptMatchList(std::list<IptMatch> sortedItems, const char* sourceFile,
@@ -85,8 +83,8 @@ unsigned mergeMatches(IptMatchList& destination, IptMatchList& source) {
     }
   }
 
-  // Modules keep their order, so those held back follow as one block, unless an option that cannot
-  // stand in the same rule stayed behind before them.
+  // Modules keep their order, so those held back follow as one block, unless an option that stands
+  // before them had to stay in the source.
   if (!source.items.empty() && matchKind(source.items.front()) == _IptMatches::Match::kKind) {
     destination.items.splice(destination.items.end(), source.items);
     destination.elementCount += std::exchange(source.elementCount, 0);

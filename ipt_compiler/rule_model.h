@@ -76,10 +76,14 @@ const std::string& matchText(const IptMatch& match);
 // Order of a match list: by kind alone, so that a stable sort keeps options of one kind as written.
 bool sortsBefore(const IptMatch& a, const IptMatch& b);
 
-// Whether b adds nothing to a rule that has a. True for two Ipv4 and for two Ipv6 only, whatever
-// their text: the family selectors take no argument, and any other option may stand twice in a
-// rule with a meaning of its own.
+namespace _IptMatches {
+
+// Whether b adds nothing to a rule that has a. True only for two Ipv4 and for two Ipv6, whatever
+// their text: the family selectors take no argument, and any other option may stand twice in a rule
+// with a meaning of its own. In this namespace, that of the ten kinds, C++ finds it everywhere.
 bool operator==(const IptMatch& a, const IptMatch& b);
+
+}  // namespace _IptMatches
 
 // The conditions of one test, all of which must hold; sorted by kind.
 struct IptMatchList {
@@ -88,7 +92,7 @@ struct IptMatchList {
   IptMatchList(std::list<IptMatch> sortedItems, const char* sourceFile, std::int32_t sourceLine);
 
   std::list<IptMatch> items;
-  // What the always-true test reads. It is the number of items except after mergeMatches dropped a
+  // What the always-true test reads. The number of items, unless mergeMatches has dropped a
   // duplicate: see there.
   std::size_t elementCount = 0;
   const char* file = nullptr;  // static string
@@ -102,8 +106,8 @@ std::string matchesText(const IptMatchList& list);
 // rule. Items that cannot move stay in the source. Both lists stay sorted.
 //
 // A source item equal to a destination item is dropped, and the element count of the destination
-// goes down for it instead of the source's: afterwards the counts of both lists can differ from
-// their lengths by the number of dropped items. Generated rules depend on this.
+// goes down instead of the source's. So the counts of both lists can differ from their lengths by
+// the number of dropped items. That is kept on purpose: generated rules depend on it.
 //
 // Returns the number of source items moved one by one or dropped; "-m" options that moved as a
 // block at the end are not counted.

@@ -1,4 +1,4 @@
-// The tokenizer and the two entry points; rule_parser.h says what they accept.
+// The two entry points; rule_parser.h says what they accept.
 #include "ipt_compiler/rule_parser.h"
 
 #include <algorithm>
@@ -9,6 +9,8 @@
 #include <optional>
 #include <utility>
 #include <vector>
+
+#include "ipt_compiler/tokenizer.h"
 
 namespace tavrix {
 namespace {
@@ -99,8 +101,8 @@ struct Segment {
   std::size_t end;
 };
 
-// Reads the option that starts at or after `start`, where a token is known to exist. Nothing when
-// a word that should be an option is not, or when nothing follows a "!".
+// Reads the option that starts at or after `start`, where a token is known to exist. Nothing if a
+// word that should be an option is none, or if nothing follows a "!".
 std::optional<Segment> readSegment(std::string_view text, std::size_t start) {
   Token word = nextToken(text, start);
   std::optional<int> code = optionCode(text, word);
@@ -110,8 +112,8 @@ std::optional<Segment> readSegment(std::string_view text, std::size_t start) {
   }
   if (!code) return std::nullopt;
 
-  // Where the segment ends when no further option does: before the "!" of an argument written in
-  // iptables' old order, else behind the option word.
+  // Where the segment ends if no further token follows: before the "!" of an argument written in
+  // iptables' old order, else after the option word.
   std::size_t fallbackEnd = word.end();
   std::size_t scan = word.end();
   do {
@@ -134,36 +136,6 @@ std::optional<Segment> readSegment(std::string_view text, std::size_t start) {
 }
 
 }  // namespace
-
-Token nextToken(std::string_view text, std::size_t from) {
-  const std::size_t start = text.find_first_not_of(' ', from);
-  if (start == std::string_view::npos) return {std::string_view::npos, 0};
-
-  char openQuote = '\0';
-  std::size_t end = start;
-  for (; end < text.size(); ++end) {
-    const char c = text[end];
-    if (c == '"' || c == '\'') {
-      openQuote = openQuote == '\0' ? c : '\0';
-    } else if (c == ' ' && openQuote == '\0') {
-      break;
-    } else if (c == '\\' && openQuote != '\'') {
-      ++end;
-    }
-  }
-  // A backslash at the very end passes over a character that is not there.
-  end = std::min(end, text.size());
-  return {start, end - start};
-}
-
-std::string normalizeTokens(std::string_view text) {
-  std::string joined;
-  for (Token token = nextToken(text, 0); token.exists(); token = nextToken(text, token.end())) {
-    if (!joined.empty()) joined += ' ';
-    joined += token.in(text);
-  }
-  return joined;
-}
 
 IptTarget parseTarget(std::string_view text, const char* file, int line) {
   Token token = nextToken(text, 0);
@@ -191,6 +163,7 @@ IptMatchList parseMatches(std::string_view text, const char* file, int line) {
     const std::optional<Segment> option = readSegment(text, start);
     if (!option) throw parseError(Reading::kMatches, text, kNotAParameter, file, line);
 
+    // The length is the position of the end, on purpose: rule_parser.h says what follows from it.
     const std::string_view segment = text.substr(start, option->end);
     if (option->code < _IptMatches::Ipv4::kKind || option->code > kMatch) {
       throw parseError(Reading::kMatches, segment, "not a valid match of iptables.", file, line);

@@ -14,9 +14,9 @@ using _IptIrNode::kNoMatch;
 using _IptIrNode::kSuccessorOrder;
 using Pointer = ProxyIrNode::Pointer;
 
-// One topological sort (Kahn's algorithm) of the graph as it was when the sort was made. It holds
-// the nodes that it registered: a node that is bypassed meanwhile stays a predecessor of its
-// successors until the sort is gone.
+// One topological sort (Kahn's algorithm) of the graph as it was when the sort was made. It keeps
+// its nodes alive: one that is bypassed meanwhile still counts as a predecessor until the sort is
+// gone.
 class TopologicalSort {
  public:
   TopologicalSort() = default;
@@ -37,7 +37,7 @@ class TopologicalSort {
     if (to->pendingPredecessors++ == 0) to->moveTo(pending_, ready_);
   }
 
-  // The next node in order; null when all were taken.
+  // The next node in order; null if all have been taken.
   Pointer takeReady() {
     if (ready_.empty()) return nullptr;
     const auto [vertex, nodeIndex] = ready_.front();
@@ -64,7 +64,7 @@ class TopologicalSort {
   ProxyIrNode::EntryList pending_;
 };
 
-// Registers every edge that can be reached from first.
+// Adds every edge that can be reached from first.
 void registerEdges(const Pointer& first, TopologicalSort& sort) {
   ProxyIrNode::OrderList order;
   std::stack<Pointer> toVisit;
@@ -107,7 +107,10 @@ const Pointer& JunctionChains::endOf(ProxyIrNode& junction) {
 
 namespace {
 
-// A condition whose outcome makes no difference is dropped.
+// The passes over one node. Each returns whether it reports a change; simplifyNode says what counts
+// as one.
+
+// Pass 1. A condition whose outcome makes no difference is dropped.
 bool dropUselessCondition(ProxyIrNode& node) {
   if (node.matches.items.empty() || node.successor[kNoMatch] != node.successor[kNext]) return false;
   if (node.successor[kNoMatch]) node.clearSuccessor(kNoMatch);
@@ -124,10 +127,10 @@ bool isMergeCandidate(const Pointer& next) {
   return isOnlyContinuation(next) && next->targets.empty();
 }
 
-// Edges to nodes that only pass control on go to where it is passed. A chain of such junctions is
-// taken in one go: a node behind a junction has that one as a further predecessor, so no other pass
-// can act on it on the way. Only the merge of two conditions looks at where exactly the no-match
-// edge points, and sees it after every single step.
+// Pass 2, on either edge. An edge to a junction goes to where the junction leads. A chain of
+// junctions is taken in one go: a node after a junction has the junction as a predecessor, too, so
+// no other pass could act on it on the way. Only the merge of two conditions looks at where exactly
+// the no-match edge points; where one is possible, the chain is taken in single steps.
 bool bypassSuccessor(ProxyIrNode& node, std::size_t index, JunctionChains& junctions) {
   const Pointer& successor = node.successor[index];
   if (!successor || !isJunction(*successor)) return false;
@@ -137,7 +140,7 @@ bool bypassSuccessor(ProxyIrNode& node, std::size_t index, JunctionChains& junct
   return true;
 }
 
-// The targets of a rule that nothing else reaches happen one node earlier.
+// Pass 3. The targets of a rule that nothing else reaches happen one node earlier.
 bool absorbTargets(ProxyIrNode& node) {
   const Pointer& next = node.successor[kNext];
   if (!node.isUnconditional() || !isOnlyContinuation(next) || next->targets.empty()) return false;
@@ -145,8 +148,8 @@ bool absorbTargets(ProxyIrNode& node) {
   return true;
 }
 
-// The condition that is tested next, and only from here, joins this one when both fail to the same
-// place.
+// Pass 4. The condition that is tested next, and only from here, joins this one if both fail to the
+// same place. Only matches that moved one by one, or were dropped, are reported.
 bool mergeCondition(ProxyIrNode& node) {
   const Pointer next = node.successor[kNext];
   if (!isMergeCandidate(next)) return false;
@@ -159,22 +162,40 @@ bool mergeCondition(ProxyIrNode& node) {
   return changed;
 }
 
+bool runPasses(ProxyIrNode& node, JunctionChains& junctions) {
+  bool reported = dropUselessCondition(node);
+  reported |= bypassSuccessor(node, kNoMatch, junctions);
+  reported |= bypassSuccessor(node, kNext, junctions);
+  reported |= absorbTargets(node);
+  reported |= mergeCondition(node);
+  return reported;
+}
+
+// What the passes can change in a node. No other node changes without a trace here: what leaves the
+// next node arrives in this one, or lowers this one's element count.
+struct NodeState {
+  explicit NodeState(const ProxyIrNode& node)
+      : noMatch(node.successor[kNoMatch].get()),
+        next(node.successor[kNext].get()),
+        targets(node.targets.size()),
+        matches(node.matches.items.size()),
+        elementCount(node.matches.elementCount) {}
+  bool operator==(const NodeState&) const = default;
+
+  const ProxyIrNode* noMatch;
+  const ProxyIrNode* next;
+  std::size_t targets;
+  std::size_t matches;
+  std::size_t elementCount;
+};
+
 }  // namespace
 
 bool simplifyNode(ProxyIrNode& node, JunctionChains& junctions) {
-  bool everChanged = false;
-  for (bool changed = true; changed; everChanged |= changed) {
-    changed = dropUselessCondition(node);
-    const ProxyIrNode* const noMatch = node.successor[kNoMatch].get();
-    const bool bypassed = bypassSuccessor(node, kNoMatch, junctions);
-    changed |= bypassSuccessor(node, kNext, junctions);
-    changed |= absorbTargets(node);
-    changed |= mergeCondition(node);
-    // The merge may put the edge back to the junction that was just bypassed, each time anew. That
-    // is no change.
-    changed |= bypassed && node.successor[kNoMatch].get() != noMatch;
+  for (bool everChanged = false;; everChanged = true) {
+    const NodeState before(node);
+    if (!runPasses(node, junctions) || NodeState(node) == before) return everChanged;
   }
-  return everChanged;
 }
 
 void simplify(const Pointer& first, const Pointer& last) {

@@ -8,16 +8,16 @@
 
 namespace tavrix {
 
-// Simplifies the graph between the two nodes in place; marks last as the exit, which with first is
-// never removed. Throws std::invalid_argument when a node is part of another analysis.
+// Simplifies the graph between the two nodes in place and marks last as the exit. Neither first nor
+// last is removed. Throws std::invalid_argument if a node is part of another analysis.
 void simplify(const ProxyIrNode::Pointer& first, const ProxyIrNode::Pointer& last);
 
-// Where chains of junctions end, remembered for one walk over the graph, so that the edges into a
-// long chain do not each walk it again. The nodes are visited in topological order: what leads out
-// of a chain does not change before the last edge into it was looked at.
+// Where chains of junctions end, remembered for one walk over the graph, so that not every edge
+// into a long chain walks it again. What is remembered stays right, since the nodes are visited in
+// topological order: all edges into a chain are looked at before its nodes change.
 class JunctionChains {
  public:
-  // The first node behind `junction` that is none.
+  // The first node after `junction` that is no junction.
   const ProxyIrNode::Pointer& endOf(ProxyIrNode& junction);
 
  private:
@@ -25,8 +25,18 @@ class JunctionChains {
   std::unordered_map<const ProxyIrNode*, ProxyIrNode*> lastJunction_;
 };
 
-// The passes over one node, repeated until none changes anything; returns whether any did. A part
-// of simplify that tests look at by itself.
+// The passes over one node, repeated as long as they change something; returns whether they did. A
+// part of simplify that tests look at by itself.
+//
+// A repetition is a change if a pass reports one and the node is left in another state. Both are
+// needed. A merge that only moves a block of "-m" options does not report a change, although the
+// node has changed. And two passes can undo each other, each with a report:
+//
+//     n: if A, else j      j: a junction to e      n's next node c: if B, else j
+//
+// The bypass leads n's no-match edge past j to e. When A has become unconditional by its element
+// count, the merge with c takes over c's no-match edge, and n leads to j again. That would go on
+// for ever if nothing else came of it.
 bool simplifyNode(ProxyIrNode& node, JunctionChains& junctions);
 
 }  // namespace tavrix

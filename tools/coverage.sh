@@ -7,7 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . tools/packages.sh
 
 install_missing "${coverage_packages[@]}"
-# Two tests run the demo, which has the release build.
+# Two tests run the demo, which uses the release build.
 for preset in release coverage; do
   echo "Building: $preset"
   quietly cmake --preset "$preset"
@@ -15,8 +15,8 @@ for preset in release coverage; do
 done
 
 build=build/coverage
-# What the build itself ran, to find the tests, does not count. Some tests run the program as another
-# user, who must be able to add to the counters.
+# The build runs the test programs to find their tests; that does not count. Some tests run the
+# program as another user, who must be able to add to the counters.
 find "$build" -name '*.gcda' -delete
 find "$build" -type d -exec chmod a+rwx {} +
 umask 0

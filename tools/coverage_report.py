@@ -56,7 +56,7 @@ def counted(build, rooms):
 
 
 def percent(part, whole):
-    # Rounded down: 100 % is said of all only.
+    # Rounded down, so that only all is 100 %.
     return f"{1000 * part // whole / 10:5.1f} %" if whole else "      -"
 
 

@@ -15,7 +15,7 @@ if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then colours=(--colours); fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# save_all DIRECTORY: one file per table, without what differs from save to save.
+# save_all DIRECTORY: one file per table, without the parts that differ from one save to the next.
 save_all() {
   local family table
   mkdir "$1"

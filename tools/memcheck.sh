@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs the golden tests with the program, built without sanitizers, under valgrind's memcheck.
-# Fails when a test fails or memcheck found anything. Takes a quarter of an hour; an argument is a
+# Fails if a test fails or memcheck finds anything. Takes a quarter of an hour; an argument is a
 # filter of tests: tools/memcheck.sh 'Schedule.*'
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -11,8 +11,8 @@ build=$PWD/build/memcheck
 cmake --preset debug -B "$build" -DSANITIZE=OFF -DBUILD_BENCHMARKS=OFF
 cmake --build "$build" --target golden_test
 
-# A script takes the program's place, which the tests have by its path. A build that links the
-# program anew takes it back.
+# The tests know the program by its path, so a script takes its place. A build that links the
+# program again puts it back.
 program=$build/bin/firewall_cpp
 if [ "$(head -c 2 "$program")" != '#!' ]; then
   mv "$program" "$program.checked"

@@ -8,10 +8,10 @@ mutation_packages=("${check_packages[@]}" lld python3)
 coverage_packages=("${check_packages[@]}" python3)
 
 # install_missing PACKAGE...
-# Installs those that are not installed; says which. Ends the script when that needs a root user.
+# Installs those that are not installed; says which. Ends the script if that needs a root user.
 install_missing() {
   local package missing=()
-  # Elsewhere than on Debian the build itself says what it lacks.
+  # On other systems than Debian the build itself says what it lacks.
   command -v dpkg-query > /dev/null || return 0
   for package in "$@"; do
     if [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2> /dev/null)" != installed ]; then
@@ -31,7 +31,7 @@ install_missing() {
 }
 
 # quietly COMMAND...
-# Shows the command's output only when it fails, and then ends the script.
+# Shows the command's output only if it fails, and then ends the script.
 quietly() {
   local output
   if ! output=$("$@" 2>&1); then

@@ -1,3 +1,4 @@
+// Building of a message; blob_msg.h says what the calls promise.
 #include "wrt_cppwrap/blob_msg.h"
 
 #include <stdexcept>

@@ -15,14 +15,14 @@ inline constexpr int kBlobString = 3;
 
 class BlobMsg {
  public:
-  // An empty table. Throws std::system_error when there is no memory for it.
+  // An empty table. Throws std::system_error if there is no memory for it.
   BlobMsg();
   ~BlobMsg();
   BlobMsg(const BlobMsg&) = delete;
   BlobMsg& operator=(const BlobMsg&) = delete;
 
-  // Both append an element, which can move the whole message in memory: attribute pointers from
-  // before the call are dead after it. They throw std::runtime_error when there is no room.
+  // Both append an element, which can move the whole message in memory: pointers to attributes from
+  // before the call are invalid after it. Both throw std::runtime_error if there is no room.
   void addString(const char* name, const std::string& value);
   // Copies the attribute, which must be well formed and have a name header, with type and name.
   void addBlob(blob_attr* attr);

@@ -1,3 +1,4 @@
+// Checks and reading of a received attribute; blob_msg_parser.h says what the calls promise.
 #include "wrt_cppwrap/blob_msg_parser.h"
 
 #include <cstring>
@@ -26,8 +27,8 @@ BlobMsgParser::BlobMsgParser(blob_attr* attr, int expectedType) {
     return;
   }
   if (expectedType != kBlobAny && typeOf(attr) != expectedType) failType();
-  // Children are checked below. This is for the attribute that a message begins with: its header
-  // must lie inside it before what follows is the payload.
+  // Children are checked below. This is for the outermost attribute, which is nobody's child: only
+  // if its header lies inside it, the rest is its payload.
   if (blob_raw_len(attr) < sizeof(blob_attr) ||
       (blob_is_extended(attr) && !blobmsg_check_attr(attr, false))) {
     failFormat();
@@ -53,7 +54,7 @@ blob_attr* BlobMsgParser::find(const char* name, int type) const {
   throw std::invalid_argument(std::string("BlobMsgParser: Cannot find the element named ") + name);
 }
 
-// The library takes the header for granted.
+// The library's function takes it for granted that there is a name header.
 const char* BlobMsgParser::nameOf(const blob_attr* attr) {
   return blob_is_extended(attr) ? blobmsg_name(attr) : "";
 }

@@ -10,11 +10,11 @@ namespace wrt_cppwrap {
 
 class BlobMsgParser {
  public:
-  // attr: null reads as an attribute without children. Throws std::invalid_argument when the type
-  // is another one than expected or a child is malformed.
+  // attr: null reads as an attribute without children. Throws std::invalid_argument if the type
+  // is not the expected one or a child is malformed.
   explicit BlobMsgParser(blob_attr* attr, int expectedType = kBlobAny);
 
-  // The first child of that name and type. Throws std::invalid_argument when there is none.
+  // The first child of that name and type. Throws std::invalid_argument if there is none.
   blob_attr* find(const char* name, int type = kBlobAny) const;
 
   // The text of a string attribute. Throws std::invalid_argument for another type.

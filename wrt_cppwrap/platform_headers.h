@@ -1,5 +1,5 @@
-// The headers of the platform's C libraries. Not every version of them says in C++ that it is C, so
-// that is said here; every file here includes them through this one.
+// The headers of the platform's C libraries. Not every version of them tells a C++ compiler that it
+// is C, so this header does; the files of this directory include them through it.
 #pragma once
 
 extern "C" {

@@ -1,3 +1,4 @@
+// The connection to the bus daemon.
 #include "wrt_cppwrap/ubus.h"
 
 #include <stdexcept>

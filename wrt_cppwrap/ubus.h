@@ -12,7 +12,7 @@ class Uloop;
 class Ubus {
  public:
   // Connects to the daemon's default socket and registers the connection with the loop, which must
-  // outlive the object. Throws std::runtime_error when the daemon cannot be reached.
+  // outlive the object. Throws std::runtime_error if the daemon cannot be reached.
   explicit Ubus(Uloop& loop);
 
   // The library's own handle, owned by the object.
@@ -22,7 +22,7 @@ class Ubus {
   static void checkStatus(int status);
 
  private:
-  [[maybe_unused]] Uloop& loop;  // says in the type what the connection needs to outlive it
+  [[maybe_unused]] Uloop& loop;  // must outlive the connection, which is registered with it
   std::unique_ptr<ubus_context, void (*)(ubus_context*)> ctx;
 };
 

@@ -15,8 +15,8 @@ struct ubus_request;
 
 namespace tavrix {
 
-// The types and the empty defaults of UciConfig. A base class, since UciConfig derives from one of
-// these types.
+// The types and the empty defaults of UciConfig. They are in a base class because UciConfig derives
+// from one of them.
 class UciConfigTypes {
  public:
   // A map whose lookup gives the object Default, which must outlive it, for a missing key.
@@ -43,13 +43,15 @@ class UciConfig
       public UciConfigTypes::MapConstAccess<UciConfigTypes::defaultMap, std::string_view,
                                             UciConfigTypes::Section, std::less<void>> {
  public:
-  // Reads the package through the global bus connection. Throws std::runtime_error when the bus
-  // refuses the call; a reply of another shape ends the process, since it is read inside a callback
-  // of the bus library.
+  // Reads the package through the global bus connection. Throws std::runtime_error if the bus
+  // refuses the call. A malformed reply ends the process, since it is read inside a callback of the
+  // bus library.
   explicit UciConfig(std::string_view package);
 
-  // Takes the sections of one reply of the service. Throws std::invalid_argument for one of another
-  // shape, std::runtime_error when there is no memory for it; the store is then of no use.
+ protected:
+  // Takes the sections of one reply of the service. Throws std::invalid_argument if it is
+  // malformed, std::runtime_error if there is no memory for it; the store must not be used after
+  // either.
   void readReply(blob_attr* message);
 
  private:
@@ -60,7 +62,7 @@ class UciConfig
 };
 
 // The objects that exist before main, constructed in this order and after the defaults above, and
-// destroyed in reverse. Defined by the program; a test that needs them brings its own.
+// destroyed in reverse. Defined in startup.cpp, which only programs link.
 extern wrt_cppwrap::Uloop uloop;
 extern wrt_cppwrap::Ubus ubus;
 extern UciConfig params;  // package "firewall_cpp"

@@ -1,3 +1,4 @@
+// The loop of the library, set up and taken down.
 #include "wrt_cppwrap/uloop.h"
 
 #include <stdexcept>

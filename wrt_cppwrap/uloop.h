@@ -7,7 +7,7 @@ namespace wrt_cppwrap {
 class Uloop {
  public:
   // handleSigchld: whether the loop watches for the end of child processes. Throws
-  // std::logic_error while another instance exists and std::runtime_error when the library fails.
+  // std::logic_error while another instance exists and std::runtime_error if the library fails.
   explicit Uloop(bool handleSigchld);
   ~Uloop();
   Uloop(const Uloop&) = delete;

@@ -2,10 +2,9 @@
 // nodes of traffic classes.
 #include <algorithm>
 #include <stdexcept>
-#include <utility>
 
-#include "firewall_cpp/kovsel/blocking.h"
 #include "firewall_cpp/kovsel/kovsel.h"
+#include "firewall_cpp/kovsel/user_rules.h"
 
 namespace tavrix::kovsel {
 namespace {
@@ -13,53 +12,36 @@ namespace {
 enum class Direction { kInput, kForward };
 
 IptProg reject() {
-  IptIfBlock whenTcp = openIf(text::kResettable.matches());
-  IptProg reset = text::kReset.target();
-  whenTcp = appendThen(std::move(whenTcp), std::move(reset));
-  IptProg others = text::kReject.target();
-  return sequence(std::move(whenTcp), std::move(others));
+  return sequence(
+      {If(text::kResettable.matches()).then({text::kReset.target()}), text::kReject.target()});
 }
 
-// Only for users whose host names are looked at and whose classes are not.
+// Only for users with blocked keywords and without traffic classes.
 IptProg markShortConnections(const User& user) {
   if (!user.values("class_user").empty() || user.values("keywords_user").empty()) {
     return makeEmptyProg();
   }
-  IptIfBlock whenShort = openIf(text::kShortTcp.matches());
-  IptProg mark = text::kMarkShortTcp.target();
-  return closeFi(appendThen(std::move(whenShort), std::move(mark)));
+  return If(text::kShortTcp.matches()).then({text::kMarkShortTcp.target()});
 }
 
-// IF condition THEN refresh the blacklists (of forwarded packets), count, reject FI.
-IptProg rejectWhen(IptCond condition, const User& user, Direction direction,
+// Only forwarded packets have a destination that belongs on a blacklist.
+IptProg rejectWhen(const IptCond& condition, const User& user, Direction direction,
                    std::string_view counterOption) {
-  IptIfBlock whenForwarded = openIf(makeConstCond(direction == Direction::kForward));
-  IptProg refreshV4 = refreshBlacklist(user, kBlacklistV4);
-  IptProg refreshV6 = refreshBlacklist(user, kBlacklistV6);
-  whenForwarded = appendThen(std::move(whenForwarded), std::move(refreshV4), std::move(refreshV6));
-  IptProg count = increment(user, counterOption);
-  IptProg target = reject();
-  return closeFi(appendThen(openIf(std::move(condition)), std::move(whenForwarded),
-                            std::move(count), std::move(target)));
+  return If(condition).then(
+      {If(makeConstCond(direction == Direction::kForward))
+           .then({refreshBlacklist(user, kBlacklistV4), refreshBlacklist(user, kBlacklistV6)}),
+       increment(user, counterOption), reject()});
 }
 
-IptProg rejectMarked(std::string_view label) {
-  IptIfBlock whenMarked = openIf(text::kIsLabelledAndMarked.matches(label));
-  IptProg target = reject();
-  return closeFi(appendThen(std::move(whenMarked), std::move(target)));
-}
-
-// The node at the same place in the list, for each class.
-IptProg classStatistics(const User& user) {
+// Each class gets the node at the same place in the list.
+IptProg setClassNodes(const User& user) {
   const User::Values& classes = user.values("class_user");
   const User::Values& nodes = user.values("class_label_user");
   IptProg all = makeEmptyProg();
   for (std::size_t i = 0; i < std::min(classes.size(), nodes.size()); ++i) {
-    IptCond isOfClass = exceptSubclasses(text::kCountedClass.matches(classes[i]), user, classes[i],
-                                         text::kNotSubclassOfCounted);
-    IptProg setNode = text::kCountForClass.target(nodes[i]);
-    IptIfBlock whenOfClass = appendThen(openIf(std::move(isOfClass)), std::move(setNode));
-    all = sequence(std::move(all), std::move(whenOfClass));
+    all = sequence(
+        {all, If(isOfClass(user, classes[i], text::kCountedClass, text::kNotSubclassOfCounted))
+                  .then({text::kCountForClass.target(nodes[i])})});
   }
   return all;
 }
@@ -74,36 +56,34 @@ std::string_view requireLabel(const User& user) {
   return label.front();
 }
 
-template <Direction direction>
-IptProg userProgram(const User& user) {
+IptProg userProgram(const User& user, Direction direction) {
   const std::string_view label = requireLabel(user);
-  IptIfBlock whenLabelled = openIf(isLabelled(user));
-  IptIfBlock whenRejected = openIf(isRejected(user));
-  IptProg rejectAll = reject();
-  whenRejected = appendThen(std::move(whenRejected), std::move(rejectAll));
+  return If(isLabelled(user))
+      .then({If(isRejected(user))
+                 .then({reject()})
+                 .orElse({markShortConnections(user),
+                          rejectWhen(hasBlockedHost(user), user, direction, "host_counter_user"),
+                          rejectWhen(isOfBlockedClass(user), user, direction, "app_counter_user"),
+                          If(text::kIsLabelledAndMarked.matches(label)).then({reject()}),
+                          setClassNodes(user)})});
+}
 
-  IptProg markShort = markShortConnections(user);
-  IptProg host = rejectWhen(hasBlockedHost(user), user, direction, "host_counter_user");
-  IptProg trafficClass = rejectWhen(isOfBlockedClass(user), user, direction, "app_counter_user");
-  IptProg marked = rejectMarked(label);
-  IptProg countClasses = classStatistics(user);
-  IptProg otherwise = sequence(std::move(markShort), std::move(host), std::move(trafficClass),
-                               std::move(marked), std::move(countClasses));
-  return closeFi(appendThen(std::move(whenLabelled),
-                            closeElse(std::move(whenRejected), std::move(otherwise))));
+IptProg inputProgram(const User& user) {
+  return userProgram(user, Direction::kInput);
+}
+IptProg forwardProgram(const User& user) {
+  return userProgram(user, Direction::kForward);
 }
 
 }  // namespace
 
 // The service that blocked connections are redirected to is open to every user.
 IptProg filterInputProgram() {
-  IptIfBlock whenFiltered = openIf(condNot(text::kToRedirectService.matches()));
-  IptProg users = forEachUser(userProgram<Direction::kInput>);
-  return closeFi(appendThen(std::move(whenFiltered), std::move(users)));
+  return If(!text::kToRedirectService.matches()).then({forEachUser(inputProgram)});
 }
 
 IptProg filterForwardProgram() {
-  return forEachUser(userProgram<Direction::kForward>);
+  return forEachUser(forwardProgram);
 }
 
 }  // namespace tavrix::kovsel

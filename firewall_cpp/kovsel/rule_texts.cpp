@@ -1,4 +1,4 @@
-// Puts a value into a rule text and has it parsed under the text's own line.
+// Puts a value into a rule text and parses the whole under the text's line.
 #include "firewall_cpp/kovsel/rule_texts.h"
 
 #include <string>

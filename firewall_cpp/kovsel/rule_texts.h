@@ -1,5 +1,9 @@
 // Every rule text of access control, once, under the name of what it means. A text is iptables
-// option text around one configuration value, with the line by which errors name it.
+// option text around one configuration value.
+//
+// The line is the number by which errors name the text, and nothing else. It never changes, so that
+// a message in a log leads to the same text in every version. A new text takes a number that is not
+// in use; two texts that are written as one rule may share theirs.
 #pragma once
 
 #include <string_view>
@@ -20,7 +24,7 @@ struct RuleText {
 
 namespace text {
 
-// Who sent the packet. The value is an IP set of MAC addresses, a MAC address.
+// Who sent the packet. The value is an IP set of MAC addresses, or one MAC address.
 inline constexpr RuleText kFromUser = {76, "-m set --match-set ", " src"};
 inline constexpr RuleText kFromMac = {21, "-m mac --mac-source "};
 
@@ -32,14 +36,15 @@ inline constexpr RuleText kIsLabelledAndMarked = {68, "-m tavrix-connlabel --mar
 inline constexpr RuleText kSetLabel = {59, "-m tavrix-connlabel --set --label "};
 inline constexpr RuleText kSetLabelAndMark = {61, "-m tavrix-connlabel --set --mark 0x1 --label "};
 
-// Statistics node of the connection: the one of a device, of the user's last device, of a traffic
-// class. The value is the node.
+// Gives the connection a statistics node: that of a device, of the user's last device, or of a
+// traffic class. The value is the node.
 inline constexpr RuleText kCountForMac = {22, "-m tavrix-connstat --set --stat-node "};
 inline constexpr RuleText kCountForLastMac = {18, "-m tavrix-connstat --set --stat-node "};
 inline constexpr RuleText kCountForClass = {227, "-m tavrix-connstat --set --stat-node "};
 
-// Traffic classes: mark the connection for classification; is it of a class, is it not of a
-// subclass, to be blocked or to be counted. The value is the class or the subclass.
+// Traffic classes. The first text turns the classification of the connection on. The others test
+// whether it is of a class and not of a subclass, once for blocking and once for counting. The
+// value is the class or the subclass.
 inline constexpr RuleText kMarkClass = {36, "-m tavrix-conndurvan --mark"};
 inline constexpr RuleText kBlockedClass = {160, "-m tavrix-conndurvan --class "};
 inline constexpr RuleText kNotSubclassOfBlocked = {165,
@@ -81,13 +86,12 @@ inline constexpr RuleText kReject = {253, "-j REJECT"};
 
 }  // namespace text
 
-// The blacklist of one address family: is the packet's destination on it, and, for packets in the
-// connection's original direction, put the destination on it again. The value is the IP set.
+// The blacklist of one address family. The value is the IP set.
 struct BlacklistTexts {
   std::string_view option;
-  RuleText isListed;
-  RuleText isOriginal;
-  RuleText refresh;
+  RuleText isListed;    // the packet's destination is on it
+  RuleText isOriginal;  // the packet goes in the original direction of its connection
+  RuleText refresh;     // puts the packet's destination on it again
 };
 
 inline constexpr BlacklistTexts kBlacklistV4 = {

@@ -3,30 +3,22 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <utility>
-
-#include "wrt_cppwrap/uci_config.h"
 
 namespace tavrix::kovsel {
-namespace {
 
-const UciConfig::Section& section() {
-  return params["kovsel"];
-}
-
-}  // namespace
-
-// strtol and not atoi, which has no defined result beyond the range of int.
-User::User(std::string_view listed)
-    : number_(std::to_string(
-          static_cast<std::uint32_t>(std::strtol(std::string(listed).c_str(), nullptr, 10)))) {}
+// strtoll has the same range on every machine; strtol ends at 2147483647 on a 32-bit router. Of a
+// larger number the low 32 bits count.
+User::User(const UciConfig::Section& section, std::string_view listed)
+    : section_(section),
+      number_(std::to_string(
+          static_cast<std::uint32_t>(std::strtoll(std::string(listed).c_str(), nullptr, 10)))) {}
 
 std::string User::optionName(std::string_view name) const {
   return std::string(name) + number_;
 }
 
 const User::Values& User::values(std::string_view name) const {
-  return section()[optionName(name)];
+  return section_[optionName(name)];
 }
 
 const User::Values& User::classExceptions(std::string_view trafficClass) const {
@@ -34,10 +26,10 @@ const User::Values& User::classExceptions(std::string_view trafficClass) const {
 }
 
 IptProg forEachUser(IptProg (*makeProgram)(const User& user)) {
+  const UciConfig::Section& section = params["kovsel"];
   IptProg all = makeEmptyProg();
-  for (const std::string_view listed : section()["user_list"]) {
-    IptProg program = makeProgram(User(listed));
-    all = sequence(std::move(all), std::move(program));
+  for (const std::string_view listed : section["user_list"]) {
+    all = sequence({all, makeProgram(User(section, listed))});
   }
   return all;
 }

@@ -2,13 +2,13 @@
 #include "firewall_cpp/nfnlq/nfnlq.h"
 
 #include <string>
-#include <utility>
 
 #include "wrt_cppwrap/uci_config.h"
 
 namespace tavrix::nfnlq {
 namespace {
 
+// Errors name the queue target by these. The number is not a line of this file.
 constexpr const char* kFile = "firewall_cpp/nfnlq/nfnlq";
 constexpr int kQueueTargetLine = 30;
 
@@ -24,8 +24,7 @@ IptProg preStatements() {
   const IptTokens& tokens = section()["pre_targets"];
   IptProg statements = makeEmptyProg();
   for (auto position = tokens.begin(); position != tokens.end();) {
-    IptProg statement = parseSerializedTargets(position, tokens.end());
-    statements = sequence(std::move(statements), std::move(statement));
+    statements = sequence({statements, parseSerializedTargets(position, tokens.end())});
   }
   return statements;
 }
@@ -36,27 +35,22 @@ IptCond queueCondition() {
   return parseSerializedMatches(position, tokens.end());
 }
 
-// Queues are compared as text, as they stand in the configuration: the restore tool judges them.
+// Queue numbers are compared as texts and not checked: the restore tool judges them.
 IptProg queueTarget() {
   if (!isQueueConfigured()) return makeEmptyProg();
   const std::string first(section()["queue_first"].front());
   const std::string last(section()["queue_last"].front());
   const std::string queues =
       first == last ? " --queue-num " + first : " --queue-balance " + first + ":" + last;
-  // Without an inspector at the queue, packets pass.
+  // The bypass lets packets pass while no inspector listens.
   return makeTarget("-j NFQUEUE --queue-bypass" + queues, kFile, kQueueTargetLine);
 }
 
 }  // namespace
 
 IptProg queueProgram() {
-  IptIfBlock whenConfigured = openIf(makeConstCond(isQueueConfigured()));
-  IptProg statements = preStatements();
-  IptIfBlock whenSelected = openIf(queueCondition());
-  IptProg target = queueTarget();
-  whenSelected = appendThen(std::move(whenSelected), std::move(target));
-  IptProg body = sequence(std::move(statements), std::move(whenSelected));
-  return closeFi(appendThen(std::move(whenConfigured), std::move(body)));
+  return If(makeConstCond(isQueueConfigured()))
+      .then({preStatements(), If(queueCondition()).then({queueTarget()})});
 }
 
 }  // namespace tavrix::nfnlq

@@ -1,4 +1,4 @@
-// Steers selected traffic into NFQUEUE for an inspector in user space. Settings: section "nfnlq".
+// Sends selected traffic to an inspector in user space, by NFQUEUE. Settings: section "nfnlq".
 #pragma once
 
 #include "ipt_compiler/export/ipt_lang.h"

@@ -12,8 +12,8 @@
 namespace tavrix {
 namespace {
 
-// What a match text, a target text and a negated match text are reported as: they stand in the
-// configuration, so the location names the reader that took them.
+// Where errors say that a text stands. It stands in the configuration, so they name what it was
+// read as: a negated match text, a match text or a target text.
 constexpr const char* kFile = "./ipt_compiler/export/ipt_lang";
 constexpr int kNegatedMatchesLine = 297;
 constexpr int kMatchesLine = 299;
@@ -49,13 +49,13 @@ struct Disjunction {
 
   void addOperand(IptCond operand) {
     if (afterOperand) throw invalidMatches();
-    conjunction = condAnd(std::move(conjunction), std::move(operand));
+    conjunction = std::move(conjunction) && std::move(operand);
     afterOperand = true;
   }
 
   void startConjunction() {
     if (!afterOperand) throw invalidMatches();
-    disjunction = condOr(std::move(disjunction), std::move(conjunction));
+    disjunction = std::move(disjunction) || std::move(conjunction);
     conjunction = makeConstCond(true);
     afterOperand = false;
   }
@@ -65,8 +65,8 @@ struct Disjunction {
     afterOperand = false;
   }
 
-  // What stands after the last "OR" counts even when it is nothing, which always holds.
-  IptCond finish() { return condOr(std::move(disjunction), std::move(conjunction)); }
+  // What stands after the last "OR" counts even if it is nothing: an empty conjunction holds.
+  IptCond finish() { return std::move(disjunction) || std::move(conjunction); }
 
   IptTokenPosition end;
   IptCond disjunction = makeConstCond(false);
@@ -74,11 +74,11 @@ struct Disjunction {
   bool afterOperand = false;
 };
 
-// An IF block whose closing token was not read yet.
+// An IF block whose closing token has not been read yet.
 struct OpenBlock {
   enum class Branch { kThen, kElse, kElseif };
 
-  explicit OpenBlock(IptCond condition) : block(openIf(std::move(condition))) {}
+  explicit OpenBlock(IptCond condition) : block(If(std::move(condition))) {}
 
   void addStatement(IptProg statement) {
     if (branch == Branch::kElseif) {
@@ -86,15 +86,15 @@ struct OpenBlock {
       return;
     }
     IptProg& list = branch == Branch::kThen ? body : otherwise;
-    list = sequence(std::move(list), std::move(statement));
+    list = sequence({list, std::move(statement)});
   }
 
-  // Reads what may stand where a statement ended or the block began. Returns whether that closed
-  // the block; otherwise a statement is due, or the inside of a block after "ELSEIF".
+  // Reads the keyword, if there is one, after a statement or after the head of the block. Returns
+  // whether it closed the block. If not, a statement is due, or a condition after "ELSEIF".
   bool readKeyword(IptTokenPosition& position, IptTokenPosition end) {
     if (position == end) throw invalidTargets();
     if (branch == Branch::kElseif) {
-      // Configurations have a "FI" here. It was never looked at, so it stays that way.
+      // Configurations have a "FI" here. Any token is taken for it, on purpose.
       ++position;
       return true;
     }
@@ -109,9 +109,8 @@ struct OpenBlock {
   }
 
   IptProg close() {
-    IptIfBlock whole = appendThen(std::move(block), std::move(body));
-    return branch == Branch::kThen ? closeFi(std::move(whole))
-                                   : closeElse(std::move(whole), std::move(otherwise));
+    const IptIfBlock whole = block.then({body});
+    return branch == Branch::kThen ? whole : whole.orElse({otherwise});
   }
 
   IptIfBlock block;
@@ -155,7 +154,7 @@ IptCond parseSerializedMatches(IptTokenPosition& position, IptTokenPosition end)
     } else if (token == "OR") {
       nested.back().startConjunction();
     } else if (token.starts_with("NOT")) {
-      nested.back().addOperand(condNot(makeMatches(token.substr(3), kFile, kNegatedMatchesLine)));
+      nested.back().addOperand(!makeMatches(token.substr(3), kFile, kNegatedMatchesLine));
     } else if (token == "(") {
       const auto close = *nextClosing++;
       if (close == end) throw invalidMatches();

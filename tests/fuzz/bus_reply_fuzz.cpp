@@ -13,8 +13,14 @@
 
 namespace {
 
+class Store : public tavrix::UciConfig {
+ public:
+  using UciConfig::readReply;
+  using UciConfig::UciConfig;
+};
+
 // said: how many bytes the bus has said in all.
-void readInto(tavrix::UciConfig& store, blob_attr* reply, std::size_t said) {
+void readInto(Store& store, blob_attr* reply, std::size_t said) {
   try {
     store.readReply(reply);
   } catch (const std::invalid_argument& error) {
@@ -37,7 +43,7 @@ void readInto(tavrix::UciConfig& store, blob_attr* reply, std::size_t said) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  tavrix::UciConfig store("firewall_cpp");
+  Store store("firewall_cpp");
   testbed::MessageReader reader;
   const std::string bytes = fuzz::textOf(data, size);
   reader.append(bytes);

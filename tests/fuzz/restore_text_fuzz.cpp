@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "ipt_compiler/export/ipt_lang.h"
-#include "ipt_compiler/ipt_compiler.h"
+#include "ipt_compiler/restore_text.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {
@@ -17,16 +17,16 @@ bool isGenerated(const std::string& line) {
 }
 
 IptProg twoTargetsWhenTcp() {
-  IptIfBlock block = openIf(makeMatches("-p tcp", "fuzz", 1));
+  IptIfBlock block = If(makeMatches("-p tcp", "fuzz", 1));
   IptProg mark = makeTarget("-j MARK --set-mark 1", "fuzz", 1);
   IptProg accept = makeTarget("-j ACCEPT", "fuzz", 1);
-  return closeFi(appendThen(std::move(block), std::move(mark), std::move(accept)));
+  return block.then({mark, accept});
 }
 
 constexpr std::uint32_t kPositions[] = {0, 1, 2, kHookAtEnd};
 
-IptCompiler::HookMap hooksFor(std::uint8_t places) {
-  IptCompiler::HookMap hooks;
+HookMap hooksFor(std::uint8_t places) {
+  HookMap hooks;
   hooks["INPUT"].push_back({"INPUT", kPositions[places & 3U], false, twoTargetsWhenTcp()});
   hooks["OUTPUT"].push_back(
       {"OUTPUT", kPositions[(places >> 2U) & 3U], false, twoTargetsWhenTcp()});
@@ -34,9 +34,9 @@ IptCompiler::HookMap hooksFor(std::uint8_t places) {
   return hooks;
 }
 
-std::string write(const std::string& saved, IptCompiler::HookMap hooks) {
+std::string write(const std::string& saved, HookMap hooks) {
   std::ostringstream out;
-  IptCompiler::writeRestoreText(out, saved, hooks);
+  writeRestoreText(out, saved, hooks);
   return out.str();
 }
 

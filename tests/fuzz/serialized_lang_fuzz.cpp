@@ -3,8 +3,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "ipt_compiler/chain_generation.h"
 #include "ipt_compiler/export/ipt_lang.h"
-#include "ipt_compiler/ipt_compiler.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {
@@ -14,7 +14,7 @@ using namespace tavrix;
 void compile(IptProg program) {
   std::uint32_t counter = 0;
   std::ostringstream out;
-  IptCompiler::compileHook(counter, out, program, "PREROUTING", false);
+  compileHook(counter, out, program, "PREROUTING", false);
 }
 
 template <class Read>
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       const auto before = position;
       IptProg statement = parseSerializedTargets(position, tokens.end());
       fuzz::require(position > before && position <= tokens.end(), "a statement has tokens");
-      all = sequence(std::move(all), std::move(statement));
+      all = sequence({all, statement});
     }
     compile(std::move(all));
   });
@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     IptCond condition = parseSerializedMatches(position, tokens.end());
     fuzz::require(position == tokens.end(), "a condition has all tokens");
     IptProg body = makeTarget("-j ACCEPT", "fuzz", 1);
-    compile(closeFi(appendThen(openIf(std::move(condition)), std::move(body))));
+    compile(IptProg(If(condition).then({body})));
   });
   return 0;
 }

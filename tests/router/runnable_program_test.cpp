@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ipt_compiler/ipt_compiler.h"
+#include "ipt_compiler/chain_generation.h"
 #include "tests/router/product_run.h"
 #include "tests/support/chain_walker.h"
 #include "tests/support/random_source.h"
@@ -48,7 +48,7 @@ Chains expectedChains(const ProgramSource& program, const Family& family) {
   std::uint32_t counter = 0;
   for (const char* chain : {"OUTPUT", "PREROUTING"}) {
     tavrix::IptProg built = test_support::buildProgram(tokens);
-    tavrix::IptCompiler::compileHook(counter, text, built, chain, false);
+    tavrix::compileHook(counter, text, built, chain, false);
   }
   Chains chains = test_support::parseChains(text.str());
   for (auto& [name, rules] : chains) {

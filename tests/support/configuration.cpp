@@ -1,5 +1,6 @@
-// The start-up objects in the program's order, and the bus library's functions that they call. This
-// is linked as an object, so the library itself is never taken.
+// The bus library's functions, as far as the start-up objects call them. They stand in the file of
+// setConfiguration, which every test calls that links this: so the linker has them before it looks
+// into the bus library.
 #include "tests/support/configuration.h"
 
 #include <libubus.h>
@@ -58,16 +59,6 @@ const char* ubus_strerror(int /*status*/) {
 }
 
 }  // extern "C"
-
-namespace tavrix {
-
-const std::vector<std::string_view> UciConfigTypes::defaultVec;
-const UciConfigTypes::Section UciConfigTypes::defaultMap;
-wrt_cppwrap::Uloop uloop(true);
-wrt_cppwrap::Ubus ubus(uloop);
-UciConfig params("firewall_cpp");
-
-}  // namespace tavrix
 
 namespace test_support {
 

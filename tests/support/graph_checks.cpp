@@ -104,7 +104,7 @@ std::string GraphChecks::check(tavrix::IptProg program) {
   std::vector<std::vector<std::string>> met;
   for (const Packet& packet : packets) met.push_back(evaluate(program, holdsIn(texts, packet)));
   const ProxyIrNode::Pointer exit = tavrix::makeProxy();
-  program = tavrix::sequence(std::move(program), {exit, exit});
+  program = tavrix::sequence({program, {exit, exit}});
   std::string wrong = checkPostDominators(NodeNumbers(*program.first), *exit);
 
   std::uint64_t emptied = 0;

@@ -6,7 +6,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "ipt_compiler/ipt_compiler.h"
+#include "ipt_compiler/chain_generation.h"
 
 namespace test_support {
 namespace {
@@ -96,7 +96,7 @@ std::vector<std::string> evaluate(const IptProg& program, const Holds& holds) {
 std::string compiledText(IptProg program, std::string_view chain) {
   std::uint32_t counter = 0;
   std::ostringstream out;
-  tavrix::IptCompiler::compileHook(counter, out, program, chain, false);
+  tavrix::compileHook(counter, out, program, chain, false);
   return out.str();
 }
 

@@ -247,7 +247,7 @@ IptProg buildProgram(const std::vector<std::string>& texts) {
   IptProg all = tavrix::makeEmptyProg();
   for (auto position = tokens.begin(); position != tokens.end();) {
     IptProg statement = tavrix::parseSerializedTargets(position, tokens.end());
-    all = sequence(std::move(all), std::move(statement));
+    all = tavrix::sequence({all, statement});
   }
   return all;
 }

@@ -1,6 +1,7 @@
 // The rules of filter FORWARD and INPUT, whole, for small households.
 #include <gtest/gtest.h>
 
+#include "ipt_compiler/ir_graph.h"
 #include "tests/unit/kovsel/household.h"
 
 namespace kovsel_test {

@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "ipt_compiler/export/ipt_lang.h"
-#include "ipt_compiler/ipt_compiler.h"
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
 #include "tests/unit/product/random_program.h"
@@ -27,7 +26,7 @@ using test_support::target;
 
 std::string generate(IptProg& prog, std::uint32_t& counter, bool ownChain = false) {
   std::ostringstream out;
-  IptCompiler::compileHook(counter, out, prog, "FORWARD", ownChain);
+  compileHook(counter, out, prog, "FORWARD", ownChain);
   return out.str();
 }
 
@@ -47,7 +46,7 @@ std::string generatedFrom(const IptTokens& tokens, bool ownChain = false) {
         IptProg all = makeEmptyProg();
         for (auto position = tokens.begin(); position != tokens.end();) {
           IptProg statement = parseSerializedTargets(position, tokens.end());
-          all = sequence(std::move(all), std::move(statement));
+          all = sequence({all, statement});
         }
         return all;
       },
@@ -332,7 +331,7 @@ TEST(CompileHook, GoesOnCountingChainsWhereTheCallerStands) {
 
 TEST(CompileHook, CountsUpToTheLargestNumber) {
   std::uint32_t counter = 4294967295U;
-  IptProg prog = closeFi(appendThen(openIf(cond("-4")), target("-j A"), target("-j B")));
+  IptProg prog = If(cond("-4")).then({target("-j A"), target("-j B")});
   EXPECT_EQ(generate(prog, counter),
             tagged(":ipt_compiler_4294967295 - [0:0]\n-A FORWARD -4 -j ipt_compiler_4294967295\n"
                    "-A ipt_compiler_4294967295 -j A\n-A ipt_compiler_4294967295 -j B\n"));
@@ -359,7 +358,7 @@ TEST(CompileHook, RefusesAProgramThatWasContinued) {
 }
 
 TEST(CompileHook, LeavesNoScratchDataInTheGraph) {
-  IptProg prog = closeElse(appendThen(openIf(cond("-4")), target("-j A")), target("-j B"));
+  IptProg prog = If(cond("-4")).then({target("-j A")}).orElse({target("-j B")});
   std::uint32_t counter = 0;
   generate(prog, counter);
   for (const ProxyIrNode::Pointer& node :

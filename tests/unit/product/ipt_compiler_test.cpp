@@ -76,9 +76,16 @@ TEST_F(IptCompilerTest, AsksTheSaveToolForTheTableAndNothingElse) {
   EXPECT_EQ(readFile(dir_ / "arguments"), "2\n-t\nmangle\n");
 }
 
+// It is the merge that ends the last line.
 TEST_F(IptCompilerTest, KeepsTheSavedTextByteForByte) {
-  for (const std::string table : {"", "\n", "*nat\nCOMMIT\n", "\r\n \t\x80\xff\n"}) {
-    EXPECT_EQ(snapshotOf(table), table);
+  struct Snapshot : IptCompiler {
+    using IptCompiler::IptCompiler;
+    using IptCompiler::savedText;
+  };
+  const XtablesLock lock;
+  for (const std::string table :
+       {"", "\n", "no newline", "*nat\nCOMMIT\n", "\r\n \t\x80\xff\n"}) {
+    EXPECT_EQ(Snapshot(lock, toolThatSaves(table), "nat").savedText, table);
   }
   EXPECT_EQ(snapshotOf("no newline"), "no newline\n");
 }
@@ -229,10 +236,7 @@ TEST(IptCompilerCommit, WritesTheTextAndPipesItIntoTheRestoreTool) {
     writeScript(dir / "tool-save", "#!/bin/sh\ncat '" + (dir / "table") + "'\n");
     IptCompiler compiler(lock, dir / "tool", "nat");
 
-    std::vector<ChainHook> hooks;
-    hooks.push_back(hook("INPUT", kHookAtEnd, "-j A"));
-    hooks.push_back(hook("INPUT", kHookAtEnd, "-j B"));
-    compiler.commit(std::move(hooks));
+    compiler.commit(hook("INPUT", kHookAtEnd, "-j A"), hook("INPUT", kHookAtEnd, "-j B"));
 
     EXPECT_EQ(commands, (std::vector<std::string>{"cat /tmp/ipt_compiler_out | "
                                                   "LD_PRELOAD=/usr/lib/libxtlock_intercept.so " +
@@ -252,7 +256,8 @@ TEST(IptCompilerCommit, FailsWithAnyResultButSuccessAndLeavesTheText) {
     for (const int result : {1 << 8, 2 << 8, 127 << 8, 9, -1}) {
       systemCalls().systemResult = result;
       IptCompiler compiler(lock, dir / "tool", "nat");
-      EXPECT_EQ(errorText<std::runtime_error>([&] { compiler.commit({}); }), "failed to commit");
+      EXPECT_EQ(errorText<std::runtime_error>([&] { compiler.commit(hook("INPUT", 0, "-j A")); }),
+                "failed to commit");
       EXPECT_EQ(readFile(kRestoreFile), "*nat\n");
     }
   });
@@ -267,10 +272,9 @@ TEST(IptCompilerCommit, StartsNoToolWhenAHookFails) {
     systemCalls().onSystem = [&started](const std::string&) { started = true; };
     writeScript(dir / "tool-save", "#!/bin/sh\necho ':INPUT A'\n");
     IptCompiler compiler(lock, dir / "tool", "nat");
-    std::vector<ChainHook> hooks;
-    hooks.push_back(hook("INPUT", 0, "-j A"));
-    hooks.front().program.last->setNext(makeProxy());
-    EXPECT_EQ(errorText<std::logic_error>([&] { compiler.commit(std::move(hooks)); }),
+    ChainHook continued = hook("INPUT", 0, "-j A");
+    sequence({continued.program, makeEmptyProg()});
+    EXPECT_EQ(errorText<std::logic_error>([&] { compiler.commit(std::move(continued)); }),
               "IPT compiler: Internal error. setNext() twice.");
     EXPECT_FALSE(started);
   });

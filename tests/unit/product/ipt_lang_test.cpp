@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "ipt_compiler/ir_graph.h"
+#include "ipt_compiler/rule_model.h"
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
 #include "tests/unit/product/rule_texts.h"
@@ -69,10 +71,10 @@ TEST(MakeConstCond, IsAConditionNodeWithoutMatches) {
 }
 
 TEST(MakeConstCond, HangsTheBodyOnTheSlotThatIsTakenOrOnTheOther) {
-  const IptProg taken = closeFi(appendThen(openIf(makeConstCond(true)), target("-j A")));
+  const IptProg taken = If(makeConstCond(true)).then({target("-j A")});
   EXPECT_EQ(graphText(taken.first),
             "0: then 1 else 4\n1: then 2\n2: \"-j A\" then 3\n3: end\n4: then 3\n");
-  const IptProg skipped = closeFi(appendThen(openIf(makeConstCond(false)), target("-j A")));
+  const IptProg skipped = If(makeConstCond(false)).then({target("-j A")});
   EXPECT_EQ(graphText(skipped.first),
             "0: then 1 else 3\n1: then 2\n2: end\n3: then 4\n4: \"-j A\" then 2\n");
 }
@@ -84,24 +86,24 @@ TEST(MakeEmptyProg, IsOneFreshNode) {
   EXPECT_NE(makeEmptyProg().first, prog.first);
 }
 
-TEST(CondNot, SwapsTheExitsAndMakesNoNode) {
+TEST(Not, SwapsTheExitsAndMakesNoNode) {
   const IptCond c = cond("-p tcp");
   const long owners = c.entry.use_count();
-  const IptCond negated = condNot(c);
+  const IptCond negated = !c;
   EXPECT_EQ(negated.trueExit, c.falseExit);
   EXPECT_EQ(negated.falseExit, c.trueExit);
   EXPECT_EQ(negated.entry, c.entry);
   EXPECT_EQ(c.entry.use_count(), owners + 1);
-  const IptCond twice = condNot(condNot(c));
+  const IptCond twice = !!c;
   EXPECT_EQ(twice.trueExit, c.trueExit);
   EXPECT_EQ(twice.falseExit, c.falseExit);
   EXPECT_EQ(twice.entry, c.entry);
 }
 
-TEST(CondAnd, TestsTheSecondWhereTheFirstHolds) {
+TEST(And, TestsTheSecondWhereTheFirstHolds) {
   const IptCond a = cond("-p a");
   const IptCond b = cond("-p b");
-  const IptCond both = condAnd(a, b);
+  const IptCond both = a && b;
   EXPECT_EQ(both.entry, a.entry);
   EXPECT_EQ(both.trueExit, b.trueExit);
   EXPECT_EQ(a.trueExit->successor[1], b.entry);
@@ -114,10 +116,10 @@ TEST(CondAnd, TestsTheSecondWhereTheFirstHolds) {
   EXPECT_EQ(wrongPredecessorCounts(both.entry), "");
 }
 
-TEST(CondOr, TestsTheSecondWhereTheFirstDoesNotHold) {
+TEST(Or, TestsTheSecondWhereTheFirstDoesNotHold) {
   const IptCond a = cond("-p a");
   const IptCond b = cond("-p b");
-  const IptCond either = condOr(a, b);
+  const IptCond either = a || b;
   EXPECT_EQ(either.entry, a.entry);
   EXPECT_EQ(either.falseExit, b.falseExit);
   EXPECT_EQ(a.falseExit->successor[1], b.entry);
@@ -131,9 +133,9 @@ TEST(CondOr, TestsTheSecondWhereTheFirstDoesNotHold) {
   EXPECT_EQ(wrongPredecessorCounts(either.entry), "");
 }
 
-TEST(OpenIf, KeepsTheExitsAndAddsAJoin) {
+TEST(If, KeepsTheExitsAndAddsAJoin) {
   const IptCond c = cond("-p a");
-  const IptIfBlock block = openIf(c);
+  const IptIfBlock block = If(c);
   EXPECT_EQ(block.entry, c.entry);
   EXPECT_EQ(block.tail, c.trueExit);
   EXPECT_EQ(block.elseExit, c.falseExit);
@@ -141,9 +143,9 @@ TEST(OpenIf, KeepsTheExitsAndAddsAJoin) {
   EXPECT_EQ(block.join->predecessorCount, 0U);
 }
 
-TEST(CloseFi, OfABlockWithoutStatementsLinksBothExitsToTheJoin) {
-  const IptIfBlock block = openIf(cond("-p a"));
-  const IptProg prog = closeFi(block);
+TEST(If, OfABlockWithoutStatementsLinksBothExitsToTheJoin) {
+  const IptIfBlock block = If(cond("-p a"));
+  const IptProg prog = block;
   EXPECT_EQ(prog.first, block.entry);
   EXPECT_EQ(prog.last, block.join);
   EXPECT_EQ(block.tail->successor[1], block.join);
@@ -152,9 +154,9 @@ TEST(CloseFi, OfABlockWithoutStatementsLinksBothExitsToTheJoin) {
   EXPECT_EQ(graphText(prog.first), "0: if \"-p a\" then 1 else 3\n1: then 2\n2: end\n3: then 2\n");
 }
 
-TEST(CloseElse, LinksBothBranchesToTheJoin) {
-  const IptIfBlock block = appendThen(openIf(cond("-p a")), target("-j A"));
-  const IptProg prog = closeElse(block, target("-j B"));
+TEST(OrElse, LinksBothBranchesToTheJoin) {
+  const IptIfBlock block = If(cond("-p a")).then({target("-j A")});
+  const IptProg prog = block.orElse({target("-j B")});
   EXPECT_EQ(prog.first, block.entry);
   EXPECT_EQ(prog.last, block.join);
   EXPECT_EQ(graphText(prog.first),
@@ -163,27 +165,123 @@ TEST(CloseElse, LinksBothBranchesToTheJoin) {
   EXPECT_EQ(wrongPredecessorCounts(prog.first), "");
 }
 
-// elseExit, then tail, then the end of the else body: an error leaves what came before it linked.
-TEST(CloseElse, LinksInThisOrder) {
-  const IptIfBlock linkedElse = openIf(cond("-p a"));
-  linkedElse.elseExit->setNext(makeProxy());
-  EXPECT_EQ(errorText<std::logic_error>([&] { closeElse(linkedElse, target("-j B")); }),
+// A node that is linked already, so that the link of it throws.
+void link(const std::shared_ptr<ProxyIrNode>& node) {
+  node->setNext(makeProxy());
+}
+
+// The order of links shows in what is linked when a later one throws.
+TEST(OrElse, LinksInThisOrder) {
+  const IptIfBlock linkedElse = If(cond("-p a"));
+  link(linkedElse.elseExit);
+  EXPECT_EQ(errorText<std::logic_error>([&] { linkedElse.orElse({target("-j B")}); }),
             kSetNextTwice);
   EXPECT_EQ(linkedElse.tail->successor[1], nullptr);
 
-  const IptIfBlock linkedTail = openIf(cond("-p a"));
-  linkedTail.tail->setNext(makeProxy());
+  const IptIfBlock linkedTail = If(cond("-p a"));
+  link(linkedTail.tail);
   const IptProg body = target("-j B");
-  EXPECT_EQ(errorText<std::logic_error>([&] { closeElse(linkedTail, body); }), kSetNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { linkedTail.orElse({body}); }), kSetNextTwice);
   EXPECT_EQ(linkedTail.elseExit->successor[1], body.first);
   EXPECT_EQ(body.last->successor[1], nullptr);
 }
 
-TEST(AppendThen, PutsStatementsAtTheEndOfTheThenBranch) {
-  const IptIfBlock open = openIf(cond("-p a"));
+TEST(If, ClosesTheTailBeforeTheElseExit) {
+  const IptIfBlock linkedTail = If(cond("-p a"));
+  link(linkedTail.tail);
+  EXPECT_EQ(errorText<std::logic_error>([&] { static_cast<void>(IptProg(linkedTail)); }),
+            kSetNextTwice);
+  EXPECT_EQ(linkedTail.elseExit->successor[1], nullptr);
+
+  const IptIfBlock linkedElse = If(cond("-p a"));
+  link(linkedElse.elseExit);
+  EXPECT_EQ(errorText<std::logic_error>([&] { static_cast<void>(IptProg(linkedElse)); }),
+            kSetNextTwice);
+  EXPECT_EQ(linkedElse.tail->successor[1], linkedElse.join);
+}
+
+TEST(And, LinksTheTrueExitThenTheFalseExitsFromLeftToRight) {
+  const IptCond linkedTrue = cond("-p a");
+  link(linkedTrue.trueExit);
+  EXPECT_EQ(errorText<std::logic_error>([&] { linkedTrue&& cond("-p b"); }), kSetNextTwice);
+  EXPECT_EQ(linkedTrue.falseExit->successor[1], nullptr);
+
+  const IptCond linkedFalse = cond("-p a");
+  const IptCond second = cond("-p b");
+  link(linkedFalse.falseExit);
+  EXPECT_EQ(errorText<std::logic_error>([&] { linkedFalse&& second; }), kSetNextTwice);
+  EXPECT_EQ(linkedFalse.trueExit->successor[1], second.entry);
+  EXPECT_EQ(second.falseExit->successor[1], nullptr);
+
+  const IptCond first = cond("-p a");
+  const IptCond linkedSecond = cond("-p b");
+  link(linkedSecond.falseExit);
+  EXPECT_EQ(errorText<std::logic_error>([&] { first&& linkedSecond; }), kSetNextTwice);
+  EXPECT_NE(first.falseExit->successor[1], nullptr);
+}
+
+TEST(Sequence, LinksFromLeftToRight) {
+  const IptProg first = target("-j A");
+  const IptProg linked = target("-j B");
+  const IptProg last = target("-j C");
+  link(linked.last);
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence({first, linked, last}); }), kSetNextTwice);
+  EXPECT_EQ(first.last->successor[1], linked.first);
+}
+
+// Also the one that stands after the place of the error.
+TEST(Sequence, ClosesEveryIfBlockBeforeItLinks) {
+  const IptProg linked = target("-j A");
+  const IptIfBlock before = If(cond("-p a"));
+  const IptIfBlock after = If(cond("-p b"));
+  link(linked.last);
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence({before, linked, after}); }), kSetNextTwice);
+  EXPECT_EQ(before.join->successor[1], linked.first);
+  EXPECT_EQ(after.tail->successor[1], after.join);
+  EXPECT_EQ(after.elseExit->successor[1], after.join);
+}
+
+TEST(Then, JoinsItsStatementsBeforeItLinksThem) {
+  const IptIfBlock block = If(cond("-p a"));
+  const IptProg linked = target("-j A");
+  link(linked.last);
+  EXPECT_EQ(errorText<std::logic_error>([&] {
+              block.then({linked, target("-j B")});
+            }),
+            kSetNextTwice);
+  EXPECT_EQ(block.tail->successor[1], nullptr);
+}
+
+// The first wrong text in reading order is the one that is reported, whatever stands around it.
+TEST(Builders, ParseTextsInReadingOrder) {
+  const auto wrong = [](int line) { return makeMatches("wrong", "f", line); };
+  const auto wrongTarget = [](int line) { return makeTarget("wrong", "f", line); };
+  const auto firstOf = [](const auto& build) {
+    const std::string error = errorText<IptCompileFailed>(build);
+    return error.substr(0, error.find(' '));
+  };
+  EXPECT_EQ(firstOf([&] { wrong(1) && wrong(2); }), "f:1:");
+  EXPECT_EQ(firstOf([&] { wrong(1) || wrong(2); }), "f:1:");
+  EXPECT_EQ(firstOf([&] { (cond("-p a") || wrong(2)) && wrong(3); }), "f:2:");
+  EXPECT_EQ(firstOf([&] { sequence({wrongTarget(1), wrongTarget(2)}); }), "f:1:");
+  EXPECT_EQ(firstOf([&] {
+              sequence({If(wrong(1)).then({wrongTarget(2)}), wrongTarget(3)});
+            }),
+            "f:1:");
+  EXPECT_EQ(firstOf([&] { If(wrong(1)).then({wrongTarget(2)}); }), "f:1:");
+  EXPECT_EQ(firstOf([&] { If(cond("-p a")).then({wrongTarget(2), wrongTarget(3)}); }), "f:2:");
+  EXPECT_EQ(firstOf([&] { If(wrong(1)).then({target("-j A")}).orElse({wrongTarget(3)}); }), "f:1:");
+  EXPECT_EQ(firstOf([&] {
+              If(cond("-p a")).then({wrongTarget(2)}).orElse({wrongTarget(3), wrongTarget(4)});
+            }),
+            "f:2:");
+}
+
+TEST(Then, PutsStatementsAtTheEndOfTheThenBranch) {
+  const IptIfBlock open = If(cond("-p a"));
   const IptProg a = target("-j A");
   const IptProg b = target("-j B");
-  const IptIfBlock block = appendThen(appendThen(open, a), b);
+  const IptIfBlock block = open.then({a}).then({b});
   EXPECT_EQ(block.entry, open.entry);
   EXPECT_EQ(block.elseExit, open.elseExit);
   EXPECT_EQ(block.join, open.join);
@@ -192,10 +290,10 @@ TEST(AppendThen, PutsStatementsAtTheEndOfTheThenBranch) {
   EXPECT_EQ(a.last->successor[1], b.first);
 }
 
-TEST(AppendThen, TwiceToTheSameBlockThrows) {
-  const IptIfBlock block = openIf(cond("-p a"));
-  appendThen(block, target("-j A"));
-  EXPECT_EQ(errorText<std::logic_error>([&] { appendThen(block, target("-j B")); }), kSetNextTwice);
+TEST(Then, TwiceToTheSameBlockThrows) {
+  const IptIfBlock block = If(cond("-p a"));
+  block.then({target("-j A")});
+  EXPECT_EQ(errorText<std::logic_error>([&] { block.then({target("-j B")}); }), kSetNextTwice);
 }
 
 // What a chain of items must look like, whichever form of the call made it.
@@ -204,19 +302,18 @@ constexpr const char* kRuleThenIfThenRule =
     "5: then 3\n";
 
 TEST(Sequence, ClosesIfBlocks) {
-  EXPECT_EQ(graphText(sequence(target("-j A"), openIf(cond("-p x")), target("-j B")).first),
+  EXPECT_EQ(graphText(sequence({target("-j A"), If(cond("-p x")), target("-j B")}).first),
             kRuleThenIfThenRule);
-  EXPECT_EQ(
-      graphText(sequence(target("-j A"), closeFi(openIf(cond("-p x"))), target("-j B")).first),
-      kRuleThenIfThenRule);
-  const IptProg first = sequence(target("-j A"), openIf(cond("-p x")));
-  EXPECT_EQ(graphText(sequence(first, target("-j B")).first), kRuleThenIfThenRule);
+  EXPECT_EQ(graphText(sequence({target("-j A"), If(cond("-p x")), target("-j B")}).first),
+            kRuleThenIfThenRule);
+  const IptProg first = sequence({target("-j A"), If(cond("-p x"))});
+  EXPECT_EQ(graphText(sequence({first, target("-j B")}).first), kRuleThenIfThenRule);
 }
 
 TEST(Sequence, TakesManyItems) {
-  const auto block = [](const char* text) { return openIf(cond(text)); };
+  const auto block = [](const char* text) { return If(cond(text)); };
   const IptProg many =
-      sequence(target("-j A"), block("-p a"), block("-p b"), block("-p c"), target("-j B"));
+      sequence({target("-j A"), block("-p a"), block("-p b"), block("-p c"), target("-j B")});
   EXPECT_EQ(graphText(many.first),
             "0: \"-j A\" then 1\n"
             "1: if \"-p a\" then 2 else 13\n2: then 3\n3: then 4\n"
@@ -226,40 +323,42 @@ TEST(Sequence, TakesManyItems) {
   EXPECT_EQ(wrongPredecessorCounts(many.first), "");
 }
 
-TEST(AppendThen, TakesManyItemsAndClosesIfBlocks) {
-  const auto text = [](IptIfBlock block) { return graphText(closeFi(std::move(block)).first); };
-  const auto block = [](const char* name) { return openIf(cond(name)); };
-  EXPECT_EQ(text(appendThen(block("-p o"), target("-j A"), target("-j B"))),
+TEST(Then, TakesManyItemsAndClosesIfBlocks) {
+  const auto text = [](IptIfBlock block) { return graphText(IptProg(block).first); };
+  const auto block = [](const char* name) { return If(cond(name)); };
+  EXPECT_EQ(text(block("-p o").then({target("-j A"), target("-j B")})),
             "0: if \"-p o\" then 1 else 5\n1: then 2\n2: \"-j A\" then 3\n3: \"-j B\" then 4\n"
             "4: end\n5: then 4\n");
   EXPECT_EQ(
-      text(appendThen(block("-p o"), block("-p a"), block("-p b"), target("-j A"), target("-j B"))),
-      text(appendThen(block("-p o"), sequence(closeFi(block("-p a")), closeFi(block("-p b")),
-                                              target("-j A"), target("-j B")))));
+      text(block("-p o").then({block("-p a"), block("-p b"), target("-j A"), target("-j B")})),
+      text(block("-p o").then(
+          {sequence({block("-p a"), block("-p b"), target("-j A"), target("-j B")})})));
 }
 
 TEST(Sequence, OfOneProgramTwiceThrows) {
   const IptProg prog = target("-j A");
-  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(prog, prog); }), kSetNextTwice);
-  const IptIfBlock block = openIf(cond("-p a"));
-  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(makeEmptyProg(), block, block); }),
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence({prog, prog}); }), kSetNextTwice);
+  const IptIfBlock block = If(cond("-p a"));
+  EXPECT_EQ(errorText<std::logic_error>([&] {
+              sequence({makeEmptyProg(), block, block});
+            }),
             kSetNextTwice);
 }
 
 TEST(Builders, UsingAConditionTwiceThrows) {
   const IptCond shared = cond("-p a");
-  condAnd(shared, cond("-p b"));
-  EXPECT_EQ(errorText<std::logic_error>([&] { condAnd(shared, cond("-p c")); }), kSetNextTwice);
-  EXPECT_EQ(errorText<std::logic_error>([&] { condOr(shared, cond("-p c")); }), kSetNextTwice);
+  shared&& cond("-p b");
+  EXPECT_EQ(errorText<std::logic_error>([&] { shared&& cond("-p c"); }), kSetNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { shared || cond("-p c"); }), kSetNextTwice);
 }
 
 // Refused before anything is linked: a cycle would hold its nodes for ever.
-TEST(CondAnd, OfOneConditionTwiceLeavesNoNodeAlive) {
+TEST(And, OfOneConditionTwiceLeavesNoNodeAlive) {
   std::weak_ptr<ProxyIrNode> entry;
   EXPECT_EQ(errorText<std::logic_error>([&] {
               const IptCond both = cond("-p a");
               entry = both.entry;
-              condAnd(both, both);
+              both&& both;
             }),
             kSetNextTwice);
   EXPECT_TRUE(entry.expired());
@@ -267,9 +366,9 @@ TEST(CondAnd, OfOneConditionTwiceLeavesNoNodeAlive) {
 
 // ELSEIF is an ELSE that holds a closed IF.
 TEST(Builders, ElseifIsAnElseWithAnIf) {
-  const IptIfBlock inner = appendThen(openIf(cond("-p b")), target("-j B"));
-  const IptIfBlock outer = appendThen(openIf(cond("-p a")), target("-j A"));
-  const IptProg prog = closeElse(outer, closeFi(inner));
+  const IptIfBlock inner = If(cond("-p b")).then({target("-j B")});
+  const IptIfBlock outer = If(cond("-p a")).then({target("-j A")});
+  const IptProg prog = outer.orElse({inner});
   EXPECT_EQ(graphText(prog.first),
             "0: if \"-p a\" then 1 else 4\n1: then 2\n2: \"-j A\" then 3\n3: end\n4: then 5\n"
             "5: if \"-p b\" then 6 else 9\n6: then 7\n7: \"-j B\" then 8\n8: then 3\n9: then 8\n");
@@ -282,10 +381,10 @@ TEST(Builders, ErrorsLeaveNoNodeAlive) {
   std::weak_ptr<ProxyIrNode> exit;
   EXPECT_THROW(
       {
-        IptCond built = cond("-p a");
+        const IptCond built = cond("-p a");
         entry = built.entry;
         exit = built.falseExit;
-        built = condAnd(std::move(built), makeMatches("not an option", "f", 1));
+        built&& makeMatches("not an option", "f", 1);
       },
       IptCompileFailed);
   EXPECT_TRUE(entry.expired());
@@ -295,9 +394,9 @@ TEST(Builders, ErrorsLeaveNoNodeAlive) {
 TEST(Builders, ProgramsAreReleasedWithTheirLastHolder) {
   std::weak_ptr<ProxyIrNode> join;
   {
-    const IptIfBlock block = appendThen(openIf(cond("-p a")), target("-j A"));
+    const IptIfBlock block = If(cond("-p a")).then({target("-j A")});
     join = block.join;
-    const IptProg prog = sequence(closeElse(block, target("-j B")), target("-j C"));
+    const IptProg prog = sequence({block.orElse({target("-j B")}), target("-j C")});
     EXPECT_FALSE(join.expired());
   }
   EXPECT_TRUE(join.expired());

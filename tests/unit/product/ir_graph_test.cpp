@@ -208,7 +208,7 @@ TEST(IrNode, ChainHeldInItsMiddleDiesUpToThere) {
 TEST(Sequence, OfTwoEmptyProgramsIsTwoLinkedNodes) {
   const IptProg a = emptyProgram();
   const IptProg b = emptyProgram();
-  const IptProg both = sequence(a, b);
+  const IptProg both = sequence({a, b});
   EXPECT_EQ(both.first, a.first);
   EXPECT_EQ(both.last, b.last);
   EXPECT_EQ(a.first->successor[1], b.first);
@@ -218,9 +218,9 @@ TEST(Sequence, OfTwoEmptyProgramsIsTwoLinkedNodes) {
 }
 
 TEST(Sequence, LinksTheLastNodeOfOneToTheFirstOfTheOther) {
-  const IptProg a = sequence(emptyProgram(), emptyProgram());
-  const IptProg b = sequence(emptyProgram(), emptyProgram());
-  const IptProg all = sequence(a, b);
+  const IptProg a = sequence({emptyProgram(), emptyProgram()});
+  const IptProg b = sequence({emptyProgram(), emptyProgram()});
+  const IptProg all = sequence({a, b});
   EXPECT_EQ(a.last->successor[1], b.first);
   EXPECT_EQ(all.first, a.first);
   EXPECT_EQ(all.last, b.last);
@@ -230,36 +230,37 @@ TEST(Sequence, LinksTheLastNodeOfOneToTheFirstOfTheOther) {
 TEST(Sequence, OfAProgramThatWasContinuedThrows) {
   const IptProg a = emptyProgram();
   const IptProg b = emptyProgram();
-  sequence(a, b);
-  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(a, emptyProgram()); }), kNextTwice);
+  sequence({a, b});
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence({a, emptyProgram()}); }), kNextTwice);
   EXPECT_EQ(a.last->successor[1], b.first);
 }
 
 TEST(Sequence, OfAProgramWithItselfThrows) {
   const IptProg one = emptyProgram();
-  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(one, one); }), kNextTwice);
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence({one, one}); }), kNextTwice);
   EXPECT_EQ(one.first->successor[1], nullptr);
-  const IptProg two = sequence(emptyProgram(), emptyProgram());
-  EXPECT_EQ(errorText<std::logic_error>([&] { sequence(two, two); }), kNextTwice);
+  const IptProg two = sequence({emptyProgram(), emptyProgram()});
+  EXPECT_EQ(errorText<std::logic_error>([&] { sequence({two, two}); }), kNextTwice);
   EXPECT_EQ(graphText(two.first), "0: then 1\n1: end\n");
 }
 
 TEST(Sequence, CopiedProgramsShareTheGraph) {
   const IptProg original = emptyProgram();
   const IptProg copy = original;
-  sequence(copy, emptyProgram());
+  sequence({copy, emptyProgram()});
   EXPECT_NE(original.last->successor[1], nullptr);
 }
 
-TEST(Sequence, MovingAProgramOutLeavesItEmpty) {
+TEST(Sequence, HoldsOnlyTheFirstAndTheLastNode) {
   IptProg a = emptyProgram();
   IptProg b = emptyProgram();
-  const IptProg all = sequence(std::move(a), std::move(b));
-  EXPECT_EQ(a.first, nullptr);
-  EXPECT_EQ(a.last, nullptr);
-  EXPECT_EQ(b.first, nullptr);
+  const IptProg all = sequence({std::move(a), std::move(b)});
   EXPECT_EQ(all.first.use_count(), 1);
   EXPECT_EQ(all.last.use_count(), 2);  // the value's and the slot of the first node
+}
+
+TEST(Sequence, OfNothingIsAnEmptyProgram) {
+  EXPECT_EQ(graphText(sequence({}).first), "0: end\n");
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 
 #include "firewall_cpp/chain_programs.h"
 #include "firewall_cpp/kovsel/kovsel.h"
-#include "ipt_compiler/ipt_compiler.h"
+#include "ipt_compiler/chain_generation.h"
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
 #include "tests/unit/product/fake_bus.h"
@@ -55,7 +55,7 @@ std::string generated(IptProg (*build)() = nfnlq::queueProgram) {
   IptProg prog = build();
   std::uint32_t counter = 0;
   std::ostringstream out;
-  IptCompiler::compileHook(counter, out, prog, "OUTPUT", false);
+  compileHook(counter, out, prog, "OUTPUT", false);
   return out.str();
 }
 
@@ -66,9 +66,9 @@ std::string queueRule(const std::string& arguments, const std::string& before = 
 
 // IF configured THEN statements, IF condition THEN target FI FI.
 std::string programText(bool configured, IptProg statements, IptCond condition, IptProg target) {
-  IptIfBlock inner = appendThen(openIf(std::move(condition)), std::move(target));
-  IptProg body = sequence(std::move(statements), std::move(inner));
-  return graphText(closeFi(appendThen(openIf(makeConstCond(configured)), std::move(body))).first);
+  IptIfBlock inner = If(condition).then({target});
+  IptProg body = sequence({statements, inner});
+  return graphText(IptProg(If(makeConstCond(configured)).then({body})).first);
 }
 
 IptCond readCondition(const IptTokens& tokens) {

@@ -36,11 +36,11 @@ struct RandomProgram::Condition {
       case Kind::kConstant:
         return tavrix::makeConstCond(value);
       case Kind::kNot:
-        return condNot(left->build());
+        return !left->build();
       case Kind::kAnd:
-        return condAnd(left->build(), right->build());
+        return left->build() && right->build();
       case Kind::kOr:
-        return condOr(left->build(), right->build());
+        return left->build() || right->build();
     }
     return {};
   }
@@ -91,15 +91,15 @@ struct RandomProgram::Statement {
   static IptProg build(const Statements& statements) {
     IptProg all = tavrix::makeEmptyProg();
     for (const Statement& statement : statements) {
-      all = sequence(std::move(all), statement.build());
+      all = tavrix::sequence({all, statement.build()});
     }
     return all;
   }
 
   IptProg build() const {
     if (!condition) return tavrix::makeTarget(target, "random", 1);
-    auto block = appendThen(openIf(condition->build()), build(thenBody));
-    return hasElse ? closeElse(std::move(block), build(elseBody)) : closeFi(std::move(block));
+    auto block = If(condition->build()).then({build(thenBody)});
+    return hasElse ? block.orElse({build(elseBody)}) : IptProg(block);
   }
 
   static void run(const Statements& statements, Packet packet, std::vector<std::string>& targets) {

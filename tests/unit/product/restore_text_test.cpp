@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "ipt_compiler/export/ipt_lang.h"
-#include "ipt_compiler/ipt_compiler.h"
+#include "ipt_compiler/restore_text.h"
 
 namespace tavrix {
 namespace {
@@ -23,20 +23,20 @@ struct RuleHook {
 
 // A hook whose program needs a chain of its own.
 IptProg twoTargets() {
-  return closeFi(appendThen(openIf(makeMatches("-4", "f", 1)), makeTarget("-j C", "f", 1),
-                            makeTarget("-j D", "f", 1)));
+  return If(makeMatches("-4", "f", 1))
+      .then({makeTarget("-j C", "f", 1), makeTarget("-j D", "f", 1)});
 }
 
 // Files hooks as they come: tests give those of one chain in ascending position.
 std::string restoreText(const std::string& saved, const std::vector<RuleHook>& hooks) {
-  IptCompiler::HookMap map;
+  HookMap map;
   for (const RuleHook& hook : hooks) {
     IptProg program =
         hook.target == "chain" ? twoTargets() : makeTarget("-j " + hook.target, "f", 1);
     map[hook.chain].push_back({hook.chain, hook.position, false, std::move(program)});
   }
   std::ostringstream out;
-  IptCompiler::writeRestoreText(out, saved, map);
+  writeRestoreText(out, saved, map);
   return out.str();
 }
 
@@ -280,14 +280,13 @@ TEST(RestoreText, OfItsOwnOutputIsTheSameText) {
 
 TEST(RestoreText, PassesOwnChainOn) {
   const auto program = [] {
-    return closeFi(
-        appendThen(openIf(condNot(makeMatches("-4", "f", 1))), makeTarget("-j A", "f", 1)));
+    return If(!makeMatches("-4", "f", 1)).then({makeTarget("-j A", "f", 1)});
   };
   for (const bool ownChain : {false, true}) {
-    IptCompiler::HookMap hooks;
+    HookMap hooks;
     hooks["INPUT"].push_back({"INPUT", 0, ownChain, program()});
     std::ostringstream out;
-    IptCompiler::writeRestoreText(out, ":INPUT ACCEPT [0:0]\n", hooks);
+    writeRestoreText(out, ":INPUT ACCEPT [0:0]\n", hooks);
     const std::string chain = ownChain ? "INPUT" : "ipt_compiler_0";
     EXPECT_EQ(out.str(), ":INPUT ACCEPT [0:0]\n" +
                              (ownChain ? ""
@@ -299,12 +298,12 @@ TEST(RestoreText, PassesOwnChainOn) {
 
 // An error of one hook leaves what was written before it.
 TEST(RestoreText, PassesErrorsOfAHookOn) {
-  IptCompiler::HookMap hooks;
+  HookMap hooks;
   IptProg continued = makeTarget("-j A", "f", 1);
   continued.last->setNext(makeProxy());
   hooks["INPUT"].push_back({"INPUT", 1, false, continued});
   std::ostringstream out;
-  EXPECT_THROW(IptCompiler::writeRestoreText(
+  EXPECT_THROW(writeRestoreText(
                    out, "*nat\n:INPUT ACCEPT [0:0]\n-A INPUT -j X\n-A INPUT -j Y\nCOMMIT\n", hooks),
                std::logic_error);
   EXPECT_EQ(out.str(), "*nat\n:INPUT ACCEPT [0:0]\n-A INPUT -j X\n");

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 #include <type_traits>
 #include <utility>
@@ -80,6 +81,14 @@ TEST(RuleModel, EqualityDoesNotLookAtText) {
   EXPECT_FALSE(match<Protocol>("-p tcp") == match<Protocol>("-p tcp"));
   EXPECT_FALSE(match<Protocol>("-p tcp") == match<Source>("-p tcp"));
   EXPECT_FALSE(match<Ipv4>("-4") == match<Ipv6>("-4"));
+}
+
+// The library's algorithms look for it from their own namespace.
+TEST(RuleModel, EqualityIsFoundFromOtherNamespaces) {
+  const std::vector<IptMatch> matches = oneOfEachKind("x");
+  EXPECT_EQ(std::find(matches.begin(), matches.end(), match<_IptMatches::Ipv6>("! -6")),
+            matches.begin() + 1);
+  EXPECT_TRUE(matches[2] != matches[2]);
 }
 
 TEST(RuleModel, MatchesTextJoinsItemsInListOrder) {

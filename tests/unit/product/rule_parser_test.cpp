@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ipt_compiler/tokenizer.h"
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
 

@@ -29,8 +29,8 @@ IptCond leaf(const char* text) {
 
 // The graph of a condition with different targets behind its exits.
 std::string condText(IptCond cond) {
-  IptIfBlock block = appendThen(openIf(std::move(cond)), target("-j HOLDS"));
-  return graphText(closeElse(std::move(block), target("-j FAILS")).first);
+  IptIfBlock block = If(cond).then({target("-j HOLDS")});
+  return graphText(block.orElse({target("-j FAILS")}).first);
 }
 
 std::string readCond(const IptTokens& tokens) {
@@ -47,9 +47,9 @@ IptCond disjunctionOf(std::vector<std::vector<IptCond>> conjunctions) {
   for (std::vector<IptCond>& operands : conjunctions) {
     IptCond conjunction = makeConstCond(true);
     for (IptCond& operand : operands) {
-      conjunction = condAnd(std::move(conjunction), std::move(operand));
+      conjunction = conjunction && operand;
     }
-    all = condOr(std::move(all), std::move(conjunction));
+    all = all || conjunction;
   }
   return all;
 }
@@ -74,7 +74,7 @@ TEST(SerializedMatches, AreADisjunctionOfConjunctions) {
 }
 
 TEST(SerializedMatches, EmptyListsAlwaysHold) {
-  EXPECT_EQ(readCond({}), condText(condOr(makeConstCond(false), makeConstCond(true))));
+  EXPECT_EQ(readCond({}), condText(makeConstCond(false) || makeConstCond(true)));
   EXPECT_EQ(readCond({"(", ")"}), condText(disjunctionOf({{disjunctionOf({{}})}})));
   EXPECT_EQ(readCond({"(", "(", ")", ")"}),
             condText(disjunctionOf({{disjunctionOf({{disjunctionOf({{}})}})}})));
@@ -90,9 +90,7 @@ TEST(SerializedMatches, AlwaysHoldWithAnOrAtTheEnd) {
 }
 
 TEST(SerializedMatches, NotIsAPrefixOfOneToken) {
-  const auto negated = [](const char* text) {
-    return condText(disjunctionOf({{condNot(leaf(text))}}));
-  };
+  const auto negated = [](const char* text) { return condText(disjunctionOf({{!leaf(text)}})); };
   EXPECT_EQ(readCond({"NOT-p udp"}), negated("-p udp"));
   EXPECT_EQ(readCond({"NOT -p udp"}), negated("-p udp"));
   EXPECT_EQ(readCond({"NOT! -p udp"}), negated("! -p udp"));
@@ -213,13 +211,13 @@ std::string readStatements(const IptTokens& tokens) {
   IptProg all = makeEmptyProg();
   for (auto position = tokens.begin(); position != tokens.end();) {
     IptProg statement = parseSerializedTargets(position, tokens.end());
-    all = sequence(std::move(all), std::move(statement));
+    all = sequence({all, statement});
   }
   return graphText(all.first);
 }
 
 std::string statementText(IptProg prog) {
-  return graphText(sequence(makeEmptyProg(), std::move(prog)).first);
+  return graphText(sequence({makeEmptyProg(), prog}).first);
 }
 
 IptCond conditionOf(const char* text) {
@@ -230,7 +228,7 @@ IptCond conditionOf(const char* text) {
 template <class... Targets>
 IptProg bodyOf(Targets... texts) {
   IptProg body = makeEmptyProg();
-  ((body = sequence(std::move(body), target(texts))), ...);
+  ((body = sequence({body, target(texts)})), ...);
   return body;
 }
 
@@ -242,39 +240,37 @@ TEST(SerializedTargets, ReadATargetText) {
 
 TEST(SerializedTargets, ReadAnIfBlock) {
   EXPECT_EQ(readStatements({"IF", "-p tcp", "THEN", "-j REJECT", "FI"}),
-            statementText(closeFi(appendThen(openIf(conditionOf("-p tcp")), bodyOf("-j REJECT")))));
-  EXPECT_EQ(
-      readStatements({"IF", "-p tcp", "THEN", "-j A", "-j B", "FI"}),
-      statementText(closeFi(appendThen(openIf(conditionOf("-p tcp")), bodyOf("-j A", "-j B")))));
+            statementText(IptProg(If(conditionOf("-p tcp")).then({bodyOf("-j REJECT")}))));
+  EXPECT_EQ(readStatements({"IF", "-p tcp", "THEN", "-j A", "-j B", "FI"}),
+            statementText(IptProg(If(conditionOf("-p tcp")).then({bodyOf("-j A", "-j B")}))));
 }
 
 TEST(SerializedTargets, ReadAnIfBlockWithoutConditionOrBody) {
   EXPECT_EQ(readStatements({"IF", "THEN", "FI"}),
-            statementText(closeFi(appendThen(openIf(disjunctionOf({{}})), makeEmptyProg()))));
+            statementText(IptProg(If(disjunctionOf({{}})).then({makeEmptyProg()}))));
   EXPECT_EQ(readStatements({"IF", "-4", "THEN", "ELSE", "FI"}),
-            statementText(closeElse(appendThen(openIf(conditionOf("-4")), makeEmptyProg()),
-                                    makeEmptyProg())));
+            statementText(If(conditionOf("-4")).then({makeEmptyProg()}).orElse({makeEmptyProg()})));
 }
 
 TEST(SerializedTargets, ReadAnElseBranch) {
-  EXPECT_EQ(readStatements({"IF", "-4", "THEN", "-j A", "ELSE", "-j B", "-j C", "FI"}),
-            statementText(closeElse(appendThen(openIf(conditionOf("-4")), bodyOf("-j A")),
-                                    bodyOf("-j B", "-j C"))));
+  EXPECT_EQ(
+      readStatements({"IF", "-4", "THEN", "-j A", "ELSE", "-j B", "-j C", "FI"}),
+      statementText(If(conditionOf("-4")).then({bodyOf("-j A")}).orElse({bodyOf("-j B", "-j C")})));
 }
 
 TEST(SerializedTargets, ReadElseifAsAnIfInAnElseWithAClosingTokenOfItsOwn) {
-  const auto inner = [] { return appendThen(openIf(conditionOf("-6")), bodyOf("-j B")); };
-  const auto outer = [] { return appendThen(openIf(conditionOf("-4")), bodyOf("-j A")); };
+  const auto inner = [] { return If(conditionOf("-6")).then({bodyOf("-j B")}); };
+  const auto outer = [] { return If(conditionOf("-4")).then({bodyOf("-j A")}); };
   EXPECT_EQ(
       readStatements({"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "FI", "FI"}),
-      statementText(closeElse(outer(), closeFi(inner()))));
+      statementText(outer().orElse({inner()})));
   EXPECT_EQ(readStatements({"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "ELSE",
                             "-j C", "FI", "FI"}),
-            statementText(closeElse(outer(), closeElse(inner(), bodyOf("-j C")))));
-  const auto third = [] { return appendThen(openIf(conditionOf("-f")), bodyOf("-j C")); };
+            statementText(outer().orElse({inner().orElse({bodyOf("-j C")})})));
+  const auto third = [] { return If(conditionOf("-f")).then({bodyOf("-j C")}); };
   EXPECT_EQ(readStatements({"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "ELSEIF",
                             "-f", "THEN", "-j C", "FI", "FI", "FI"}),
-            statementText(closeElse(outer(), closeElse(inner(), closeFi(third())))));
+            statementText(outer().orElse({inner().orElse({third()})})));
 }
 
 // The closing token of an ELSEIF is skipped, whatever it is.
@@ -289,27 +285,26 @@ TEST(SerializedTargets, SwallowTheTokenBehindAnElseifChain) {
 }
 
 TEST(SerializedTargets, ReadNestedBlocks) {
-  EXPECT_EQ(
-      readStatements({"IF", "-4", "THEN", "-j A", "IF", "-6", "THEN", "-j B", "FI", "-j C", "ELSE",
-                      "IF", "-f", "THEN", "FI", "FI", "-j D"}),
-      [] {
-        const IptProg inThen = sequence(
-            makeEmptyProg(), target("-j A"),
-            closeFi(appendThen(openIf(conditionOf("-6")), bodyOf("-j B"))), target("-j C"));
-        const IptProg inElse = sequence(
-            makeEmptyProg(), closeFi(appendThen(openIf(conditionOf("-f")), makeEmptyProg())));
-        return graphText(sequence(makeEmptyProg(),
-                                  closeElse(appendThen(openIf(conditionOf("-4")), inThen), inElse),
-                                  target("-j D"))
-                             .first);
-      }());
+  EXPECT_EQ(readStatements({"IF", "-4", "THEN", "-j A", "IF", "-6", "THEN", "-j B", "FI", "-j C",
+                            "ELSE", "IF", "-f", "THEN", "FI", "FI", "-j D"}),
+            [] {
+              const IptProg inThen =
+                  sequence({makeEmptyProg(), target("-j A"),
+                            If(conditionOf("-6")).then({bodyOf("-j B")}), target("-j C")});
+              const IptProg inElse =
+                  sequence({makeEmptyProg(), If(conditionOf("-f")).then({makeEmptyProg()})});
+              return graphText(
+                  sequence({makeEmptyProg(), If(conditionOf("-4")).then({inThen}).orElse({inElse}),
+                            target("-j D")})
+                      .first);
+            }());
 }
 
 TEST(SerializedTargets, TakeTheConditionUpToTheFirstThen) {
   EXPECT_EQ(readStatements({"IF", "(", "-4", "OR", "-6", ")", "AND", "-f", "THEN", "FI"}),
-            statementText(closeFi(appendThen(
-                openIf(disjunctionOf({{disjunctionOf({{leaf("-4")}, {leaf("-6")}}), leaf("-f")}})),
-                makeEmptyProg()))));
+            statementText(IptProg(
+                If(disjunctionOf({{disjunctionOf({{leaf("-4")}, {leaf("-6")}}), leaf("-f")}}))
+                    .then({makeEmptyProg()}))));
   // Parentheses do not protect it.
   EXPECT_EQ(errorText<std::invalid_argument>([] {
               readStatements({"IF", "(", "-4", "THEN", ")", "THEN", "FI"});

@@ -30,7 +30,7 @@ template <class Build>
 std::string simplified(Build build) {
   const ProxyIrNode::Pointer exit = makeProxy();
   IptProg prog = build();
-  prog = sequence(std::move(prog), {exit, exit});
+  prog = sequence({prog, {exit, exit}});
   simplify(prog.first, exit);
   EXPECT_TRUE(exit->isExit);
   EXPECT_EQ(wrongPredecessorCounts(prog.first), "");
@@ -42,7 +42,9 @@ TEST(Simplify, LeavesAnEmptyProgramAndItsExit) {
 }
 
 TEST(Simplify, NeverBypassesTheFirstNode) {
-  EXPECT_EQ(simplified([] { return sequence(makeEmptyProg(), makeEmptyProg(), makeEmptyProg()); }),
+  EXPECT_EQ(simplified([] {
+              return sequence({makeEmptyProg(), makeEmptyProg(), makeEmptyProg()});
+            }),
             "0: then 1\n1: exit end\n");
 }
 
@@ -55,47 +57,45 @@ TEST(Simplify, LeavesTheExitAsItIs) {
 
 TEST(Simplify, JoinsTargetsAcrossJunctions) {
   EXPECT_EQ(simplified([] {
-              return sequence(target("-j A"), makeEmptyProg(), makeEmptyProg(), target("-j B"));
+              return sequence({target("-j A"), makeEmptyProg(), makeEmptyProg(), target("-j B")});
             }),
             "0: \"-j A\" \"-j B\" then 1\n1: exit end\n");
 }
 
 TEST(Simplify, OfAnIfBlock) {
-  EXPECT_EQ(simplified([] { return closeFi(appendThen(openIf(cond("-p a")), target("-j A"))); }),
+  EXPECT_EQ(simplified([] { return If(cond("-p a")).then({target("-j A")}); }),
             "0: if \"-p a\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
-  EXPECT_EQ(simplified([] {
-              return closeElse(appendThen(openIf(cond("-p a")), target("-j A")), target("-j B"));
-            }),
-            "0: if \"-p a\" then 1 else 3\n1: \"-j A\" then 2\n2: exit end\n3: \"-j B\" then 2\n");
-  EXPECT_EQ(simplified([] { return closeFi(openIf(cond("-p a"))); }), "0: then 1\n1: exit end\n");
+  EXPECT_EQ(
+      simplified([] { return If(cond("-p a")).then({target("-j A")}).orElse({target("-j B")}); }),
+      "0: if \"-p a\" then 1 else 3\n1: \"-j A\" then 2\n2: exit end\n3: \"-j B\" then 2\n");
+  EXPECT_EQ(simplified([] { return If(cond("-p a")); }), "0: then 1\n1: exit end\n");
 }
 
 TEST(Simplify, MergesConditionsWithTheSameNoMatchNode) {
-  EXPECT_EQ(
-      simplified([] {
-        return closeFi(appendThen(openIf(condAnd(cond("-m x"), cond("-p a"))), target("-j A")));
-      }),
-      "0: if \"-p a -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
-  EXPECT_EQ(simplified([] {
-              return closeFi(appendThen(openIf(cond("-m x")),
-                                        closeFi(appendThen(openIf(cond("-p a")), target("-j A")))));
-            }),
+  EXPECT_EQ(simplified([] { return If(cond("-m x") && cond("-p a")).then({target("-j A")}); }),
             "0: if \"-p a -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
+  EXPECT_EQ(
+      simplified([] { return If(cond("-m x")).then({If(cond("-p a")).then({target("-j A")})}); }),
+      "0: if \"-p a -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
 }
 
 TEST(Simplify, RemovesConstants) {
   const auto ifElse = [](IptCond condition) {
-    return closeElse(appendThen(openIf(std::move(condition)), target("-j A")), target("-j B"));
+    return If(condition).then({target("-j A")}).orElse({target("-j B")});
   };
-  EXPECT_EQ(simplified([&] { return sequence(makeEmptyProg(), ifElse(makeConstCond(true))); }),
+  EXPECT_EQ(simplified([&] {
+              return sequence({makeEmptyProg(), ifElse(makeConstCond(true))});
+            }),
             "0: \"-j A\" then 1\n1: exit end\n");
-  EXPECT_EQ(simplified([&] { return sequence(makeEmptyProg(), ifElse(makeConstCond(false))); }),
+  EXPECT_EQ(simplified([&] {
+              return sequence({makeEmptyProg(), ifElse(makeConstCond(false))});
+            }),
             "0: \"-j B\" then 1\n1: exit end\n");
   EXPECT_EQ(simplified([&] { return ifElse(makeConstCond(true)); }),
             "0: \"-j A\" then 1\n1: exit end\n");
-  EXPECT_EQ(simplified([&] { return ifElse(condAnd(makeConstCond(true), cond("-p a"))); }),
+  EXPECT_EQ(simplified([&] { return ifElse(makeConstCond(true) && cond("-p a")); }),
             "0: if \"-p a\" then 1 else 3\n1: \"-j A\" then 2\n2: exit end\n3: \"-j B\" then 2\n");
-  EXPECT_EQ(simplified([&] { return ifElse(condOr(cond("-p a"), makeConstCond(true))); }),
+  EXPECT_EQ(simplified([&] { return ifElse(cond("-p a") || makeConstCond(true)); }),
             "0: \"-j A\" then 1\n1: exit end\n");
 }
 
@@ -103,15 +103,15 @@ TEST(Simplify, RemovesConstants) {
 // "-p b" has "-s c" with it, and no longer takes "-m e" along, when its turn comes.
 TEST(Simplify, HoldsBypassedNodesUntilTheEndOfTheIteration) {
   const auto inner = [](const char* text, IptProg body) {
-    return closeFi(appendThen(openIf(cond(text)), makeEmptyProg(), std::move(body)));
+    return If(cond(text)).then({makeEmptyProg(), body});
   };
-  EXPECT_EQ(simplified([&] {
-              return sequence(
-                  makeEmptyProg(), target("-j T"),
-                  inner("-s c -m d", inner("-p b -m e", inner("-s c", target("-j A")))));
-            }),
-            "0: \"-j T\" if \"-p b -s c -m d\" then 1 else 3\n"
-            "1: if \"-s c -m e\" then 2 else 3\n2: \"-j A\" then 3\n3: exit end\n");
+  EXPECT_EQ(
+      simplified([&] {
+        return sequence({makeEmptyProg(), target("-j T"),
+                         inner("-s c -m d", inner("-p b -m e", inner("-s c", target("-j A"))))});
+      }),
+      "0: \"-j T\" if \"-p b -s c -m d\" then 1 else 3\n"
+      "1: if \"-s c -m e\" then 2 else 3\n2: \"-j A\" then 3\n3: exit end\n");
 }
 
 // Pass by pass and program by program: nothing is left that a pass could change, and every count
@@ -123,7 +123,7 @@ TEST(Simplify, LeavesExactCountsAndNothingToDoInRandomPrograms) {
       SCOPED_TRACE("size " + std::to_string(size) + ", seed " + std::to_string(seed) + ": " +
                    program.text());
       const ProxyIrNode::Pointer exit = makeProxy();
-      const IptProg prog = sequence(program.build(), {exit, exit});
+      const IptProg prog = sequence({program.build(), {exit, exit}});
       simplify(prog.first, exit);
       ASSERT_EQ(wrongPredecessorCounts(prog.first), "");
       const std::string once = graphText(prog.first);
@@ -136,9 +136,9 @@ TEST(Simplify, LeavesExactCountsAndNothingToDoInRandomPrograms) {
 TEST(Simplify, JoinsALongChainOfTargets) {
   constexpr std::size_t kLength = 100'000;
   IptProg prog = makeEmptyProg();
-  for (std::size_t i = 0; i < kLength; ++i) prog = sequence(std::move(prog), target("-j A"));
+  for (std::size_t i = 0; i < kLength; ++i) prog = sequence({prog, target("-j A")});
   const ProxyIrNode::Pointer exit = makeProxy();
-  prog = sequence(std::move(prog), {exit, exit});
+  prog = sequence({prog, {exit, exit}});
   simplify(prog.first, exit);
   EXPECT_EQ(prog.first->targets.size(), kLength);
   EXPECT_EQ(prog.first->successor[kNext], exit);
@@ -147,10 +147,10 @@ TEST(Simplify, JoinsALongChainOfTargets) {
 TEST(Simplify, KeepsALongChainOfAlternatives) {
   constexpr int kLength = 20'000;
   IptCond all = cond("-p a");
-  for (int i = 0; i < kLength; ++i) all = condOr(std::move(all), cond("-p a"));
-  IptProg prog = closeFi(appendThen(openIf(std::move(all)), target("-j A")));
+  for (int i = 0; i < kLength; ++i) all = all || cond("-p a");
+  IptProg prog = If(all).then({target("-j A")});
   const ProxyIrNode::Pointer exit = makeProxy();
-  prog = sequence(std::move(prog), {exit, exit});
+  prog = sequence({prog, {exit, exit}});
   simplify(prog.first, exit);
   int conditions = 0;
   for (const ProxyIrNode* node = prog.first.get(); node != exit.get();

@@ -319,6 +319,23 @@ TEST(SimplifyNode, MovesModulesAsABlockWithoutReportingAChange) {
   EXPECT_TRUE(runPasses(*node));
 }
 
+// The bypass leads the no-match edge of node 0 past node 3 to the exit, and the merge takes it back
+// from node 1. What they leave is a change when the merge moved modules, and none when it did not.
+TEST(SimplifyNode, CountsAnUndoneBypassOnlyWhenModulesMoved) {
+  const std::string rest = " then 2 else 3\n2: \"-j A\" then 4\n3: then 4\n4: exit end\n";
+  const ProxyIrNode::Pointer moved =
+      graphOf("0: if \"-4 -m a\" (count 0) then 1 else 3\n1: if \"-m b\"" + rest);
+  EXPECT_TRUE(runPasses(*moved));
+  EXPECT_EQ(graphText(moved),
+            "0: if \"-4 -m a -m b\" (count 1) then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
+
+  const ProxyIrNode::Pointer stuck =
+      graphOf("0: if \"-p a\" (count 0) then 1 else 3\n1: if \"-p b\"" + rest);
+  const std::string before = graphText(stuck);
+  EXPECT_FALSE(runPasses(*stuck));
+  EXPECT_EQ(graphText(stuck), before);
+}
+
 // A bypassed node is a predecessor as long as it exists: what follows it is merged only when the
 // last one that holds it lets it go.
 TEST(SimplifyNode, CountsABypassedNodeThatSomebodyHolds) {

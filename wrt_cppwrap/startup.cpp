@@ -1,5 +1,5 @@
-// The objects that exist before main. They stand in this one file because the order of definition
-// is their order of construction: each needs the ones above it. Only the program links this file.
+// The objects that exist before main. They stand in one file because there the order of definition
+// is the order of construction, and each needs those above it. Only programs link this file.
 #include "wrt_cppwrap/uci_config.h"
 
 namespace tavrix {

@@ -1,5 +1,5 @@
-// What the programs share: conditions on a user's options, under which the traffic is blocked, and
-// what is noted when it is. Each call builds fresh nodes.
+// The conditions and actions of one user that the programs of the tables consist of. Each call
+// builds new ones. Without its option, a condition never holds and an action does nothing.
 #pragma once
 
 #include <string_view>
@@ -9,10 +9,10 @@
 
 namespace tavrix::kovsel {
 
-// The text around the option's first value; never holds without the option.
+// The text around the option's first value.
 IptCond ifConfigured(const User& user, std::string_view option, const RuleText& around);
 
-// The connection carries the user's label; never, for a user without one.
+// The connection carries the user's label.
 IptCond isLabelled(const User& user);
 
 // All of the user's traffic is blocked: "reject_user" is "1".
@@ -24,18 +24,18 @@ IptCond hasBlockedHost(const User& user);
 // The connection is of a class to be blocked, and of none of its exempt subclasses.
 IptCond isOfBlockedClass(const User& user);
 
+// The connection is of the class, which `ofClass` tests, and of none of the class's exempt
+// subclasses, which `notSubclass` tests.
+IptCond isOfClass(const User& user, std::string_view trafficClass, const RuleText& ofClass,
+                  const RuleText& notSubclass);
+
 // The packet goes to a destination on the user's blacklist of that family.
 IptCond isBlacklisted(const User& user, const BlacklistTexts& blacklist);
 
-// Puts the packet's destination on the blacklist again, for the set's time-out to start anew;
-// nothing, for a user without one.
+// Puts the packet's destination on the blacklist again, so that its time-out there starts anew.
 IptProg refreshBlacklist(const User& user, const BlacklistTexts& blacklist);
 
-// Increments the counter that the option names; nothing without the option.
+// Increments the counter that the option names.
 IptProg increment(const User& user, std::string_view option);
-
-// `condition` and of none of the class's exempt subclasses, which `notSubclass` tests.
-IptCond exceptSubclasses(IptCond condition, const User& user, std::string_view trafficClass,
-                         const RuleText& notSubclass);
 
 }  // namespace tavrix::kovsel

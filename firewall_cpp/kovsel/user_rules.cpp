@@ -1,7 +1,5 @@
-// Conditions and notes about a user; an option that is absent never holds and does nothing.
-#include "firewall_cpp/kovsel/blocking.h"
-
-#include <utility>
+// How the options of a user become conditions and actions.
+#include "firewall_cpp/kovsel/user_rules.h"
 
 namespace tavrix::kovsel {
 
@@ -23,23 +21,21 @@ IptCond hasBlockedHost(const User& user) {
   return ifConfigured(user, "keywords_user", text::kBlockedHost);
 }
 
-IptCond exceptSubclasses(IptCond condition, const User& user, std::string_view trafficClass,
-                         const RuleText& notSubclass) {
-  for (const std::string_view subclass : user.classExceptions(trafficClass)) {
-    IptCond notExempt = notSubclass.matches(subclass);
-    condition = condAnd(std::move(condition), std::move(notExempt));
-  }
-  return condition;
-}
-
 IptCond isOfBlockedClass(const User& user) {
   IptCond any = makeConstCond(false);
   for (const std::string_view trafficClass : user.values("class_reject_user")) {
-    IptCond blocked = exceptSubclasses(text::kBlockedClass.matches(trafficClass), user,
-                                       trafficClass, text::kNotSubclassOfBlocked);
-    any = condOr(std::move(any), std::move(blocked));
+    any = any || isOfClass(user, trafficClass, text::kBlockedClass, text::kNotSubclassOfBlocked);
   }
   return any;
+}
+
+IptCond isOfClass(const User& user, std::string_view trafficClass, const RuleText& ofClass,
+                  const RuleText& notSubclass) {
+  IptCond all = ofClass.matches(trafficClass);
+  for (const std::string_view subclass : user.classExceptions(trafficClass)) {
+    all = all && notSubclass.matches(subclass);
+  }
+  return all;
 }
 
 IptCond isBlacklisted(const User& user, const BlacklistTexts& blacklist) {
@@ -49,9 +45,7 @@ IptCond isBlacklisted(const User& user, const BlacklistTexts& blacklist) {
 IptProg refreshBlacklist(const User& user, const BlacklistTexts& blacklist) {
   const User::Values& set = user.values(blacklist.option);
   if (set.empty()) return makeEmptyProg();
-  IptIfBlock whenOriginal = openIf(blacklist.isOriginal.matches());
-  IptProg refresh = blacklist.refresh.target(set.front());
-  return closeFi(appendThen(std::move(whenOriginal), std::move(refresh)));
+  return If(blacklist.isOriginal.matches()).then({blacklist.refresh.target(set.front())});
 }
 
 IptProg increment(const User& user, std::string_view option) {

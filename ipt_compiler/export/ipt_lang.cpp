@@ -1,0 +1,87 @@
+// The builders: which nodes they make and in which order they link them.
+#include "ipt_compiler/export/ipt_lang.h"
+
+#include <utility>
+
+#include "ipt_compiler/ir_graph.h"
+#include "ipt_compiler/rule_parser.h"
+
+namespace tavrix {
+namespace {
+
+// A condition node and its two exits.
+IptCond makeCondition(IptMatchList matches) {
+  IptCond cond{makeProxy(), makeProxy(), makeProxy()};
+  cond.entry->matches = std::move(matches);
+  cond.entry->setBranch(_IptIrNode::kNext, cond.trueExit);
+  cond.entry->setBranch(_IptIrNode::kNoMatch, cond.falseExit);
+  return cond;
+}
+
+}  // namespace
+
+IptCond makeMatches(std::string_view text, const char* file, int line) {
+  return makeCondition(parseMatches(text, file, line));
+}
+
+IptCond makeConstCond(bool value) {
+  IptCond cond = makeCondition({});
+  return value ? cond : !std::move(cond);
+}
+
+IptCond operator!(IptCond cond) {
+  std::swap(cond.trueExit, cond.falseExit);
+  return cond;
+}
+
+IptCond operator&&(IptCond a, IptCond b) {
+  // A condition linked to itself would be a cycle, whose nodes are never released.
+  if (a.entry == b.entry) failSetNextTwice();
+  a.trueExit->setNext(b.entry);
+  const auto falseExit = makeProxy();
+  a.falseExit->setNext(falseExit);
+  b.falseExit->setNext(falseExit);
+  return {std::move(b.trueExit), falseExit, std::move(a.entry)};
+}
+
+IptCond operator||(IptCond a, IptCond b) {
+  return !(!std::move(a) && !std::move(b));
+}
+
+IptProg makeTarget(std::string_view text, const char* file, int line) {
+  const auto node = makeProxy();
+  node->targets.push_back(parseTarget(text, file, line));
+  return {node, node};
+}
+
+IptProg makeEmptyProg() {
+  const auto node = makeProxy();
+  return {node, node};
+}
+
+IptIfBlock If(IptCond condition) {
+  return {std::move(condition.entry), std::move(condition.trueExit), std::move(condition.falseExit),
+          makeProxy()};
+}
+
+IptIfBlock IptIfBlock::then(std::initializer_list<IptProg> statements) const {
+  const IptProg body = sequence(statements);
+  tail->setNext(body.first);
+  return {entry, body.last, elseExit, join};
+}
+
+IptProg IptIfBlock::orElse(std::initializer_list<IptProg> statements) const {
+  const IptProg otherwise = sequence(statements);
+  elseExit->setNext(otherwise.first);
+  tail->setNext(join);
+  otherwise.last->setNext(join);
+  return {entry, join};
+}
+
+IptIfBlock::operator IptProg() const {
+  tail->setNext(join);
+  elseExit->setNext(join);
+  return {entry, join};
+}
+
+}  // namespace tavrix
