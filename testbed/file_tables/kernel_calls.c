@@ -1,0 +1,204 @@
+/* Preloaded into the legacy save and restore tools: stands in for the kernel's tables. The tools
+ * reach those only through a raw socket, and none is ever made here. Each call below decides as the
+ * kernel's own does, on tables in files; what it does not know ends the program. */
+#define _GNU_SOURCE
+#include <dlfcn.h>
+#include <errno.h>
+#include <spawn.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "testbed/file_tables/kernel_checks.h"
+#include "testbed/file_tables/table_file.h"
+
+#define INTERCEPTED __attribute__((visibility("default")))
+
+_Noreturn static void refuse(const char* call, int first, int second) {
+  fprintf(stderr, "%s: no kernel stands behind %s(..., %d, %d)\n", program_invocation_short_name,
+          call, first, second);
+  abort();
+}
+
+/* 0, or -1 with the error number set, as calls return it. */
+static int as_returned(int error) {
+  if (error != 0) errno = error;
+  return error == 0 ? 0 : -1;
+}
+
+static int get_info(const struct family* family, void* value, socklen_t length) {
+  struct ipt_getinfo* info = value;
+  if (length != sizeof *info) return EINVAL;
+  info->name[sizeof info->name - 1] = '\0';
+  struct table table;
+  const int error = load_table(&table, family, info->name);
+  if (error == 0) *info = table.info;
+  free_table(&table);
+  return error;
+}
+
+static int get_entries(const struct family* family, void* value, socklen_t length) {
+  struct ipt_get_entries* request = value;
+  if (length < sizeof *request || length - sizeof *request != request->size) return EINVAL;
+  request->name[sizeof request->name - 1] = '\0';
+  struct table table;
+  int error = load_table(&table, family, request->name);
+  if (error == 0 && table.info.size != request->size) error = EAGAIN;
+  if (error == 0) memcpy(request->entrytable, table.entries, table.info.size);
+  free_table(&table);
+  return error;
+}
+
+/* The answer is the revision, on success. Every revision that the tools ask for is known. */
+static int get_revision(const struct family* family, bool is_target, const void* value,
+                        socklen_t length) {
+  const struct xt_get_revision* request = value;
+  if (length != sizeof *request) return as_returned(EINVAL);
+  if (!is_extension(family, is_target, request->name)) return as_returned(ENOENT);
+  return request->revision;
+}
+
+/* Fills `table` from a request and checks it. */
+static int read_request(struct table* table, const struct ipt_replace* request, socklen_t length) {
+  if (length < sizeof *request || length - sizeof *request != request->size) return EINVAL;
+  memcpy(table->info.name, request->name, sizeof table->info.name - 1);
+  table->info.valid_hooks = request->valid_hooks;
+  memcpy(table->info.hook_entry, request->hook_entry, sizeof table->info.hook_entry);
+  memcpy(table->info.underflow, request->underflow, sizeof table->info.underflow);
+  table->info.num_entries = request->num_entries;
+  table->info.size = request->size;
+  table->entries = malloc(request->size + 1);
+  if (table->entries == NULL) return ENOMEM;
+  memcpy(table->entries, (const unsigned char*)request + sizeof *request, request->size);
+  const int error = read_rules(table);
+  return error != 0 ? error : find_objection(table);
+}
+
+/* The new rules begin at zero; the counts of the old ones go to the caller. */
+static int exchange_tables(const struct table* old, const struct table* new,
+                           const struct ipt_replace* request) {
+  if (request->num_counters != old->info.num_entries) return EAGAIN;
+  for (uint32_t i = 0; i < old->info.num_entries; ++i) {
+    request->counters[i] = *rule_counters(old, &old->rules[i]);
+  }
+  for (uint32_t i = 0; i < new->info.num_entries; ++i) {
+    *rule_counters(new, &new->rules[i]) = (struct xt_counters){0, 0};
+  }
+  store_table(new);
+  return 0;
+}
+
+static int set_replace(const struct family* family, const void* value, socklen_t length) {
+  struct table new = {.family = family};
+  struct table old = {.family = family};
+  int error = read_request(&new, value, length);
+  if (error == 0) error = load_table(&old, family, new.info.name);
+  if (error == 0) error = exchange_tables(&old, &new, value);
+  free_table(&old);
+  free_table(&new);
+  return error;
+}
+
+static int add_counters(const struct family* family, const void* value, socklen_t length) {
+  const struct xt_counters_info* request = value;
+  if (length < sizeof *request ||
+      (length - sizeof *request) / sizeof *request->counters != request->num_counters) {
+    return EINVAL;
+  }
+  char name[sizeof request->name] = "";
+  memcpy(name, request->name, sizeof name - 1);
+  struct table table;
+  int error = load_table(&table, family, name);
+  if (error == 0 && request->num_counters != table.info.num_entries) error = EINVAL;
+  for (uint32_t i = 0; i < table.info.num_entries && error == 0; ++i) {
+    struct xt_counters* counters = rule_counters(&table, &table.rules[i]);
+    counters->pcnt += request->counters[i].pcnt;
+    counters->bcnt += request->counters[i].bcnt;
+  }
+  if (error == 0) store_table(&table);
+  free_table(&table);
+  return error;
+}
+
+/* Sets of either family. */
+static int get_ip_set(void* value, socklen_t length) {
+  struct ip_set_req_version* version = value;
+  struct ip_set_req_get_set* by_number = value;
+  struct ip_set_req_get_set_family* by_name = value;
+  if (length >= sizeof *version && version->op == IP_SET_OP_VERSION) {
+    version->version = IPSET_PROTOCOL;
+  } else if (length == sizeof *by_name && by_name->op == IP_SET_OP_GET_FNAME) {
+    by_name->family = NFPROTO_UNSPEC;
+    by_name->set.index = (ip_set_id_t)ip_set_number(by_name->set.name);
+  } else if (length == sizeof *by_number && by_number->op == IP_SET_OP_GET_BYINDEX) {
+    if (!ip_set_name(by_number->set.index, by_number->set.name)) by_number->set.name[0] = '\0';
+  } else {
+    return EBADMSG;
+  }
+  return 0;
+}
+
+/* Null for the levels of other sockets, such as those that look up the name of a host. */
+static const struct family* family_of(int level) {
+  if (level == ipv4_family.level) return &ipv4_family;
+  return level == ipv6_family.level ? &ipv6_family : NULL;
+}
+
+INTERCEPTED int socket(int domain, int type, int protocol) {
+  const bool is_ip = domain == AF_INET || domain == AF_INET6;
+  const bool is_raw = (type & ~(SOCK_CLOEXEC | SOCK_NONBLOCK)) == SOCK_RAW;
+  if (is_ip && is_raw && protocol == IPPROTO_RAW) return memfd_create("kernel", MFD_CLOEXEC);
+  if (is_ip && is_raw) refuse("socket", domain, type);
+  return (int)syscall(SYS_socket, domain, type, protocol);
+}
+
+INTERCEPTED int getsockopt(int socket, int level, int option, void* value, socklen_t* length) {
+  const struct family* family = family_of(level);
+  const bool is_ipv4 = family == &ipv4_family;
+  if (family == NULL || option < IPT_BASE_CTL) {
+    return (int)syscall(SYS_getsockopt, socket, level, option, value, length);
+  }
+  if (option == IPT_SO_GET_INFO) return as_returned(get_info(family, value, *length));
+  if (option == IPT_SO_GET_ENTRIES) return as_returned(get_entries(family, value, *length));
+  if (option == (is_ipv4 ? IPT_SO_GET_REVISION_MATCH : IP6T_SO_GET_REVISION_MATCH)) {
+    return get_revision(family, false, value, *length);
+  }
+  if (option == (is_ipv4 ? IPT_SO_GET_REVISION_TARGET : IP6T_SO_GET_REVISION_TARGET)) {
+    return get_revision(family, true, value, *length);
+  }
+  if (option == SO_IP_SET && is_ipv4) return as_returned(get_ip_set(value, *length));
+  refuse("getsockopt", level, option);
+}
+
+INTERCEPTED int setsockopt(int socket, int level, int option, const void* value,
+                           socklen_t length) {
+  const struct family* family = family_of(level);
+  if (family == NULL || option < IPT_BASE_CTL) {
+    return (int)syscall(SYS_setsockopt, socket, level, option, value, length);
+  }
+  if (option == IPT_SO_SET_REPLACE) return as_returned(set_replace(family, value, length));
+  if (option == IPT_SO_SET_ADD_COUNTERS) return as_returned(add_counters(family, value, length));
+  refuse("setsockopt", level, option);
+}
+
+/* The save tool reads here which tables there are when it is not told one. */
+INTERCEPTED FILE* fopen64(const char* path, const char* mode) {
+  if (strcmp(path, "/proc/net/ip_tables_names") == 0 ||
+      strcmp(path, "/proc/net/ip6_tables_names") == 0) {
+    return fmemopen((void*)(uintptr_t)table_names, strlen(table_names), "r");
+  }
+  return fopen(path, mode);
+}
+
+/* A tool that misses a table starts modprobe: no module would help. */
+INTERCEPTED int posix_spawn(pid_t* process, const char* path,
+                            const posix_spawn_file_actions_t* actions,
+                            const posix_spawnattr_t* attributes, char* const arguments[],
+                            char* const environment[]) {
+  (void)process, (void)path, (void)actions, (void)attributes, (void)arguments, (void)environment;
+  return ENOENT;
+}

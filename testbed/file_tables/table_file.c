@@ -1,0 +1,119 @@
+/* Reads and writes the files of the tables and of the set names. */
+#define _GNU_SOURCE
+#include "testbed/file_tables/table_file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+__attribute__((format(printf, 1, 2), noreturn)) static void fail(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  fprintf(stderr, "%s: ", program_invocation_short_name);
+  vfprintf(stderr, format, arguments);
+  fputc('\n', stderr);
+  va_end(arguments);
+  exit(1);
+}
+
+/* A path in the directory, for the caller to free. */
+__attribute__((format(printf, 1, 2))) static char* path_of(const char* format, ...) {
+  const char* directory = getenv("TESTBED_TABLES");
+  if (directory == NULL || *directory == '\0') {
+    fail("TESTBED_TABLES must name the directory of the table files");
+  }
+  if (mkdir(directory, 0777) != 0 && errno != EEXIST) {
+    fail("cannot make %s: %s", directory, strerror(errno));
+  }
+  char* name = NULL;
+  char* path = NULL;
+  va_list arguments;
+  va_start(arguments, format);
+  const bool made = vasprintf(&name, format, arguments) >= 0 &&
+                    asprintf(&path, "%s/%s", directory, name) >= 0;
+  va_end(arguments);
+  if (!made) fail("%s", strerror(ENOMEM));
+  free(name);
+  return path;
+}
+
+/* A file is the table's description and its entries. False when that is not what it holds. */
+static bool read_table(struct table* table, FILE* file, const char* name) {
+  struct stat status;
+  if (fstat(fileno(file), &status) != 0 || fread(&table->info, sizeof table->info, 1, file) != 1 ||
+      strncmp(table->info.name, name, sizeof table->info.name) != 0 ||
+      status.st_size != (off_t)sizeof table->info + (off_t)table->info.size) {
+    return false;
+  }
+  table->entries = malloc(table->info.size);
+  if (table->entries == NULL) fail("%s", strerror(ENOMEM));
+  return fread(table->entries, table->info.size, 1, file) == 1 && read_rules(table) == 0;
+}
+
+int load_table(struct table* table, const struct family* family, const char* name) {
+  *table = (struct table){.family = family};
+  const struct table_layout* layout = find_layout(name);
+  if (layout == NULL) return ENOENT;
+  char* path = path_of("%s.%s", family->tool, name);
+  FILE* file = fopen(path, "rbe");
+  if (file == NULL && errno != ENOENT) fail("cannot read %s: %s", path, strerror(errno));
+  if (file != NULL) {
+    if (!read_table(table, file, name)) fail("%s is damaged", path);
+    fclose(file);
+  }
+  free(path);
+  return file != NULL ? 0 : make_initial_table(table, family, layout);
+}
+
+void store_table(const struct table* table) {
+  char* path = path_of("%s.%s", table->family->tool, table->info.name);
+  char* new_path = path_of("%s.%s.XXXXXX", table->family->tool, table->info.name);
+  const int descriptor = mkostemp(new_path, O_CLOEXEC);
+  FILE* file = descriptor < 0 ? NULL : fdopen(descriptor, "wb");
+  if (file == NULL) fail("cannot make %s: %s", new_path, strerror(errno));
+  bool written = fwrite(&table->info, sizeof table->info, 1, file) == 1 &&
+                 fwrite(table->entries, table->info.size, 1, file) == 1;
+  written = fclose(file) == 0 && written;
+  if (!written || rename(new_path, path) != 0) {
+    const int error = errno;
+    unlink(new_path);
+    fail("cannot write %s: %s", path, strerror(error));
+  }
+  free(path);
+  free(new_path);
+}
+
+/* The set names, one record after the other; a set's number is the place of its record. */
+static FILE* open_ip_sets(void) {
+  char* path = path_of("ip_sets");
+  FILE* file = fopen(path, "a+be");
+  if (file == NULL) fail("cannot open %s: %s", path, strerror(errno));
+  free(path);
+  rewind(file);
+  return file;
+}
+
+unsigned ip_set_number(const char name[IPSET_MAXNAMELEN]) {
+  FILE* file = open_ip_sets();
+  char record[IPSET_MAXNAMELEN];
+  unsigned number = 0;
+  while (fread(record, sizeof record, 1, file) == 1 && strncmp(record, name, sizeof record) != 0) {
+    ++number;
+  }
+  if (feof(file) && fwrite(name, sizeof record, 1, file) != 1) fail("cannot note the IP set");
+  fclose(file);
+  return number;
+}
+
+bool ip_set_name(unsigned number, char name[IPSET_MAXNAMELEN]) {
+  FILE* file = open_ip_sets();
+  const bool found = fseek(file, (long)number * IPSET_MAXNAMELEN, SEEK_SET) == 0 &&
+                     fread(name, IPSET_MAXNAMELEN, 1, file) == 1;
+  fclose(file);
+  return found;
+}
