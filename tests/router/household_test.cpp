@@ -13,7 +13,8 @@ using testing::HasSubstr;
 // show_generated prints the generated rules of the six tables, without those of other programs.
 const std::string kFunctions = R"sh(
 show_one() {
-  show $1 $2 | awk -v title="$1 $2" -f ")sh" SHOW_TABLES R"sh(" | grep -v -e '^     ' -e '^  without rules' -e '^$'
+  show $1 $2 | awk -v title="$1 $2" -f ")sh" SHOW_TABLES
+                               R"sh(" | grep -v -e '^     ' -e '^  without rules' -e '^$'
 }
 show_generated() { for_all show_one; }
 )sh";
