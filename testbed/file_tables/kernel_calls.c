@@ -2,7 +2,6 @@
  * reach those only through a raw socket, and none is ever made here. Each call below decides as the
  * kernel's own does, on tables in files; what it does not know ends the program. */
 #define _GNU_SOURCE
-#include <dlfcn.h>
 #include <errno.h>
 #include <spawn.h>
 #include <stdio.h>
@@ -78,48 +77,15 @@ static int read_request(struct table* table, const struct ipt_replace* request, 
   return error != 0 ? error : find_objection(table);
 }
 
-/* The new rules begin at zero; the counts of the old ones go to the caller. */
-static int exchange_tables(const struct table* old, const struct table* new,
-                           const struct ipt_replace* request) {
-  if (request->num_counters != old->info.num_entries) return EAGAIN;
-  for (uint32_t i = 0; i < old->info.num_entries; ++i) {
-    request->counters[i] = *rule_counters(old, &old->rules[i]);
+/* The entries are kept as they are, counters too: libiptc has put in what it adds later. */
+static int set_replace(const struct family* family, const struct ipt_replace* request,
+                       socklen_t length) {
+  struct table table = {.family = family};
+  const int error = read_request(&table, request, length);
+  if (error == 0) {
+    memset(request->counters, 0, request->num_counters * sizeof *request->counters);
+    store_table(&table);
   }
-  for (uint32_t i = 0; i < new->info.num_entries; ++i) {
-    *rule_counters(new, &new->rules[i]) = (struct xt_counters){0, 0};
-  }
-  store_table(new);
-  return 0;
-}
-
-static int set_replace(const struct family* family, const void* value, socklen_t length) {
-  struct table new = {.family = family};
-  struct table old = {.family = family};
-  int error = read_request(&new, value, length);
-  if (error == 0) error = load_table(&old, family, new.info.name);
-  if (error == 0) error = exchange_tables(&old, &new, value);
-  free_table(&old);
-  free_table(&new);
-  return error;
-}
-
-static int add_counters(const struct family* family, const void* value, socklen_t length) {
-  const struct xt_counters_info* request = value;
-  if (length < sizeof *request ||
-      (length - sizeof *request) / sizeof *request->counters != request->num_counters) {
-    return EINVAL;
-  }
-  char name[sizeof request->name] = "";
-  memcpy(name, request->name, sizeof name - 1);
-  struct table table;
-  int error = load_table(&table, family, name);
-  if (error == 0 && request->num_counters != table.info.num_entries) error = EINVAL;
-  for (uint32_t i = 0; i < table.info.num_entries && error == 0; ++i) {
-    struct xt_counters* counters = rule_counters(&table, &table.rules[i]);
-    counters->pcnt += request->counters[i].pcnt;
-    counters->bcnt += request->counters[i].bcnt;
-  }
-  if (error == 0) store_table(&table);
   free_table(&table);
   return error;
 }
@@ -174,14 +140,13 @@ INTERCEPTED int getsockopt(int socket, int level, int option, void* value, sockl
   refuse("getsockopt", level, option);
 }
 
-INTERCEPTED int setsockopt(int socket, int level, int option, const void* value,
-                           socklen_t length) {
+INTERCEPTED int setsockopt(int socket, int level, int option, const void* value, socklen_t length) {
   const struct family* family = family_of(level);
   if (family == NULL || option < IPT_BASE_CTL) {
     return (int)syscall(SYS_setsockopt, socket, level, option, value, length);
   }
   if (option == IPT_SO_SET_REPLACE) return as_returned(set_replace(family, value, length));
-  if (option == IPT_SO_SET_ADD_COUNTERS) return as_returned(add_counters(family, value, length));
+  if (option == IPT_SO_SET_ADD_COUNTERS) return 0;
   refuse("setsockopt", level, option);
 }
 

@@ -1,11 +1,11 @@
-/* The loop check walks from every hook and notes which rules it reaches; then every match and target
- * is held against its row in the table of limits. */
+/* The loop check walks from every hook and notes which rules it reaches; then every match and
+ * target is held against its row in the table of limits. */
 #include "testbed/file_tables/kernel_checks.h"
 
 #include <errno.h>
 #include <linux/netfilter/xt_NFQUEUE.h>
 #include <linux/netfilter/xt_TCPMSS.h>
-#include <linux/netfilter/xt_multiport.h>
+#include <linux/netfilter/xt_limit.h>
 #include <linux/netfilter/xt_tcpudp.h>
 #include <linux/netfilter_ipv4/ipt_REJECT.h>
 #include <linux/netfilter_ipv6/ip6t_REJECT.h>
@@ -33,6 +33,13 @@ static int check_multiport(const struct use* use) {
     default:
       return EINVAL;
   }
+}
+
+/* The kernel counts what a full burst is worth in 32 bits, which hold about a day and a half. */
+static int check_limit(const struct use* use) {
+  const uint64_t longest = (uint64_t)134217 * XT_LIMIT_SCALE;
+  const struct xt_rateinfo* limit = use->data;
+  return limit->burst == 0 || (uint64_t)limit->avg * limit->burst > longest ? ERANGE : 0;
 }
 
 /* Only TCP can be reset. */
@@ -74,18 +81,13 @@ static int check_mss(const struct use* use) {
   return unknown_route || !matches_only_syn(use) ? EINVAL : 0;
 }
 
-static int check_tproxy(const struct use* use) {
-  const uint8_t protocol = use->rule->protocol;
-  return protocol == IPPROTO_TCP || protocol == IPPROTO_UDP ? 0 : EINVAL;
-}
-
 /* Where the kernel takes an extension. */
 struct limits {
   const char* name;
   const struct family* family; /* null: both */
   const char* table;           /* the only one; null: all */
   unsigned hooks;              /* 0: all */
-  uint8_t protocol;            /* that the rule must demand; 0: none */
+  uint16_t protocol;           /* that the rule must demand; 0: none */
   uint16_t data_size;          /* at least, of what the check looks at */
   int (*check)(const struct use* use);
 };
@@ -102,11 +104,10 @@ static const struct limits match_limits[] = {
     {.name = "icmp6", .family = &ipv6_family, .protocol = IPPROTO_ICMPV6},
     {.name = "iprange"},
     {.name = "length"},
-    {.name = "limit"},
+    {.name = "limit", .data_size = sizeof(struct xt_rateinfo), .check = check_limit},
     {.name = "mac", .hooks = HOOK(PRE_ROUTING) | HOOK(LOCAL_IN) | HOOK(FORWARD)},
     {.name = "mark"},
     {.name = "multiport", .check = check_multiport},
-    {.name = "owner", .hooks = HOOK(LOCAL_OUT) | HOOK(POST_ROUTING)},
     {.name = "pkttype"},
     {.name = "set"},
     {.name = "state"},
@@ -122,7 +123,6 @@ static const struct limits target_limits[] = {
     {.name = XT_STANDARD_TARGET},
     {.name = XT_ERROR_TARGET},
     {.name = "CONNMARK"},
-    {.name = "CT", .table = "raw"},
     {.name = "DNAT", .table = "nat", .hooks = HOOK(PRE_ROUTING) | HOOK(LOCAL_OUT)},
     {.name = "DSCP", .table = "mangle"},
     {.name = "HL", .family = &ipv6_family, .table = "mangle"},
@@ -131,17 +131,25 @@ static const struct limits target_limits[] = {
     {.name = "MASQUERADE", .table = "nat", .hooks = HOOK(POST_ROUTING)},
     {.name = "NFLOG"},
     {.name = "NFQUEUE", .data_size = sizeof(struct xt_NFQ_info_v1), .check = check_queue},
-    {.name = "NOTRACK", .table = "raw"},
     {.name = "REDIRECT", .table = "nat", .hooks = HOOK(PRE_ROUTING) | HOOK(LOCAL_OUT)},
-    {.name = "REJECT", .family = &ipv4_family, .table = "filter", .hooks = FILTER_HOOKS,
-     .data_size = sizeof(struct ipt_reject_info), .check = check_reject},
-    {.name = "REJECT", .family = &ipv6_family, .table = "filter", .hooks = FILTER_HOOKS,
-     .data_size = sizeof(struct ip6t_reject_info), .check = check_reject_ipv6},
+    {.name = "REJECT",
+     .family = &ipv4_family,
+     .table = "filter",
+     .hooks = FILTER_HOOKS,
+     .data_size = sizeof(struct ipt_reject_info),
+     .check = check_reject},
+    {.name = "REJECT",
+     .family = &ipv6_family,
+     .table = "filter",
+     .hooks = FILTER_HOOKS,
+     .data_size = sizeof(struct ip6t_reject_info),
+     .check = check_reject_ipv6},
     {.name = "SET"},
     {.name = "SNAT", .table = "nat", .hooks = HOOK(POST_ROUTING) | HOOK(LOCAL_IN)},
-    {.name = "TCPMSS", .protocol = IPPROTO_TCP, .data_size = sizeof(struct xt_tcpmss_info),
+    {.name = "TCPMSS",
+     .protocol = IPPROTO_TCP,
+     .data_size = sizeof(struct xt_tcpmss_info),
      .check = check_mss},
-    {.name = "TPROXY", .table = "mangle", .hooks = HOOK(PRE_ROUTING), .check = check_tproxy},
     {.name = "TRACE", .table = "raw"},
     {.name = "TTL", .family = &ipv4_family, .table = "mangle"},
 };
@@ -192,23 +200,23 @@ static int check_rule(const struct table* table, const struct rule* rule) {
 
 /* Marks the rules from `first` on, up to `end`, as no longer being walked. */
 static void leave_chain(struct table* table, uint32_t first, uint32_t end) {
-  for (uint32_t i = first; i < end; ++i) table->rules[i].on_path = false;
+  for (uint32_t i = first; i < end; ++i) table->rules[i].is_walked = false;
 }
 
-/* Walks every way from one hook, and no rule twice. Like the kernel, it takes a goto for a jump that
- * comes back. False when a way runs in a loop or over the table's end. `jumps` has room for every
- * rule: those of the jumps that the walk has not come back from. */
+/* Walks every way from one hook, and no rule twice. Like the kernel, it takes a goto for a jump
+ * that comes back. False when a way runs in a loop or over the table's end. `jumps` has room for
+ * every rule: those of the jumps that the walk has not come back from. */
 static bool walk_from_hook(struct table* table, unsigned hook, uint32_t start, uint32_t* jumps) {
   const uint8_t bit = (uint8_t)(1U << hook);
   uint32_t depth = 0;
   uint32_t at = start;
   for (;;) {
-    if (at == table->info.num_entries || table->rules[at].on_path) return false;
+    if (at == table->info.num_entries || table->rules[at].is_walked) return false;
     struct rule* rule = &table->rules[at];
     const bool is_new = (rule->hooks & bit) == 0;
     rule->hooks |= bit;
     if (is_new && !rule->is_final) {
-      rule->on_path = true;
+      rule->is_walked = true;
       if (rule->destination == NO_RULE) {
         ++at;
       } else {

@@ -1,4 +1,5 @@
-/* What only the kernel checks when it is given a table: the tools have refused wrong options before.
+/* What only the kernel checks when it is given a table: the tools have refused wrong options
+ * before.
  */
 #pragma once
 

@@ -3,7 +3,8 @@
  *
  * Without the stand-in for the kernel the tool would change this machine's tables, and a library
  * that cannot be preloaded is no error to the dynamic loader. So this program looks for the library
- * first, and has the kernel refuse raw sockets to the tool, whoever runs it and whatever happens. */
+ * first, and has the kernel refuse raw sockets to the tool, whoever runs it and whatever happens.
+ */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <linux/filter.h>
@@ -48,8 +49,8 @@ static void preload_library(void) {
 
 static void refuse_raw_sockets(void) {
   /* The kernel has the arguments in 64 bits; the type of a socket is in the lower half. */
-  const unsigned type_offset = offsetof(struct seccomp_data, args[1]) +
-                               (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 4 : 0);
+  const unsigned type_offset =
+      offsetof(struct seccomp_data, args[1]) + (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 4 : 0);
   struct sock_filter filter[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_socket, 0, 4),

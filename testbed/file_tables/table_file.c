@@ -34,8 +34,8 @@ __attribute__((format(printf, 1, 2))) static char* path_of(const char* format, .
   char* path = NULL;
   va_list arguments;
   va_start(arguments, format);
-  const bool made = vasprintf(&name, format, arguments) >= 0 &&
-                    asprintf(&path, "%s/%s", directory, name) >= 0;
+  const bool made =
+      vasprintf(&name, format, arguments) >= 0 && asprintf(&path, "%s/%s", directory, name) >= 0;
   va_end(arguments);
   if (!made) fail("%s", strerror(ENOMEM));
   free(name);
@@ -56,18 +56,18 @@ static bool read_table(struct table* table, FILE* file, const char* name) {
 }
 
 int load_table(struct table* table, const struct family* family, const char* name) {
-  *table = (struct table){.family = family};
-  const struct table_layout* layout = find_layout(name);
-  if (layout == NULL) return ENOENT;
+  const int error = make_initial_table(table, family, name);
+  if (error != 0) return error;
   char* path = path_of("%s.%s", family->tool, name);
   FILE* file = fopen(path, "rbe");
   if (file == NULL && errno != ENOENT) fail("cannot read %s: %s", path, strerror(errno));
   if (file != NULL) {
+    free_table(table);
     if (!read_table(table, file, name)) fail("%s is damaged", path);
     fclose(file);
   }
   free(path);
-  return file != NULL ? 0 : make_initial_table(table, family, layout);
+  return 0;
 }
 
 void store_table(const struct table* table) {

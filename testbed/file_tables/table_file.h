@@ -14,7 +14,8 @@ int load_table(struct table* table, const struct family* family, const char* nam
 /* Replaces the file in one step: whoever is killed meanwhile leaves the old one. */
 void store_table(const struct table* table);
 
-/* The number of an IP set, whose name fills up with zeros. Every set exists: a new name is noted. */
+/* The number of an IP set, whose name fills up with zeros. Every set exists: a new name is noted.
+ */
 unsigned ip_set_number(const char name[IPSET_MAXNAMELEN]);
 /* False when no set has that number. */
 bool ip_set_name(unsigned number, char name[IPSET_MAXNAMELEN]);

@@ -32,7 +32,7 @@ inline constexpr std::array<PassName, 6> kPasses = {{{"iptables", "mangle"},
                                                      {"ip6tables", "filter"}}};
 
 enum class Tools {
-  Files,  // tables in files: what is restored has to be what a kernel would take
+  Files,  // the real tools on tables in files: what is restored has to be what a kernel would take
   Texts,  // save prints what was restored last, byte for byte; restore takes everything
 };
 
@@ -44,8 +44,8 @@ struct Scenario {
   // What a scripted daemon says instead of the bus (without `bus`); see bus_replay.h.
   std::optional<std::vector<std::string>> replay;
   Tools tools = Tools::Files;
-  // The tables before the first run, by PassName::key. With Tools::Files the others are empty
-  // ones; with Tools::Texts their save text is empty.
+  // The tables before the first run, by PassName::key. With Tools::Files they are restored, and the
+  // others are empty ones; with Tools::Texts their save text is empty.
   std::map<std::string, std::string> tables;
   // Shell text that the n-th start of a tool (from 1, in each run) runs before its work.
   std::map<int, std::string> scripts;
@@ -54,6 +54,7 @@ struct Scenario {
   std::string after;
 };
 
+// With Tools::Files the texts are without the version and the time that the save tools print.
 struct RunRecord {
   int status = -1;  // as a shell tells it: 128 + the signal's number
   std::string out;
@@ -62,7 +63,7 @@ struct RunRecord {
   std::vector<std::string> calls;
   std::vector<std::string> restoreTexts;      // standard input of each restore tool
   std::optional<std::string> outputFile;      // what the run left at "/tmp/ipt_compiler_out"
-  std::map<std::string, std::string> tables;  // as in Scenario, those that have a file
+  std::map<std::string, std::string> tables;  // as in Scenario, those that were restored
 };
 
 inline constexpr int kAborted = 128 + 6;

@@ -1,11 +1,11 @@
 #!/bin/sh
 # Stands first in PATH under the names of the four save and restore tools. Notes how it was started
-# and what it was given, then does the work through the testbed's tables in files, or on texts that
+# and what it was given, then does the work through the real tool on tables in files, or on texts that
 # are kept byte for byte.
 #
 # RECORD is the directory of this run's notes, SCRIPTS the one of scripts to run instead (named
 # after the number of the start, from 1). TEXTS, when set, is the directory of the kept texts;
-# otherwise FILE_TOOLS holds the testbed's tools.
+# otherwise FILE_TOOLS holds the real tools.
 name=${0##*/}
 preload=${LD_PRELOAD-}
 unset LD_PRELOAD

@@ -1,5 +1,4 @@
 // The platform's matches: which options each takes, and that the tools print back what was written.
-// Tables in files know the same matches and must decide alike.
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -24,8 +23,8 @@ class PlatformMatches : public testing::TestWithParam<std::string> {
 
   // Feeds each text to the restore tools of both families, every one on empty tables; one outcome
   // per family and text, IPv4 first:
-  //   the exit status, a newline, and the rules that the table then has; or, when it was refused
-  //   by the kernel's tools, the tool's message without the tool's name
+  //   the exit status, a newline, and the rules that the table then has; or, when it was refused,
+  //   the tool's message without the tool's name
   static std::vector<std::string> outcomes(const std::vector<std::string>& texts) {
     const TempDir directory;
     for (std::size_t i = 0; i < texts.size(); ++i) {
@@ -45,7 +44,7 @@ for family in iptables ip6tables; do
       echo $status
       if [ $status = 0 ]; then
         $family-save -t mangle | grep -e ^-A || true
-      elif [ $TESTBED_TABLES_KIND != files ]; then
+      else
         sed -n '1s/^ip6*tables[^:]*: //; 1p' /tmp/message
       fi
     } > $directory/$family.$index
@@ -90,8 +89,7 @@ done)sh");
     const std::vector<std::string> found = outcomes(texts);
     for (std::size_t i = 0; i < found.size(); ++i) {
       const Refusal& refusal = refusals[i % refusals.size()];
-      EXPECT_EQ(found[i], GetParam() == "files" ? "2\n" : "2\n" + refusal.message + "\n")
-          << refusal.rule;
+      EXPECT_EQ(found[i], "2\n" + refusal.message + "\n") << refusal.rule;
     }
   }
 };
@@ -220,11 +218,7 @@ TEST_P(PlatformMatches, AMatchThatTheKernelHasNoRoomForIsRefused) {
   std::string quotes;
   for (int i = 0; i < 120; ++i) quotes += "\\\"";
   const std::string rule = "-m tavrix-xthostset --set-name \"" + quotes + "\"";
-  if (GetParam() == "files") {
-    expectEchoed({rule});
-  } else {
-    expectRefused({{rule, "a platform match is longer than 254 characters"}});
-  }
+  expectRefused({{rule, "a platform match is longer than 254 characters"}});
 }
 
 }  // namespace
