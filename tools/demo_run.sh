@@ -10,7 +10,7 @@ families=(iptables ip6tables)
 tables=(mangle nat filter)
 declare -A family_titles=([iptables]=IPv4 [ip6tables]=IPv6)
 colours=()
-if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then colours=(--colours); fi
+if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then colours=(-v colours=1); fi
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -51,8 +51,8 @@ echo "before. The rules of a chain are indented under the first rule that leads 
 for family in "${families[@]}"; do
   for table in "${tables[@]}"; do
     echo
-    "$build/testbed/show_tables" "${colours[@]}" "${family_titles[$family]} $table" \
-      < "$work/first/$family.$table"
+    awk -v title="${family_titles[$family]} $table" "${colours[@]}" -f tools/show_tables.awk \
+      "$work/first/$family.$table"
   done
 done
 

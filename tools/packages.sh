@@ -1,7 +1,8 @@
 # Sourced by ./demo, ./check and the commands beside it: the Debian packages that each needs, and
 # how they get installed.
 
-demo_packages=(g++ cmake ninja-build iptables libxtables-dev iproute2 ipset util-linux)
+# proot: for containers that refuse namespaces.
+demo_packages=(g++ cmake ninja-build iptables libxtables-dev iproute2 ipset util-linux proot)
 check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format clang-tidy
                 libgtest-dev libgmock-dev libbenchmark-dev libboost-graph-dev git)
 mutation_packages=("${check_packages[@]}" lld python3)

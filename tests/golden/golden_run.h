@@ -78,9 +78,9 @@ class RouterFailed : public std::runtime_error {
   int status_;
 };
 
-// Throws RouterFailed unless the router's run ended with 0. Where namespaces are refused, an
-// ordinary user may not have the machine's own paths either: that skips the running test, with the
-// router's reason, by gtest's exception for what is reported already.
+// Throws RouterFailed unless the router's run ended with 0. Where the system refuses namespaces and
+// tracing, the running test is skipped with the router's reason, by gtest's exception for what is
+// reported already.
 void requireSuccess(const test_support::ProcessResult& routerRun);
 
 // One record for each of scenario.configs. Throws as requireSuccess does.

@@ -8,7 +8,7 @@ void HouseholdTest::SetUp() {
   if (IsSkipped()) return;
   const auto result = router_test::runScript(
       {"--no-bus", "--tables=" + GetParam(), "--config=" + kExample}, "true");
-  // The kernel's tables are there, so the sets and the plugins have to be.
+  // The kernel's tables are there, so the sets have to be.
   ASSERT_EQ(result.exitStatus, 0) << result.err;
 }
 

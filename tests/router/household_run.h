@@ -1,5 +1,4 @@
-// The product on real tables with a configuration of access control. Skipped, with the reason,
-// where the plugins for the platform's matches or the IP sets cannot be had.
+// The product on real tables with a configuration of access control.
 #pragma once
 
 #include <string>

@@ -10,12 +10,11 @@ namespace {
 using test_support::ProcessResult;
 using testing::HasSubstr;
 
-const std::string kShowTables = SHOW_TABLES_PROGRAM;
-
 // show_generated prints the generated rules of the six tables, without those of other programs.
 const std::string kFunctions = R"sh(
 show_one() {
-  show $1 $2 | $show_tables "$1 $2" | grep -v -e '^     ' -e '^  without rules' -e '^$'
+  show $1 $2 | awk -v title="$1 $2" -f ")sh" SHOW_TABLES
+                               R"sh(" | grep -v -e '^     ' -e '^  without rules' -e '^$'
 }
 show_generated() { for_all show_one; }
 )sh";
@@ -23,7 +22,7 @@ show_generated() { for_all show_one; }
 class Household : public HouseholdTest {
  protected:
   static ProcessResult run(const std::string& config, const std::string& script) {
-    return ProductTest::run(config, "show_tables='" + kShowTables + "'" + kFunctions + script);
+    return ProductTest::run(config, kFunctions + script);
   }
 
   // The rules are as written down, a second run leaves them as they are, and without the

@@ -1,6 +1,6 @@
-/* `deny namespaces|network|mounts COMMAND...`: runs a command to which the system refuses what is
- * named, as in an ordinary container. A system call filter, so it needs no rights, and everything
- * below the command inherits it. */
+/* `deny namespaces|network|mounts|ptrace COMMAND...`: stands in for an ordinary container, which
+ * refuses the command what is named. A system call filter, so it needs no rights, and everything
+ * below the command inherits it. It leaves out whatever else a container refuses. */
 #define _GNU_SOURCE
 #include <endian.h>
 #include <errno.h>
@@ -15,14 +15,15 @@
 #include <unistd.h>
 
 #define ALL_NAMESPACES (CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWUSER)
+#define NO_CALL (~0U)
 /* The low half of a 64-bit argument. */
 #define ARGUMENT(n) \
   (offsetof(struct seccomp_data, args[n]) + (__BYTE_ORDER == __BIG_ENDIAN ? 4U : 0U))
 
-static int install(unsigned refused_flags, int refuse_mount) {
+static int install(unsigned refused_flags, unsigned refused_call) {
   struct sock_filter program[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_mount, refuse_mount ? 6 : 5, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, refused_call, 6, 0),
       /* Its flags lie in memory, out of reach; a C library then uses the older call. */
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone3, 6, 0),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone, 1, 0),
@@ -39,19 +40,22 @@ static int install(unsigned refused_flags, int refuse_mount) {
 }
 
 int main(int argc, char** argv) {
-  const char* what = argc > 2 ? argv[1] : "";
-  const int mounts = strcmp(what, "mounts") == 0;
-  const int network = strcmp(what, "network") == 0;
-  if (!mounts && !network && strcmp(what, "namespaces") != 0) {
-    fprintf(stderr, "usage: deny namespaces|network|mounts COMMAND...\n");
-    return 125;
-  }
-  const unsigned flags = mounts ? 0 : network ? CLONE_NEWNET : ALL_NAMESPACES;
-  if (!install(flags, mounts)) {
+  static const struct {
+    const char* name;
+    unsigned flags; /* of clone and unshare */
+    unsigned call;  /* refused whole */
+  } choices[] = {
+      {"namespaces", ALL_NAMESPACES, NO_CALL},
+      {"network", CLONE_NEWNET, NO_CALL},
+      {"mounts", 0, __NR_mount},
+      {"ptrace", 0, __NR_ptrace},
+  };
+  for (size_t i = 0; argc > 2 && i < sizeof choices / sizeof choices[0]; i++) {
+    if (strcmp(argv[1], choices[i].name) != 0) continue;
+    if (install(choices[i].flags, choices[i].call)) execvp(argv[2], argv + 2);
     perror("deny");
     return 125;
   }
-  execvp(argv[2], argv + 2);
-  perror(argv[2]);
-  return 127;
+  fprintf(stderr, "usage: deny namespaces|network|mounts|ptrace COMMAND...\n");
+  return 125;
 }

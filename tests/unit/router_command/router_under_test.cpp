@@ -11,6 +11,9 @@ const std::string kLegacyLine =
     "router: tables in the kernel (legacy tools), namespaces of its own\n";
 const std::string kNftLine = "router: tables in the kernel (nft tools), namespaces of its own\n";
 const std::string kFilesLine = "router: tables in files, namespaces of its own\n";
+const std::string kProotLine =
+    "router: tables in files, paths shown by proot, because namespaces are refused (unshare: "
+    "unshare failed: Operation not permitted)\n";
 
 std::vector<std::string> routerCommand(std::vector<std::string> options,
                                        const std::string& script) {
@@ -26,11 +29,32 @@ test_support::ProcessResult runScript(const std::vector<std::string>& options,
 }
 
 std::string refusal(const std::string& tables) {
-  const auto result = runScript({"--no-bus", "--no-machine-paths", "--tables=" + tables}, "true");
+  const auto result = runScript({"--no-bus", "--tables=" + tables}, "true");
   const std::string& expected = tables == "legacy" ? kLegacyLine
                                 : tables == "nft"  ? kNftLine
                                                    : kFilesLine;
   return result.exitStatus == 0 && result.err == expected ? "" : result.err;
+}
+
+void RouterTest::SetUp() {
+  const test_support::ProcessResult result = run({"--no-bus"}, "true");
+  if (result.exitStatus != 0 || result.err != firstLine()) GTEST_SKIP() << result.err;
+}
+
+std::vector<std::string> RouterTest::command(const std::vector<std::string>& options,
+                                             const std::vector<std::string>& command) {
+  std::vector<std::string> words;
+  if (GetParam() == "proot") words = {kDeny, "namespaces"};
+  words.insert(words.end(), {kRouter, "--tables=files"});
+  words.insert(words.end(), options.begin(), options.end());
+  words.emplace_back("--");
+  words.insert(words.end(), command.begin(), command.end());
+  return words;
+}
+
+test_support::ProcessResult RouterTest::run(const std::vector<std::string>& options,
+                                            const std::string& script) {
+  return test_support::runProcess(command(options, {"sh", "-e", "-c", script}));
 }
 
 }  // namespace router_test

@@ -16,10 +16,11 @@ extern const std::string kBusDaemon;
 extern const std::string kPreloadLibrary;
 extern const std::string kDeny;  // see deny.c
 
-// The first line of a run without a reason.
+// The first line of a run; with proot, of one to which `deny namespaces` refuses the better ways.
 extern const std::string kLegacyLine;
 extern const std::string kNftLine;
 extern const std::string kFilesLine;
+extern const std::string kProotLine;
 
 // router OPTIONS... -- sh -e -c SCRIPT.
 std::vector<std::string> routerCommand(std::vector<std::string> options, const std::string& script);
@@ -30,15 +31,21 @@ test_support::ProcessResult runScript(const std::vector<std::string>& options,
 // empty when it can.
 std::string refusal(const std::string& tables);
 
-// Tests that need namespaces (with tables in files they need nothing else).
-class NamespaceTest : public testing::Test {
+// Tests of both ways to keep a run apart from the machine, with tables in files: "namespaces", and
+// "proot" where those are refused.
+class RouterTest : public testing::TestWithParam<std::string> {
  protected:
-  void SetUp() override {
-    if (const std::string reason = refusal("files"); !reason.empty()) GTEST_SKIP() << reason;
-  }
+  void SetUp() override;
+  // router --tables=files OPTIONS... -- COMMAND...
+  static std::vector<std::string> command(const std::vector<std::string>& options,
+                                          const std::vector<std::string>& command);
+  // The same for sh -e -c SCRIPT.
+  static test_support::ProcessResult run(const std::vector<std::string>& options,
+                                         const std::string& script);
+  static const std::string& firstLine() { return GetParam() == "proot" ? kProotLine : kFilesLine; }
 };
 
-// Tests that need the kernel's tables too.
+// Tests of kernel tables of both kinds.
 class KernelTablesTest : public testing::Test {
  protected:
   void SetUp() override {

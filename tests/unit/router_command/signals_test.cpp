@@ -2,65 +2,68 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <filesystem>
 
-#include "tests/support/process.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/router_command/router_under_test.h"
 
 namespace {
 
-using router_test::kFilesLine;
-using router_test::kRouter;
-using router_test::routerCommand;
 using test_support::BackgroundProcess;
 using test_support::ProcessResult;
 using test_support::runProcess;
 using test_support::TempDir;
 
-// Processes that nothing but a kill ends, one of them in a session of its own and with the ending
-// signals switched off. All hold the run's standard output, which therefore ends when they all
-// have: the tests wait for that end.
-std::string stubbornScript(const std::string& fifo) {
-  return "trap '' INT TERM HUP; cat " + fifo + " & setsid cat " + fifo + " & echo running; cat " +
-         fifo;
-}
-
-class RouterSignals : public router_test::NamespaceTest {
+class RouterSignals : public router_test::RouterTest {
  protected:
   void SetUp() override {
     ASSERT_EQ(runProcess({"mkfifo", fifo()}).exitStatus, 0);
-    NamespaceTest::SetUp();
+    RouterTest::SetUp();
   }
   // Without a writer whoever opens it waits for ever.
   std::string fifo() const { return directory_ / "fifo"; }
 
   TempDir directory_;
 };
+INSTANTIATE_TEST_SUITE_P(Ways, RouterSignals, testing::Values("namespaces", "proot"),
+                         [](const auto& way) { return way.param; });
 
-TEST_F(RouterSignals, ASignalToTheRouterEndsEveryProcessOfTheRun) {
+// Processes that nothing but a kill ends, one of them in a session of its own and with the ending
+// signals switched off. All hold the run's standard output, which therefore ends when they all
+// have: the test waits for that end. What cleans up after a killed router holds it too.
+TEST_P(RouterSignals, ASignalToTheRouterEndsEveryProcessOfTheRunAndItsFiles) {
+  const TempDir temporary;
+  const std::string cat = "cat " + fifo();
+  const std::string script =
+      "trap '' INT TERM HUP; " + cat + " & setsid " + cat + " & echo running; " + cat;
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGKILL}) {
-    BackgroundProcess router(routerCommand({"--tables=files"}, stubbornScript(fifo())));
+    BackgroundProcess router(command({}, {"sh", "-c", script}),
+                             {.input = "", .variables = {{"TMPDIR", temporary.path()}}});
     std::string line;
     ASSERT_TRUE(router.readLine(line));
     EXPECT_EQ(line, "running");
     router.sendSignal(number);
     const ProcessResult result = router.wait();
     EXPECT_EQ(result.signal, number);
-    EXPECT_EQ(result.err, kFilesLine);
+    EXPECT_EQ(result.err, firstLine());
+    EXPECT_TRUE(std::filesystem::is_empty(temporary.path()));
   }
 }
 
-TEST_F(RouterSignals, TheEndOfTheCommandEndsWhatItLeftBehind) {
-  const ProcessResult result = router_test::runScript(
-      {"--tables=files"}, "setsid cat " + fifo() + " & cat " + fifo() + " & exit 3");
+TEST_P(RouterSignals, TheEndOfTheCommandEndsWhatItLeftBehind) {
+  const ProcessResult result = run({}, "setsid cat " + fifo() + " & cat " + fifo() + " & exit 3");
   EXPECT_EQ(result.exitStatus, 3);
 }
 
-TEST_F(RouterSignals, ASignalThatTheCallerHadSwitchedOffIsIgnored) {
+TEST_P(RouterSignals, ASignalThatTheCallerHadSwitchedOffIsIgnored) {
   ASSERT_EQ(runProcess({"mkfifo", directory_ / "go"}).exitStatus, 0);
   // As nohup does.
-  BackgroundProcess router({"sh", "-c", "trap '' HUP; exec \"$@\"", "sh", kRouter, "--tables=files",
-                            "--no-bus", "sh", "-c", "echo running; cat " + (directory_ / "go")});
+  std::vector<std::string> words = {"env", "--ignore-signal=HUP"};
+  for (const std::string& word :
+       command({"--no-bus"}, {"sh", "-c", "echo running; cat " + (directory_ / "go")})) {
+    words.push_back(word);
+  }
+  BackgroundProcess router(words);
   std::string line;
   ASSERT_TRUE(router.readLine(line));
   router.sendSignal(SIGHUP);
