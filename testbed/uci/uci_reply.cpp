@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "testbed/libubox/blob_types.h"
+#include "testbed/libubox/blob_buffer.h"
 
 namespace testbed {
 namespace {
