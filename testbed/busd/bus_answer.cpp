@@ -1,9 +1,10 @@
+// bus_answer.h says what this stands in for.
 #include "testbed/busd/bus_answer.h"
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
@@ -64,9 +65,10 @@ std::optional<std::string> readConfig(const fs::path& path) {
   // A named pipe would never end.
   if (type != fs::file_type::regular) throw std::runtime_error(path.string() + ": not a file");
   std::ifstream file(path, std::ios::binary);
-  std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (!file) throw std::runtime_error(path.string() + ": cannot be read");
-  return text;
+  if (!file) throw std::runtime_error(path.string() + ": cannot be opened");
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
 }
 
 std::string answerGet(const Message& question, const fs::path& path) {

@@ -1,3 +1,4 @@
+// bus_socket.h says what this stands in for.
 #include "testbed/libubus/bus_socket.h"
 
 #include <sys/socket.h>

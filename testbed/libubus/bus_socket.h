@@ -1,4 +1,5 @@
-// The bus's socket, for the client library and for the daemon: all calls block.
+// The bus's socket. Stands in for how libubus and ubusd read and write theirs, and leaves out their
+// buffers and time limits: all calls block.
 #pragma once
 
 #include <sys/un.h>

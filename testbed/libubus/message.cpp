@@ -1,3 +1,4 @@
+// message.h says what this stands in for.
 #include "testbed/libubus/message.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// uci_parser.h says what this stands in for.
 #include "testbed/uci/uci_parser.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// uci_reply.h says what this stands in for.
 #include "testbed/uci/uci_reply.h"
 
 #include <cstddef>
