@@ -1,7 +1,8 @@
 /*
- * The client of the platform's message bus, as far as the program uses it: look an object up, call
- * one of its methods and wait for the end. A status is a small number, 0 for success; ubus_strerror
- * has the texts.
+ * Stands in for libubus's header of the same name: look an object up, call one of its methods and
+ * wait for the end. Leaves out what the program does not use: objects of one's own, events,
+ * subscriptions, calls in the background, time limits, descriptors in messages. A status is a small
+ * number, 0 for success; ubus_strerror has the texts.
  */
 #pragma once
 
@@ -27,7 +28,6 @@ struct ubus_request {
 
 struct ubus_context {
   struct uloop_fd sock;
-  uint32_t local_id; /* what the daemon calls this client */
 };
 
 /*
@@ -35,14 +35,13 @@ struct ubus_context {
  * connection for ubus_free, null when there is no daemon or it does not speak the protocol.
  */
 struct ubus_context* ubus_connect(const char* path);
-/* Closes the connection; null is allowed. */
 void ubus_free(struct ubus_context* ctx);
 /* Stores the id of the object with this path. Returns a status; `id` is set only when it is 0. */
 int ubus_lookup_id(struct ubus_context* ctx, const char* path, uint32_t* id);
 /*
- * Calls a method and waits for its status; `cb`, which may be null, runs once per reply with
- * req->priv == priv. `msg` holds the arguments, null means none. A `timeout_ms` of 0 or less waits
- * without a limit. `fd` must be -1: descriptors are not sent (status 8).
+ * Calls a method with the arguments in `msg` and waits for its status; `cb` runs once per reply
+ * with req->priv == priv. `timeout_ms` must be 0, no limit, and `fd` -1, none: else the status
+ * is 8.
  */
 int ubus_invoke_fd(struct ubus_context* ctx, uint32_t id, const char* method, struct blob_attr* msg,
                    ubus_data_handler_t cb, void* priv, int timeout_ms, int fd);

@@ -1,4 +1,5 @@
-// Owns a message being built, for the testbed's own code; the program has a wrapper of its own.
+// A message being built and the type numbers of its attributes, for the testbed's own code. Stands
+// in for nothing: libubox leaves both to its users, and the program has a wrapper of its own.
 #pragma once
 
 #include <libubox/blobmsg.h>
@@ -6,9 +7,15 @@
 #include <new>
 #include <span>
 
-#include "testbed/libubox/blob_types.h"
-
 namespace testbed {
+
+enum BlobType : int {
+  blobArray = 1,
+  blobTable = 2,
+  blobString = 3,  // with its NUL
+  blobInt32 = 5,
+  blobInt8 = 7,
+};
 
 class BlobBuffer {
  public:

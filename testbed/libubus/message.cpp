@@ -1,9 +1,15 @@
+// message.h says what this stands in for.
 #include "testbed/libubus/message.h"
 
+#include <array>
 #include <cstring>
 
 namespace testbed {
 namespace {
+
+constexpr std::size_t headerSize = 8;
+// The largest attribute that may follow a message header.
+constexpr std::size_t maximumSize = std::size_t{1024} * 1024;
 
 std::uint32_t readBig32(const char* bytes) {
   std::uint32_t value = 0;
@@ -30,36 +36,23 @@ bool readString(const blob_attr* attr, std::optional<std::string_view>& text) {
   return true;
 }
 
-bool readBlob(blob_attr* attr, blob_attr*& place) {
-  if (place != nullptr) return false;
-  place = attr;
-  return true;
-}
-
 bool readAttribute(blob_attr* attr, MessageBody& body) {
-  const unsigned int id = blob_id(attr);
-  if (id < static_cast<unsigned int>(BodyId::Status) ||
-      id > static_cast<unsigned int>(BodyId::Data)) {
-    return true;
-  }
   // Nothing on this level has a name. A data attribute that claims one would make a reader skip the
   // first bytes of the members.
-  if (blob_is_extended(attr)) return false;
-  switch (static_cast<BodyId>(id)) {
+  const bool isPlain = !blob_is_extended(attr);
+  switch (static_cast<BodyId>(blob_id(attr))) {
     case BodyId::Status:
-      return readNumber(attr, body.status);
+      return isPlain && readNumber(attr, body.status);
     case BodyId::ObjectPath:
-      return readString(attr, body.objectPath);
+      return isPlain && readString(attr, body.objectPath);
     case BodyId::ObjectId:
-      return readNumber(attr, body.objectId);
+      return isPlain && readNumber(attr, body.objectId);
     case BodyId::Method:
-      return readString(attr, body.method);
-    case BodyId::ObjectType:
-      return readNumber(attr, body.objectType);
-    case BodyId::Signature:
-      return readBlob(attr, body.signature);
+      return isPlain && readString(attr, body.method);
     case BodyId::Data:
-      return readBlob(attr, body.data);
+      if (!isPlain || body.data != nullptr) return false;
+      body.data = attr;
+      return true;
   }
   return true;
 }
@@ -83,40 +76,41 @@ bool parseBody(std::span<char> attribute, MessageBody& body) {
   return true;
 }
 
-void MessageReader::append(std::span<const char> bytes) {
-  // The consumed front goes only when it is the larger half, so that many small messages in one
-  // piece are not moved once for each.
-  if (consumed_ > buffer_.size() / 2) {
-    buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(consumed_));
-    consumed_ = 0;
-  }
-  buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
-}
-
-std::optional<Message> MessageReader::next() {
-  if (broken_) return std::nullopt;
-  const std::span<const char> rest = std::span<const char>(buffer_).subspan(consumed_);
-  if (rest.size() < messageHeaderSize + sizeof(blob_attr)) return std::nullopt;
-  const char* attribute = rest.data() + messageHeaderSize;
-  const std::size_t length = readBig32(attribute) & 0x00ffffffU;
-  if (rest[0] != 0 || length < sizeof(blob_attr) || length > maximumMessageSize) {
-    broken_ = true;
-    return std::nullopt;
-  }
-  if (rest.size() - messageHeaderSize < length) return std::nullopt;
+std::optional<Message> readMessage(const ReadBytes& read) {
+  std::array<char, headerSize + sizeof(blob_attr)> start{};
+  if (!read(start)) return std::nullopt;
+  const std::size_t length = readBig32(&start[headerSize]) & 0x00ffffffU;
+  if (start[0] != 0 || length < sizeof(blob_attr) || length > maximumSize) return std::nullopt;
   Message message;
-  const std::uint32_t first = readBig32(rest.data());
-  message.header.type = static_cast<MessageType>(first >> 16 & 0xffU);
-  message.header.sequence = static_cast<std::uint16_t>(first & 0xffffU);
-  message.header.peer = readBig32(rest.data() + 4);
-  message.attribute.assign(attribute, attribute + length);
-  consumed_ += messageHeaderSize + length;
+  message.header = {.type = static_cast<MessageType>(start[1]),
+                    .sequence = static_cast<std::uint16_t>(readBig32(start.data()) & 0xffffU),
+                    .peer = readBig32(&start[4])};
+  message.attribute.assign(start.begin() + headerSize, start.end());
+  message.attribute.resize(length);
+  if (!read(std::span<char>(message.attribute).subspan(sizeof(blob_attr)))) return std::nullopt;
   return message;
 }
 
+int readAnswer(const ReadBytes& read, const MessageHeader& request, const DataHandler& handler) {
+  bool answered = false;
+  while (std::optional<Message> message = readMessage(read)) {
+    const MessageHeader& header = message->header;
+    if (header.sequence != request.sequence || header.peer != request.peer) continue;
+    if (header.type != MessageType::Data && header.type != MessageType::Status) continue;
+    MessageBody body;
+    if (!parseBody(message->attribute, body)) return static_cast<int>(BusStatus::ParseError);
+    if (header.type == MessageType::Status) {
+      if (body.status) return static_cast<int>(*body.status);
+      return static_cast<int>(answered ? BusStatus::Ok : BusStatus::NoResponse);
+    }
+    if (!handler(body)) return static_cast<int>(BusStatus::ParseError);
+    answered = true;
+  }
+  return static_cast<int>(BusStatus::ConnectionFailed);
+}
+
 MessageWriter::MessageWriter(const MessageHeader& header) {
-  appendBig32(bytes_, std::uint32_t{header.version} << 24 |
-                          static_cast<std::uint32_t>(header.type) << 16 | header.sequence);
+  appendBig32(bytes_, static_cast<std::uint32_t>(header.type) << 16 | header.sequence);
   appendBig32(bytes_, header.peer);
   appendBig32(bytes_, 0);  // the outer attribute's word: finish() knows the length
 }
@@ -140,11 +134,11 @@ void MessageWriter::addBytes(BodyId id, std::span<const char> bytes) {
 }
 
 std::optional<std::string> MessageWriter::finish() {
-  const std::size_t length = bytes_.size() - messageHeaderSize;
-  if (length > maximumMessageSize) return std::nullopt;
+  const std::size_t length = bytes_.size() - headerSize;
+  if (length > maximumSize) return std::nullopt;
   std::string word;
   appendBig32(word, static_cast<std::uint32_t>(length));
-  bytes_.replace(messageHeaderSize, word.size(), word);
+  bytes_.replace(headerSize, word.size(), word);
   return std::move(bytes_);
 }
 

@@ -1,11 +1,13 @@
-// The bus's wire format: messages cut out of a byte stream, taken apart and put together. Pure
-// functions over bytes, shared by the client library and the daemon; nothing here knows a socket.
+// The bus's wire format: messages cut out of a byte stream, taken apart and put together. Stands in
+// for what libubus and ubusd share, and leaves out every message that a program which only calls
+// methods neither sends nor gets. Nothing here knows a socket.
 #pragma once
 
 #include <libubox/blob.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,36 +16,35 @@
 
 namespace testbed {
 
-inline constexpr const char* defaultBusSocket = "/var/run/ubus/ubus.sock";
+enum class MessageType : std::uint8_t { Hello = 0, Status = 1, Data = 2, Lookup = 4, Invoke = 5 };
 
-// The largest attribute that may follow a message header.
-inline constexpr std::size_t maximumMessageSize = std::size_t{1024} * 1024;
-inline constexpr std::size_t messageHeaderSize = 8;
+enum class BodyId : std::uint8_t { Status = 1, ObjectPath = 2, ObjectId = 3, Method = 4, Data = 7 };
 
-enum class MessageType : std::uint8_t {
-  Hello = 0,
-  Status = 1,
-  Data = 2,
-  Ping = 3,
-  Lookup = 4,
-  Invoke = 5,
-};
-
-enum class BodyId : std::uint8_t {
-  Status = 1,
-  ObjectPath = 2,
-  ObjectId = 3,
-  Method = 4,
-  ObjectType = 5,
-  Signature = 6,
-  Data = 7,
+// Those that the testbed itself gives; ubus_strerror has the texts of all.
+enum class BusStatus : std::uint8_t {
+  Ok = 0,
+  InvalidCommand = 1,
+  InvalidArgument = 2,
+  MethodNotFound = 3,
+  NotFound = 4,
+  NoResponse = 5,
+  NotSupported = 8,
+  UnknownError = 9,
+  ConnectionFailed = 10,
+  ParseError = 12,
 };
 
 struct MessageHeader {
-  std::uint8_t version = 0;
   MessageType type = MessageType::Hello;
   std::uint16_t sequence = 0;
   std::uint32_t peer = 0;
+};
+
+// One whole message: the header and the outer attribute with its payload, at least 4 bytes and
+// exactly as long as its own word says.
+struct Message {
+  MessageHeader header;
+  std::vector<char> attribute;
 };
 
 // The attributes of one message; views and pointers lead into the message's bytes.
@@ -52,38 +53,33 @@ struct MessageBody {
   std::optional<std::string_view> objectPath;
   std::optional<std::uint32_t> objectId;
   std::optional<std::string_view> method;
-  std::optional<std::uint32_t> objectType;
-  blob_attr* signature = nullptr;
   blob_attr* data = nullptr;
 };
 
-// One whole message: the header and the outer attribute with its payload.
-struct Message {
-  MessageHeader header;
-  // The outer attribute, at least 4 bytes and exactly as long as its own word says.
-  std::vector<char> attribute;
-};
+// Fills all the bytes from a stream; false when it ends before.
+using ReadBytes = std::function<bool(std::span<char>)>;
+
+// The next message. Nullopt when the stream ends, or when no message begins here: the version is
+// not 0, or the length is below 4 or above the limit of 1 MiB.
+std::optional<Message> readMessage(const ReadBytes& read);
 
 // Takes the attribute of a message apart. False when the outer attribute is not a plain one with id
-// 0, when a child does not lie wholly inside it or leaves odd bytes behind, or when one of the
+// 0, when a child does not lie wholly inside it or leaves odd bytes after it, or when one of the
 // known ids occurs twice, is extended, or has the wrong length or no NUL at its end. Unknown ids
 // are skipped.
 bool parseBody(std::span<char> attribute, MessageBody& body);
 
-// Collects the bytes of a stream and gives them back message by message.
-class MessageReader {
- public:
-  void append(std::span<const char> bytes);
-  // The next message, if it is there whole. When the stream cannot be a stream of messages (wrong
-  // version, or a length below 4 or above the limit) there is never one again.
-  std::optional<Message> next();
-  bool isBroken() const { return broken_; }
+// Receives the body of each data message that answers a request; false says that the body lacks
+// what the request asked for.
+using DataHandler = std::function<bool(const MessageBody&)>;
 
- private:
-  std::vector<char> buffer_;
-  std::size_t consumed_ = 0;
-  bool broken_ = false;
-};
+// Reads what answers the request with this sequence and peer, up to its end and status:
+//   the daemon's own number from a status message;
+//   NoResponse for a status message without a status when no data came before it, else Ok;
+//   ParseError for a malformed message or one that the handler refused;
+//   ConnectionFailed when there is no further message.
+// Messages of another sequence or peer, and of other types, are passed over.
+int readAnswer(const ReadBytes& read, const MessageHeader& request, const DataHandler& handler);
 
 // Puts one message together: construct, add attributes, finish.
 class MessageWriter {

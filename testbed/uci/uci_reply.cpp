@@ -1,10 +1,11 @@
+// uci_reply.h says what this stands in for.
 #include "testbed/uci/uci_reply.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
-#include "testbed/libubox/blob_types.h"
+#include "testbed/libubox/blob_buffer.h"
 
 namespace testbed {
 namespace {

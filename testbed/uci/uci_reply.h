@@ -1,9 +1,10 @@
-// Writes a package the way the bus service "uci" answers a `get` of it.
+// Writes a package the way the bus service "uci" answers a `get` of it. Stands in for that part of
+// rpcd.
 #pragma once
 
 #include <libubox/blobmsg.h>
 
-#include "testbed/uci/uci_package.h"
+#include "testbed/uci/uci_parser.h"
 
 namespace testbed {
 

@@ -1,14 +1,14 @@
 // Any bytes as what the bus daemon sends, through the bus library's reader into the configuration
 // store, without a bus: an error or a store that can be read, never a read outside the message.
+#include <algorithm>
 #include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
-#include "testbed/libubus/request.h"
+#include "testbed/libubus/message.h"
 #include "tests/fuzz/fuzz_input.h"
-#include "tests/support/configuration.h"
-#include "wrt_cppwrap/blob_msg_parser.h"
+#include "tests/support/fake_bus.h"
 #include "wrt_cppwrap/uci_config.h"
 
 namespace {
@@ -43,15 +43,22 @@ void readInto(Store& store, blob_attr* reply, std::size_t said) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  test_support::fakeBus().calls.clear();
   Store store("firewall_cpp");
-  testbed::MessageReader reader;
   const std::string bytes = fuzz::textOf(data, size);
-  reader.append(bytes);
-  testbed::PendingRequest request(1, 0, [&](const testbed::MessageBody& body) {
+  std::string_view rest = bytes;
+  const auto read = [&rest](std::span<char> place) {
+    if (rest.size() < place.size()) return false;
+    std::copy_n(rest.begin(), place.size(), place.begin());
+    rest.remove_prefix(place.size());
+    return true;
+  };
+  const testbed::MessageHeader request{
+      .type = testbed::MessageType::Invoke, .sequence = 1, .peer = 0};
+  testbed::readAnswer(read, request, [&](const testbed::MessageBody& body) {
     if (body.data == nullptr) return false;
     readInto(store, body.data, bytes.size());
     return true;
   });
-  handleAvailable(reader, request);
   return 0;
 }

@@ -7,7 +7,6 @@
 #include <regex>
 #include <sstream>
 
-#include "tests/golden/bus_replay.h"
 #include "tests/support/temp_dir.h"
 
 namespace golden {
@@ -33,12 +32,8 @@ for config in configs/*; do
   if [ "$config" != configs/1 ] && [ -n "${TESTBED_CONFIG_DIR-}" ]; then
     cp "$config" "$TESTBED_CONFIG_DIR/firewall_cpp"
   fi
-  if [ -e replay ]; then
-    "$BUS_REPLAY" replay /usr/bin/env PATH="$PWD/tools" "$FIREWALL_CPP" >"$RECORD/replay"
-  else
-    (PATH=$PWD/tools; exec "$FIREWALL_CPP") >"$RECORD/out" 2>"$RECORD/err"
-    echo $? >"$RECORD/status"
-  fi
+  (PATH=$PWD/tools; exec "$FIREWALL_CPP") >"$RECORD/out" 2>"$RECORD/err"
+  echo $? >"$RECORD/status"
   if [ -f /tmp/ipt_compiler_out ]; then
     cp /tmp/ipt_compiler_out "$RECORD/output_file"
   fi
@@ -92,22 +87,15 @@ void prepare(const TempDir& dir, const Scenario& scenario) {
     test_support::writeFile(dir / "configs/" + std::to_string(i + 1),
                             scenario.configs[i].value_or(""));
   }
-  if (scenario.replay) test_support::writeFile(dir / "replay", replayLine(*scenario.replay));
   test_support::writeFile(dir / "before", scenario.before);
   test_support::writeFile(dir / "after", scenario.after);
 }
 
 RunRecord readRecord(const fs::path& directory, Tools tools) {
   RunRecord record;
-  if (fs::exists(directory / "replay")) {
-    const ReplayResult result = parseReplayResult(test_support::readFile(directory / "replay"));
-    record.status = result.status;
-    record.err = result.err;
-  } else {
-    record.status = std::stoi(test_support::readFile(directory / "status"));
-    record.out = test_support::readFile(directory / "out");
-    record.err = test_support::readFile(directory / "err");
-  }
+  record.status = std::stoi(test_support::readFile(directory / "status"));
+  record.out = test_support::readFile(directory / "out");
+  record.err = test_support::readFile(directory / "err");
   record.calls = linesOf(test_support::readFile(directory / "calls"));
   for (std::size_t number = 1; number <= record.calls.size(); ++number) {
     const fs::path input = directory / ("input." + std::to_string(number));
@@ -151,7 +139,6 @@ std::vector<RunRecord> runAll(const Scenario& scenario) {
   options.variables = {{"GOLDEN_DIR", dir.path()},
                        {"FILE_TOOLS", FILE_TOOLS_DIR},
                        {"FIREWALL_CPP", FIREWALL_CPP_PATH},
-                       {"BUS_REPLAY", BUS_REPLAY_PATH},
                        {"TEXTS", scenario.tools == Tools::Texts ? dir / "tables" : ""}};
   const test_support::ProcessResult result = test_support::runProcess(command, options);
   requireSuccess(result);

@@ -41,8 +41,6 @@ struct Scenario {
   // package (with `bus`).
   std::vector<std::optional<std::string>> configs = {""};
   bool bus = true;
-  // What a scripted daemon says instead of the bus (without `bus`); see bus_replay.h.
-  std::optional<std::vector<std::string>> replay;
   Tools tools = Tools::Files;
   // The tables before the first run, by PassName::key. With Tools::Files they are restored, and the
   // others are empty ones; with Tools::Texts their save text is empty.

@@ -1,5 +1,5 @@
-// Gives the rule sets a configuration without a bus: the start-up objects of the program stand
-// here, on top of a bus library that answers from a text of the test.
+// Gives the rule sets a configuration without a bus: the program's start-up objects on top of the
+// bus at link level.
 #pragma once
 
 #include <string_view>

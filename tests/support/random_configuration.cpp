@@ -10,7 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "testbed/uci/uci_lexer.h"
 #include "testbed/uci/uci_parser.h"
 #include "tests/support/random_source.h"
 

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+
+struct blob_attr;
 
 namespace wire {
 
@@ -87,5 +90,17 @@ inline std::string found(std::uint32_t sequence, std::string_view path, std::uin
                  plain(2, std::string(path) + '\0') + plain(3, big32(object)) + plain(5, big32(7)) +
                      plain(6, ""));
 }
+
+// Bytes in memory that ends where they end: the sanitizer sees any read after them.
+class Block {
+ public:
+  explicit Block(std::string_view bytes) : bytes_(std::make_unique<char[]>(bytes.size())) {
+    bytes.copy(bytes_.get(), bytes.size());
+  }
+  blob_attr* attribute() { return reinterpret_cast<blob_attr*>(bytes_.get()); }
+
+ private:
+  std::unique_ptr<char[]> bytes_;
+};
 
 }  // namespace wire

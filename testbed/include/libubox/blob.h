@@ -1,8 +1,11 @@
 /*
- * Attributes of the platform's utility library. Each begins with a big-endian word: bit 31 says
- * that a name header follows, bits 30 to 24 are the id, bits 23 to 0 the length with this word and
- * without the zero padding to a multiple of 4. A container's length covers the padding of all its
- * children. The accessors trust the word; whoever has bytes from outside checks their length first.
+ * Stands in for libubox's header of the same name: the attributes that messages consist of. Leaves
+ * out what neither the program nor the testbed calls, such as numbers and parsing by policies.
+ *
+ * An attribute begins with a big-endian word: bit 31 says that a name header follows, bits 30 to 24
+ * are the id, bits 23 to 0 the length with this word and without the zero padding to a multiple of
+ * 4. A container's length covers the padding of all its children. The accessors trust the word;
+ * whoever has bytes from outside checks their length first.
  */
 #pragma once
 

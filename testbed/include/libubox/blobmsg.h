@@ -1,8 +1,10 @@
 /*
- * Named and typed attributes on top of blob.h. The payload of an extended attribute begins with a
- * name header (16-bit big-endian length, the name, a NUL, zero padding to a multiple of 4); the
- * data follows. Types: 1 array, 2 table, 3 string with its NUL, 4 int64, 5 int32, 6 int16, 7 int8,
- * 8 double.
+ * Stands in for libubox's header of the same name: named and typed attributes on top of blob.h.
+ * Leaves out the calls for single types, policies and JSON.
+ *
+ * The payload of an extended attribute begins with a name header (16-bit big-endian length, the
+ * name, a NUL, zero padding to a multiple of 4); the data follows. Types: 1 array, 2 table, 3
+ * string with its NUL, 4 int64, 5 int32, 6 int16, 7 int8, 8 double.
  */
 #pragma once
 
@@ -27,20 +29,12 @@ static inline const char* blobmsg_name(const struct blob_attr* attr) {
   return testbed_blobmsg_header_len(attr) == 0 ? "" : (const char*)blob_data(attr) + 2;
 }
 
-static inline int blobmsg_type(const struct blob_attr* attr) {
-  return (int)blob_id(attr);
-}
-
 static inline void* blobmsg_data(const struct blob_attr* attr) {
   return (char*)blob_data(attr) + testbed_blobmsg_header_len(attr);
 }
 
 static inline size_t blobmsg_data_len(const struct blob_attr* attr) {
   return blob_len(attr) - testbed_blobmsg_header_len(attr);
-}
-
-static inline size_t blobmsg_len(const struct blob_attr* attr) {
-  return blobmsg_data_len(attr);
 }
 
 /*

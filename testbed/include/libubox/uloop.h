@@ -1,6 +1,6 @@
 /*
- * The event loop of the platform's utility library, as far as the program uses it: descriptors can
- * be registered, but there is no call that runs the loop.
+ * Stands in for libubox's header of the same name: descriptors can be registered. Leaves out
+ * timers, child processes and the call that runs the loop.
  */
 #pragma once
 
@@ -12,7 +12,6 @@ extern "C" {
 #endif
 
 #define ULOOP_READ (1 << 0)
-#define ULOOP_WRITE (1 << 1)
 /* Leave the descriptor in blocking mode. */
 #define ULOOP_BLOCKING (1 << 3)
 
@@ -32,11 +31,9 @@ struct uloop_fd {
 extern bool uloop_handle_sigchld;
 extern bool uloop_support_paramtimer;
 
-/* Returns 0, or -1 when the system refuses the loop's descriptor. A second call changes nothing. */
+/* All but uloop_done return 0, or a negative number when they fail. */
 int uloop_init(void);
-/* Forgets every registration. Harmless without a loop. */
 void uloop_done(void);
-/* Registers a record, or changes the flags of a registered one. Returns 0, or -1 with errno set. */
 int uloop_fd_add(struct uloop_fd* record, unsigned int flags);
 
 #ifdef __cplusplus

@@ -4,13 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "testbed/busd/uci_service.h"
 #include "testbed/libubox/blob_buffer.h"
 #include "testbed/uci/uci_parser.h"
 #include "testbed/uci/uci_reply.h"
-#include "tests/golden/bus_replay.h"
 #include "tests/router/faults/fault_table.h"
 #include "tests/router/product_run.h"
+#include "tests/support/scripted_bus.h"
 #include "tests/support/wire_bytes.h"
 
 namespace fault_test {
@@ -27,45 +26,45 @@ INSTANTIATE_TEST_SUITE_P(Kinds, BusFaults, testing::Values("legacy"),
 
 // The messages of a daemon, by the request that they answer; the first before any.
 std::vector<std::vector<std::string>> daemonMessages() {
-  constexpr std::uint32_t kClient = 0x11223344;
-  constexpr std::uint32_t kObject = 0x55667788;
-  return {{wire::hello(kClient)},
+  constexpr std::uint32_t kObject = test_support::kScriptedObject;
+  return {{wire::hello(1)},
           {wire::found(1, "uci", kObject), wire::status(1, 0, 0)},
           {wire::data(2, kObject, wire::table("values", "")), wire::objectStatus(2, kObject, 0)}};
 }
 
 // The daemon of the row says that and is gone.
-Fault replayed(const std::string& name, const std::vector<std::string>& words) {
+Fault scripted(const std::string& name, const test_support::Conversation& conversation) {
   Fault fault;
   fault.name = name;
-  fault.before = "replay_bus << 'END'\n" + golden::replayLine(words) + "END\n";
-  fault.after = "end_replay; start_bus\n";
+  fault.before =
+      "script_bus << 'END'\n" + test_support::conversationLines({conversation}) + "END\n";
+  fault.after = "start_bus\n";
   return fault;
 }
 
 TEST_P(BusFaults, OfADaemonThatDiesInAnyMessage) {
   std::vector<Fault> faults;
-  std::vector<std::string> words;
+  test_support::Conversation said;
   int number = 0;
   for (const std::vector<std::string>& answer : daemonMessages()) {
-    words.emplace_back();
+    said.emplace_back();
     for (const std::string& message : answer) {
       ++number;
       for (const std::size_t length : {std::size_t{0}, message.size() / 2}) {
-        std::vector<std::string> cut = words;
+        test_support::Conversation cut = said;
         cut.back() += message.substr(0, length);
-        Fault fault = replayed(
+        Fault fault = scripted(
             "after " + std::to_string(length) + " bytes of message " + std::to_string(number), cut);
         fault.status = kAborted;
         fault.err = number == 1 ? kNoDaemon : kConnectionFailed;
         fault.tables = "oooooo";
         faults.push_back(fault);
       }
-      words.back() += message;
+      said.back() += message;
     }
   }
   // The bus is not needed again: an empty configuration takes the rules of earlier runs away.
-  Fault fault = replayed("after the last message", words);
+  Fault fault = scripted("after the last message", said);
   fault.otherTables = {{1, foreignTable(1)}, {4, foreignTable(4)}};
   faults.push_back(fault);
   checkFaults("faults of a bus daemon in its messages", faults,
@@ -103,15 +102,16 @@ TEST_P(BusFaults, OfADaemonThatIsKilledAfterAnyMessage) {
   fault.after = "kill_bus; start_bus\n";
   std::vector<Fault> faults;
 
+  // The program receives a message in two steps, the start and the rest, if there is one.
   const std::string kill = "--steps=bus --signal=9 --to=$bus --after=";
   fault.name = "it is killed after its first message";
   fault.options = kill + "1";
   faults.push_back(fault);
   fault.name = "it is killed when it has found the object";
-  fault.options = kill + "2";
+  fault.options = kill + "5";
   faults.push_back(fault);
   fault.name = "it is killed when it has sent the configuration";
-  fault.options = kill + "3";
+  fault.options = kill + "7";
   fault.status = 0;
   fault.err = "";
   fault.tables = "nnnnnn";
@@ -124,7 +124,8 @@ TEST_P(BusFaults, OfADaemonThatIsKilledAfterAnyMessage) {
 class LargestConfiguration {
  public:
   LargestConfiguration() {
-    const std::size_t limit = testbed::UciService::maximumReplySize;
+    // A mebibyte, less the outer word, the object id and the data's own word.
+    const std::size_t limit = std::size_t{1024} * 1024 - 4 - 8 - 4;
     constexpr std::size_t kBytesOfRule = 64;  // more than one takes
     text_ =
         "config nfnlq 'nfnlq'\n"

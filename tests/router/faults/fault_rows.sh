@@ -26,10 +26,16 @@ run_program() { PATH=/run/tools "$@"; }
 
 # The bus daemon of a table that starts the router without one. Its process is $bus.
 bus=
-start_bus() {
+start_bus() { run_bus "$BUS_DAEMON" --config-dir="$TESTBED_CONFIG_DIR" --ready-fd=7; }
+# A scripted one has the conversations on standard input; see scripted_bus.h.
+script_bus() {
+  cat > /run/conversations
+  run_bus "$SCRIPTED_BUS" /run/conversations 7
+}
+run_bus() {
   stop_bus
   mkfifo /run/bus_ready
-  "$BUS_DAEMON" --config-dir="$TESTBED_CONFIG_DIR" --ready-fd=7 7> /run/bus_ready &
+  "$@" 7> /run/bus_ready &
   bus=$!
   read -r _ < /run/bus_ready
   rm /run/bus_ready
@@ -43,16 +49,6 @@ end_bus() {
 }
 stop_bus() { end_bus -TERM; }
 kill_bus() { end_bus -KILL; }
-
-# Plays the daemon for one client as in bus_replay.h, from standard input. The command that it takes
-# for the client says that the socket is listened on, and is there until end_replay.
-replay_bus() {
-  stop_bus
-  cat > /run/replay
-  start_beside "$BUS_REPLAY" /run/replay sh -c 'echo >&7; read -r _ <&8' > /dev/null
-  replay=$!
-}
-end_replay() { end_beside $replay; }
 
 # Changes a table although somebody holds the lock, as a program does that never asks for it.
 change_unlocked() { LD_PRELOAD=/usr/lib/libxtlock_intercept.so "$@"; }

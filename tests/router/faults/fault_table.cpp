@@ -235,7 +235,7 @@ std::vector<std::string> checkFaults(std::string_view what, const std::vector<Fa
                            {"PROGRAM", PRODUCT_PROGRAM},
                            {"HELD_LOCK_SCRIPT", HELD_LOCK_SCRIPT},
                            {"WATCH_PROGRAM", WATCH_PROGRAM_PATH},
-                           {"BUS_REPLAY", BUS_REPLAY_PATH},
+                           {"SCRIPTED_BUS", SCRIPTED_BUS_PATH},
                            {"BUS_DAEMON", router_test::kBusDaemon},
                            {"PRELOAD_LIBRARY", router_test::kPreloadLibrary}};
   const test_support::ProcessResult result = test_support::runProcess(

@@ -1,6 +1,7 @@
-// The wire format alone: bodies as a table, streams in pieces, messages as they are written.
+// The wire format alone, without a socket: messages, what is in them, and what ends a request.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -12,27 +13,35 @@ namespace {
 using std::string_literals::operator""s;
 using testbed::BodyId;
 using testbed::Message;
-using testbed::MessageReader;
+using testbed::MessageBody;
 using testbed::MessageType;
 
-std::string print(const blob_attr* attr) {
-  return "[" + std::string(static_cast<const char*>(blob_data(attr)), blob_len(attr)) + "]";
+// Reads from a text, which must outlive the reader.
+testbed::ReadBytes readerOf(const std::string& stream) {
+  return [rest = std::string_view(stream)](std::span<char> bytes) mutable {
+    if (rest.size() < bytes.size()) return false;
+    std::memcpy(bytes.data(), rest.data(), bytes.size());
+    rest.remove_prefix(bytes.size());
+    return true;
+  };
+}
+
+std::string textOf(const blob_attr* attr) {
+  return {static_cast<const char*>(blob_data(attr)), blob_len(attr)};
 }
 
 // What parseBody makes of an outer attribute. Its bytes are a block of their own, so that the
-// sanitizer sees any read behind them.
+// sanitizer sees any read after them.
 std::string parse(const std::string& attribute) {
   std::vector<char> bytes(attribute.begin(), attribute.end());
-  testbed::MessageBody body;
+  MessageBody body;
   if (!testbed::parseBody(bytes, body)) return "malformed";
   std::string text;
   if (body.status) text += " status=" + std::to_string(*body.status);
   if (body.objectPath) text += " path=" + std::string(*body.objectPath);
   if (body.objectId) text += " id=" + std::to_string(*body.objectId);
   if (body.method) text += " method=" + std::string(*body.method);
-  if (body.objectType) text += " type=" + std::to_string(*body.objectType);
-  if (body.signature != nullptr) text += " signature=" + print(body.signature);
-  if (body.data != nullptr) text += " data=" + print(body.data);
+  if (body.data != nullptr) text += " data=[" + textOf(body.data) + "]";
   return text;
 }
 
@@ -43,14 +52,11 @@ TEST(MessageBody, IsParsedOrRefusedWhole) {
       {wire::plain(0, wire::plain(1, wire::big32(4)) + wire::plain(2, "uci\0"s) + id +
                           wire::plain(4, "get\0"s) + wire::plain(5, wire::big32(8)) +
                           wire::plain(6, "sign") + wire::plain(7, "data")),
-       " status=4 path=uci id=7 method=get type=8 signature=[sign] data=[data]"},
+       " status=4 path=uci id=7 method=get data=[data]"},
       {wire::plain(0, wire::plain(7, "")), " data=[]"},
-      {wire::plain(0, wire::plain(0, "x") + wire::plain(8, "y") + wire::plain(127, "") + id),
-       " id=7"},
       {wire::plain(0, wire::plain(0x80 | 9, "an unknown one with a name") + id), " id=7"},
       {wire::plain(0, wire::plain(2, "a\0b\0"s)), " path=a"},
       // The outer attribute.
-      {"", "malformed"},
       {"\0\0\0"s, "malformed"},
       {"\0\0\0\x03"s, "malformed"},
       {"\0\0\0\x08"s, "malformed"},
@@ -58,7 +64,6 @@ TEST(MessageBody, IsParsedOrRefusedWhole) {
       {wire::plain(1, id), "malformed"},
       {wire::plain(0x80, id), "malformed"},
       // Its children.
-      {wire::plain(0, "\0\0\0\0"s), "malformed"},
       {wire::plain(0, "\x07\0\0\x03"s), "malformed"},
       {wire::plain(0, "\x07\0\0\x05"s), "malformed"},
       {wire::plain(0, "\x07\xff\xff\xff"s), "malformed"},
@@ -66,18 +71,13 @@ TEST(MessageBody, IsParsedOrRefusedWhole) {
       {"\0\0\0\x09\x07\0\0\x05x"s, "malformed"},  // its padding lies outside
       {"\0\0\0\x06\x07\0"s, "malformed"},
       // Wrong lengths, a missing NUL, twice the same, a name where none may be.
-      {wire::plain(0, wire::plain(1, "")), "malformed"},
       {wire::plain(0, wire::plain(1, "abc")), "malformed"},
       {wire::plain(0, wire::plain(3, "abcde")), "malformed"},
-      {wire::plain(0, wire::plain(5, "abcdefgh")), "malformed"},
       {wire::plain(0, wire::plain(2, "")), "malformed"},
-      {wire::plain(0, wire::plain(2, "uci")), "malformed"},
       {wire::plain(0, wire::plain(4, "get")), "malformed"},
       {wire::plain(0, id + id), "malformed"},
-      {wire::plain(0, wire::plain(1, "abcd") + wire::plain(1, "abcd")), "malformed"},
       {wire::plain(0, wire::plain(2, "a\0"s) + wire::plain(2, "a\0"s)), "malformed"},
       {wire::plain(0, wire::plain(7, "") + wire::plain(7, "")), "malformed"},
-      {wire::plain(0, wire::plain(6, "") + wire::plain(6, "")), "malformed"},
       {wire::plain(0, wire::plain(0x80 | 7, "data")), "malformed"},
       {wire::plain(0, wire::plain(0x80 | 1, "abcd")), "malformed"},
   };
@@ -86,59 +86,44 @@ TEST(MessageBody, IsParsedOrRefusedWhole) {
   }
 }
 
-// All messages of a stream that comes in pieces of the given size.
-std::string readInPieces(const std::string& stream, std::size_t size) {
-  MessageReader reader;
+// The messages of a stream, up to its end or to where none begins.
+std::string messagesIn(const std::string& stream) {
+  const testbed::ReadBytes read = readerOf(stream);
   std::string text;
-  for (std::size_t i = 0; i < stream.size(); i += size) {
-    const std::string piece = stream.substr(i, size);
-    reader.append(piece);
-    while (const std::optional<Message> message = reader.next()) {
-      text += std::to_string(static_cast<int>(message->header.type)) + " " +
-              std::to_string(message->header.sequence) + " " +
-              std::to_string(message->header.peer) + " " +
-              std::string(message->attribute.begin(), message->attribute.end()) + "\n";
-    }
+  while (const std::optional<Message> message = testbed::readMessage(read)) {
+    text += std::to_string(static_cast<int>(message->header.type)) + " " +
+            std::to_string(message->header.sequence) + " " + std::to_string(message->header.peer) +
+            " " + std::string(message->attribute.begin(), message->attribute.end()) + "\n";
   }
-  return text + (reader.isBroken() ? "broken" : "open");
+  return text;
 }
 
-TEST(MessageReader, GivesTheSameMessagesHoweverTheStreamIsCut) {
+TEST(MessageStream, IsReadMessageByMessage) {
   const std::string stream = wire::hello(0x01020304) + wire::data(0xfffe, 5, "members!") +
-                             wire::status(0xffff, 0xffffffff, 0) + wire::status(9, 9, 9).substr(1);
+                             wire::status(0xffff, 0xffffffff, 0) + wire::status(9, 9, 9);
   const std::string expected =
       "0 0 16909060 " + wire::plain(0, "") + "\n2 65534 5 " +
       wire::plain(0, wire::plain(3, wire::big32(5)) + wire::plain(7, "members!")) +
       "\n1 65535 4294967295 " + wire::plain(0, wire::plain(1, wire::big32(0))) + "\n";
-  for (std::size_t size = 1; size <= stream.size(); ++size) {
-    // The rest begins with the version byte 1: no message can follow.
-    EXPECT_EQ(readInPieces(stream, size), expected + "broken") << size;
+  for (std::size_t cut = 1; cut <= wire::status(9, 9, 9).size(); ++cut) {
+    EXPECT_EQ(messagesIn(stream.substr(0, stream.size() - cut)), expected) << cut;
   }
 }
 
-TEST(MessageReader, EndsAtALengthThatNoMessageHas) {
+TEST(MessageStream, EndsAtAVersionOrLengthThatNoMessageHas) {
   const std::string header = wire::status(1, 2, 0).substr(0, 8);
-  EXPECT_EQ(readInPieces(header + "\0\0\0\x03"s + "more", 100), "broken");
-  EXPECT_EQ(readInPieces(header + "\0\0\0\0"s + wire::hello(1), 100), "broken");
-  EXPECT_EQ(readInPieces(header + "\0\x10\0\x01"s, 100), "broken");
-  EXPECT_EQ(readInPieces(header + "\xff\xff\xff\xff"s, 100), "broken");
-  EXPECT_EQ(readInPieces(header + "\0\x10\0\0"s, 100), "open");
-}
-
-TEST(MessageReader, TakesAMessageOfTheLargestSize) {
-  const std::string stream =
-      wire::message(2, 1, 0, wire::plain(7, std::string(1024 * 1024 - 8, 'x')));
-  MessageReader reader;
-  reader.append(stream);
-  const std::optional<Message> message = reader.next();
-  ASSERT_TRUE(message);
-  EXPECT_EQ(message->attribute.size(), 1024U * 1024U);
-  EXPECT_EQ(std::string(message->attribute.begin(), message->attribute.end()), stream.substr(8));
+  const std::string rest(2 * 1024 * 1024, '\0');
+  EXPECT_EQ(messagesIn("\x01"s + wire::hello(1).substr(1)), "");
+  EXPECT_EQ(messagesIn(header + "\0\0\0\x03"s + rest), "");
+  EXPECT_EQ(messagesIn(header + "\0\0\0\0"s + rest), "");
+  EXPECT_EQ(messagesIn(header + "\0\x10\0\x01"s + rest), "");
+  EXPECT_EQ(messagesIn(header + "\xff\xff\xff\xff"s + rest), "");
+  EXPECT_NE(messagesIn(header + "\0\x10\0\0"s + rest), "");
 }
 
 TEST(MessageWriter, WritesTheWireFormat) {
   testbed::MessageWriter writer(
-      {.version = 0, .type = MessageType::Invoke, .sequence = 0x0102, .peer = 0x03040506});
+      {.type = MessageType::Invoke, .sequence = 0x0102, .peer = 0x03040506});
   writer.addNumber(BodyId::ObjectId, 0x0708090a);
   writer.addString(BodyId::Method, "list");
   writer.addBytes(BodyId::Data, {});
@@ -151,13 +136,99 @@ TEST(MessageWriter, WritesTheWireFormat) {
 }
 
 TEST(MessageWriter, RefusesWhatIsOverTheLimit) {
-  const testbed::MessageHeader header{.version = 0, .type = MessageType::Data};
-  testbed::MessageWriter largest(header);
-  largest.addBytes(BodyId::Data, std::string(1024 * 1024 - 8, 'x'));
-  EXPECT_TRUE(largest.finish());
-  testbed::MessageWriter tooLarge(header);
-  tooLarge.addBytes(BodyId::Data, std::string(1024 * 1024 - 7, 'x'));
-  EXPECT_FALSE(tooLarge.finish());
+  for (const std::size_t size : {std::size_t{1024} * 1024 - 8, std::size_t{1024} * 1024 - 7}) {
+    testbed::MessageWriter writer({.type = MessageType::Data});
+    writer.addBytes(BodyId::Data, std::string(size, 'x'));
+    EXPECT_EQ(writer.finish().has_value(), size % 4 == 0) << size;
+  }
+}
+
+constexpr std::uint32_t askedSequence = 3;
+constexpr std::uint32_t askedObject = 0x11223344;
+
+// The replies as "[payload] ", then the status.
+std::string outcome(const std::string& stream) {
+  std::string text;
+  const int status = testbed::readAnswer(
+      readerOf(stream),
+      {.type = MessageType::Invoke, .sequence = askedSequence, .peer = askedObject},
+      [&text](const MessageBody& body) {
+        if (body.data != nullptr) text += "[" + textOf(body.data) + "] ";
+        return body.data != nullptr;
+      });
+  return text + std::to_string(status);
+}
+
+TEST(Answer, EndsWithTheDaemonsStatusOrTheFaultOfItsBytes) {
+  const std::string ok = wire::objectStatus(askedSequence, askedObject, 0);
+  const std::string reply = wire::data(askedSequence, askedObject, "abcd");
+  const auto message = [](std::uint32_t type, const std::string& attributes) {
+    return wire::message(type, askedSequence, askedObject, attributes);
+  };
+  const std::vector<std::pair<std::string, std::string>> table = {
+      {ok, "0"},
+      {reply + ok, "[abcd] 0"},
+      {reply + wire::data(askedSequence, askedObject, "") + ok, "[abcd] [] 0"},
+      {reply + wire::status(askedSequence, askedObject, 9), "[abcd] 9"},
+      {wire::status(askedSequence, askedObject, 4), "4"},
+      {wire::status(askedSequence, askedObject, 0xffffffff), "-1"},
+      {ok + reply, "0"},
+      // No status came: "no response", unless there was one.
+      {message(1, ""), "5"},
+      {reply + message(1, ""), "[abcd] 0"},
+      {message(1, wire::plain(1, "abc")), "12"},
+      {message(2, ""), "12"},
+      {message(2, wire::plain(0x80 | 7, "\0\1ab"s)), "12"},
+      {message(2, "\x07\0\0\x40"s), "12"},
+      // No further message.
+      {"", "10"},
+      {reply, "[abcd] 10"},
+      {reply + ok.substr(0, ok.size() - 1), "[abcd] 10"},
+      {reply + wire::big32(0) + wire::big32(0) + wire::big32(0), "[abcd] 10"},
+  };
+  for (const auto& [stream, expected] : table) {
+    EXPECT_EQ(outcome(stream), expected) << testing::PrintToString(stream);
+  }
+}
+
+TEST(Answer, PassesOverWhatBelongsToAnotherRequest) {
+  const std::vector<std::string> others = {
+      wire::status(askedSequence + 1, askedObject, 4),
+      wire::status(askedSequence, askedObject + 1, 4),
+      wire::data(askedSequence + 1, askedObject, "abcd"),
+      wire::data(askedSequence, askedObject + 1, "abcd"),
+      wire::message(0, askedSequence, askedObject, ""),
+      wire::message(3, askedSequence, askedObject, ""),
+      wire::message(5, askedSequence, askedObject, wire::plain(7, "abcd")),
+      wire::message(200, askedSequence, askedObject, wire::plain(1, wire::big32(4))),
+      // Malformed, but not this request's.
+      wire::message(1, askedSequence + 1, askedObject, wire::plain(1, "")),
+  };
+  for (const std::string& other : others) {
+    EXPECT_EQ(outcome(other + wire::status(askedSequence, askedObject, 6)), "6")
+        << testing::PrintToString(other);
+  }
+}
+
+// Whatever a reply's bytes say, what reaches the handler lies inside the message.
+TEST(Answer, WithAnyValueInAnyByteOfAReplyGivesAPartOfItOrNothing) {
+  const std::string members = wire::table("values", wire::text("name", "value"));
+  const std::string reply = wire::data(askedSequence, askedObject, members);
+  const std::string ok = wire::status(askedSequence, askedObject, 0);
+  for (std::size_t byte = 0; byte < reply.size() - members.size(); ++byte) {
+    for (int value = 0; value < 256; ++value) {
+      std::string changed = reply;
+      changed[byte] = static_cast<char>(value);
+      const std::string result = outcome(changed + ok);
+      const std::size_t end = result.rfind(' ') + 1;
+      const std::string status = result.substr(end);
+      EXPECT_TRUE(status == "0" || status == "5" || status == "10" || status == "12")
+          << byte << ": " << value << ": " << testing::PrintToString(result);
+      if (end > 0) {
+        EXPECT_NE(changed.find(result.substr(1, end - 3)), std::string::npos);
+      }
+    }
+  }
 }
 
 }  // namespace

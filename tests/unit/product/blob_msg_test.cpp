@@ -11,7 +11,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/unit/product/blob_bytes.h"
+#include "tests/support/wire_bytes.h"
 #include "tests/unit/product/error_text.h"
 #include "wrt_cppwrap/blob_msg_parser.h"
 
@@ -38,12 +38,8 @@ int __wrap_blobmsg_add_field(blob_buf* buffer, int type, const char* name, const
 namespace wrt_cppwrap {
 namespace {
 
-using test_support::attribute;
-using test_support::bigEndian;
 using test_support::errorText;
-using test_support::Message;
-using test_support::plainAttribute;
-using test_support::stringAttribute;
+using wire::big32;
 
 static_assert(!std::is_copy_constructible_v<BlobMsg> && !std::is_copy_assignable_v<BlobMsg>);
 
@@ -53,28 +49,28 @@ std::string bytesOf(blob_attr* attr) {
 
 TEST(BlobMsg, IsATableFromTheStart) {
   const BlobMsg message;
-  EXPECT_EQ(bytesOf(message.head()), bigEndian(0x02000004));
+  EXPECT_EQ(bytesOf(message.head()), big32(0x02000004));
 }
 
 TEST(BlobMsg, AddsStringsWithTheirNul) {
   BlobMsg message;
   message.addString("config", "firewall_cpp");
   message.addString("", "");
-  const std::string elements = stringAttribute("config", "firewall_cpp") + stringAttribute("", "");
-  EXPECT_EQ(bytesOf(message.head()), plainAttribute(2, elements));
+  const std::string elements = wire::text("config", "firewall_cpp") + wire::text("", "");
+  EXPECT_EQ(bytesOf(message.head()), wire::plain(2, elements));
   EXPECT_EQ(blob_raw_len(message.head()), 4 + elements.size());
 }
 
 TEST(BlobMsg, AddsACopyOfAnAttributeWithTypeAndName) {
   for (const std::string& original :
-       {stringAttribute("name", "text"), attribute(2, "table", stringAttribute("a", "b")),
-        attribute(5, "", bigEndian(7)), attribute(1, "list", "")}) {
+       {wire::text("name", "text"), wire::named(2, "table", wire::text("a", "b")),
+        wire::named(5, "", big32(7)), wire::named(1, "list", "")}) {
     BlobMsg message;
     {
-      Message source(original);
-      message.addBlob(source.head());
+      wire::Block source(original);
+      message.addBlob(source.attribute());
     }
-    EXPECT_EQ(bytesOf(message.head()), plainAttribute(2, original));
+    EXPECT_EQ(bytesOf(message.head()), wire::plain(2, original));
   }
 }
 
@@ -83,9 +79,9 @@ TEST(BlobMsg, GrowsWithItsContent) {
   std::string elements;
   for (int i = 0; i < 1000; ++i) {
     message.addString("name", std::string(100, 'x'));
-    elements += stringAttribute("name", std::string(100, 'x'));
+    elements += wire::text("name", std::string(100, 'x'));
   }
-  EXPECT_EQ(bytesOf(message.head()), plainAttribute(2, elements));
+  EXPECT_EQ(bytesOf(message.head()), wire::plain(2, elements));
 }
 
 TEST(BlobMsg, FailsWithTheSystemsTextWhenTheBufferDoes) {
@@ -102,14 +98,14 @@ TEST(BlobMsg, FailsWithTheSystemsTextWhenTheBufferDoes) {
 
 TEST(BlobMsg, NamesTheElementThatCannotBeAdded) {
   BlobMsg message;
-  Message source(stringAttribute("name", "text"));
+  wire::Block source(wire::text("name", "text"));
   addResult = -1;
   EXPECT_EQ(errorText<std::runtime_error>([&] { message.addString("config", "x"); }),
             "BlobMsg: failed to add the element named config");
-  EXPECT_EQ(errorText<std::runtime_error>([&] { message.addBlob(source.head()); }),
+  EXPECT_EQ(errorText<std::runtime_error>([&] { message.addBlob(source.attribute()); }),
             "BlobMsg: failed to add blob.");
   addResult = 0;
-  EXPECT_EQ(bytesOf(message.head()), bigEndian(0x02000004));
+  EXPECT_EQ(bytesOf(message.head()), big32(0x02000004));
 }
 
 constexpr const char* kInvalidType = "BlobMsgParser: Invalid type.";
@@ -123,16 +119,16 @@ std::vector<std::string> namesIn(const BlobMsgParser& parser) {
 
 std::string parseError(const std::string& bytes, int type = kBlobAny) {
   return errorText<std::invalid_argument>([&] {
-    Message message(bytes);
-    const BlobMsgParser parser(message.head(), type);
+    wire::Block message(bytes);
+    const BlobMsgParser parser(message.attribute(), type);
   });
 }
 
 TEST(BlobMsgParser, CollectsTheDirectChildrenInOrder) {
-  Message message(plainAttribute(0, stringAttribute("b", "1") +
-                                        attribute(2, "a", stringAttribute("inner", "2")) +
-                                        stringAttribute("b", "12345") + attribute(7, "flag", "x")));
-  const BlobMsgParser parser(message.head());
+  wire::Block message(wire::plain(0, wire::text("b", "1") +
+                                         wire::named(2, "a", wire::text("inner", "2")) +
+                                         wire::text("b", "12345") + wire::named(7, "flag", "x")));
+  const BlobMsgParser parser(message.attribute());
   EXPECT_EQ(namesIn(parser), (std::vector<std::string>{"b", "a", "b", "flag"}));
   EXPECT_STREQ(BlobMsgParser::getString(parser.elements()[2]), "12345");
   const BlobMsgParser inner(parser.elements()[1], kBlobTable);
@@ -140,21 +136,21 @@ TEST(BlobMsgParser, CollectsTheDirectChildrenInOrder) {
 }
 
 TEST(BlobMsgParser, ReadsNamedAndUnnamedAttributes) {
-  Message named(
-      attribute(1, "list", stringAttribute("", "x") + plainAttribute(3, std::string("y\0", 2))));
-  const BlobMsgParser parser(named.head(), kBlobArray);
+  wire::Block named(
+      wire::named(1, "list", wire::text("", "x") + wire::plain(3, std::string("y\0", 2))));
+  const BlobMsgParser parser(named.attribute(), kBlobArray);
   EXPECT_EQ(namesIn(parser), (std::vector<std::string>{"", ""}));
-  Message empty(plainAttribute(2, ""));
-  EXPECT_TRUE(namesIn(BlobMsgParser(empty.head())).empty());
+  wire::Block empty(wire::plain(2, ""));
+  EXPECT_TRUE(namesIn(BlobMsgParser(empty.attribute())).empty());
 }
 
 TEST(BlobMsgParser, ChecksTheTypeUnlessAnyWillDo) {
-  const std::string table = attribute(2, "t", "");
+  const std::string table = wire::named(2, "t", "");
   EXPECT_EQ(parseError(table), "(no error)");
   EXPECT_EQ(parseError(table, kBlobTable), "(no error)");
   EXPECT_EQ(parseError(table, kBlobArray), kInvalidType);
   EXPECT_EQ(parseError(table, kBlobString), kInvalidType);
-  EXPECT_EQ(parseError(plainAttribute(0, ""), kBlobTable), kInvalidType);
+  EXPECT_EQ(parseError(wire::plain(0, ""), kBlobTable), kInvalidType);
 }
 
 TEST(BlobMsgParser, HasNoElementsWithoutAnAttribute) {
@@ -172,66 +168,66 @@ TEST(BlobMsgParser, FindsNoTypeWithoutAnAttribute) {
 }
 
 TEST(BlobMsgParser, RefusesAMessageWithAMalformedChild) {
-  const std::string good = stringAttribute("a", "1");
+  const std::string good = wire::text("a", "1");
   const std::vector<std::string> malformed = {
-      attribute(3, "s", ""),            // a string without its NUL
-      attribute(3, "s", "abc"),         // the same, not empty
-      attribute(4, "n", bigEndian(1)),  // a number of another size
-      attribute(5, "n", "abc"),
-      attribute(6, "n", "abc"),
-      attribute(7, "n", "ab"),
-      attribute(9, "x", ""),  // no such type
-      bigEndian(0x83000004),  // a name header where there is no room for one
-      bigEndian(0x83000008) + std::string("\0\xff"
-                                          "ab",
-                                          4),                  // longer than the payload
-      bigEndian(0x8300000c) + std::string("\0\1abcd\0\0", 8),  // without a NUL behind the name
+      wire::named(3, "s", ""),        // a string without its NUL
+      wire::named(3, "s", "abc"),     // the same, not empty
+      wire::named(4, "n", big32(1)),  // a number of another size
+      wire::named(5, "n", "abc"),
+      wire::named(6, "n", "abc"),
+      wire::named(7, "n", "ab"),
+      wire::named(9, "x", ""),  // no such type
+      big32(0x83000004),        // a name header where there is no room for one
+      big32(0x83000008) + std::string("\0\xff"
+                                      "ab",
+                                      4),                  // longer than the payload
+      big32(0x8300000c) + std::string("\0\1abcd\0\0", 8),  // without a NUL behind the name
   };
   for (const std::string& child : malformed) {
-    EXPECT_EQ(parseError(plainAttribute(2, good + child)), kInvalidFormat);
-    EXPECT_EQ(parseError(plainAttribute(2, child + good)), kInvalidFormat);
+    EXPECT_EQ(parseError(wire::plain(2, good + child)), kInvalidFormat);
+    EXPECT_EQ(parseError(wire::plain(2, child + good)), kInvalidFormat);
   }
 }
 
 TEST(BlobMsgParser, RefusesAMessageWhoseOwnHeaderIsMalformed) {
   const std::vector<std::string> malformed = {
-      bigEndian(0x02000003),  // shorter than its own word
-      bigEndian(0x82000004),  // a name header where there is no room for one
-      bigEndian(0x82000008) + std::string("\0\xff"
-                                          "ab",
-                                          4),  // longer than the payload
+      big32(0x02000003),  // shorter than its own word
+      big32(0x82000004),  // a name header where there is no room for one
+      big32(0x82000008) + std::string("\0\xff"
+                                      "ab",
+                                      4),  // longer than the payload
   };
   for (const std::string& message : malformed) EXPECT_EQ(parseError(message), kInvalidFormat);
 }
 
 TEST(BlobMsgParser, TakesAMessageWithAnEmptyNameOfItsOwn) {
-  EXPECT_EQ(parseError(attribute(2, "", stringAttribute("a", "1"))), "(no error)");
+  EXPECT_EQ(parseError(wire::named(2, "", wire::text("a", "1"))), "(no error)");
 }
 
 // As the library's own walk: what cannot be a child ends it, without an error.
 TEST(BlobMsgParser, StopsAtWhatDoesNotFit) {
-  const std::string good = stringAttribute("a", "1");
+  const std::string good = wire::text("a", "1");
   const std::vector<std::string> ends = {
       std::string(1, '\0'),
       std::string(3, '\0'),
-      bigEndian(0),  // shorter than its own word
-      bigEndian(0x03000003 & 0xff000000),
-      bigEndian(0x03000009) + "abcd",  // longer than what is left
-      bigEndian(0x03ffffff) + "abcd",
+      big32(0),  // shorter than its own word
+      big32(0x03000003 & 0xff000000),
+      big32(0x03000009) + "abcd",  // longer than what is left
+      big32(0x03ffffff) + "abcd",
   };
   for (const std::string& end : ends) {
     const std::string payload = good + end;
-    std::string bytes = bigEndian(0x02000000UL + 4 + payload.size()) + payload;
-    Message message(bytes);
-    EXPECT_EQ(namesIn(BlobMsgParser(message.head())), (std::vector<std::string>{"a"}));
+    std::string bytes = big32(static_cast<std::uint32_t>(0x02000004 + payload.size())) + payload;
+    wire::Block message(bytes);
+    EXPECT_EQ(namesIn(BlobMsgParser(message.attribute())), (std::vector<std::string>{"a"}));
   }
 }
 
 TEST(BlobMsgParser, FindsTheFirstChildOfNameAndType) {
-  Message message(plainAttribute(2, stringAttribute("a", "first") + attribute(1, "b", "") +
-                                        stringAttribute("b", "text") + stringAttribute("a", "x") +
-                                        attribute(2, "b", "")));
-  const BlobMsgParser parser(message.head());
+  wire::Block message(wire::plain(2, wire::text("a", "first") + wire::named(1, "b", "") +
+                                         wire::text("b", "text") + wire::text("a", "x") +
+                                         wire::named(2, "b", "")));
+  const BlobMsgParser parser(message.attribute());
   EXPECT_EQ(parser.find("a"), parser.elements()[0]);
   EXPECT_EQ(parser.find("a", kBlobString), parser.elements()[0]);
   EXPECT_EQ(parser.find("b"), parser.elements()[1]);
@@ -246,9 +242,9 @@ TEST(BlobMsgParser, FindsTheFirstChildOfNameAndType) {
 }
 
 TEST(BlobMsgParser, GivesTheTextOfStringsOnly) {
-  Message message(plainAttribute(
-      2, stringAttribute("a", "text") + attribute(2, "b", "") + attribute(5, "c", bigEndian(1))));
-  const BlobMsgParser parser(message.head());
+  wire::Block message(wire::plain(
+      2, wire::text("a", "text") + wire::named(2, "b", "") + wire::named(5, "c", big32(1))));
+  const BlobMsgParser parser(message.attribute());
   const char* const text = BlobMsgParser::getString(parser.elements()[0]);
   EXPECT_STREQ(text, "text");
   // Inside the message: nothing is copied.
@@ -278,16 +274,16 @@ void readAll(blob_attr* attr) {
 // Every byte of a good message with every value in its place: an error or not, but nothing is read
 // behind its end.
 TEST(BlobMsgParser, NeverReadsBehindABrokenMessage) {
-  const std::string list = attribute(1, "l", stringAttribute("", "x") + stringAttribute("", "yz"));
-  const std::string good = plainAttribute(
-      0, attribute(2, "values", attribute(2, "s", stringAttribute(".name", "s") + list)));
+  const std::string list = wire::named(1, "l", wire::text("", "x") + wire::text("", "yz"));
+  const std::string good = wire::plain(
+      0, wire::named(2, "values", wire::named(2, "s", wire::text(".name", "s") + list)));
   for (std::size_t i = 4; i < good.size(); ++i) {
     for (int value = 0; value < 256; ++value) {
       std::string broken = good;
       broken[i] = static_cast<char>(value);
       const std::string error = errorText<std::invalid_argument>([&] {
-        Message message(broken);
-        readAll(message.head());
+        wire::Block message(broken);
+        readAll(message.attribute());
       });
       ASSERT_TRUE(error == "(no error)" || error == kInvalidFormat) << i << ' ' << value << error;
     }

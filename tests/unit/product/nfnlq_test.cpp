@@ -4,47 +4,50 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "firewall_cpp/chain_programs.h"
 #include "firewall_cpp/kovsel/kovsel.h"
 #include "ipt_compiler/chain_generation.h"
+#include "tests/support/configuration.h"
 #include "tests/support/graph_text.h"
 #include "tests/unit/product/error_text.h"
-#include "tests/unit/product/fake_bus.h"
-#include "wrt_cppwrap/uci_config.h"
 
 namespace tavrix {
 namespace {
 
 using test_support::errorText;
-using test_support::FakeBus;
-using test_support::fakeBus;
 using test_support::graphText;
-using test_support::UciOption;
+using test_support::setConfiguration;
 using List = std::vector<std::string>;
 
-// Loads the sections into the start-up object, as a run of the program would begin.
-void configureSections(const std::vector<test_support::UciSection>& sections) {
-  fakeBus() = FakeBus();
-  fakeBus().replies = {test_support::uciReply(sections)};
-  std::destroy_at(&params);
-  std::construct_at(&params, "firewall_cpp");
+struct UciOption {
+  std::string name;
+  // A string option or a list.
+  std::variant<std::string, List> value;
+};
+
+std::string sectionText(const std::string& name, const std::vector<UciOption>& options) {
+  std::string text = "config type " + name + "\n";
+  for (const UciOption& option : options) {
+    if (const auto* value = std::get_if<std::string>(&option.value)) {
+      text += "option " + option.name + " '" + *value + "'\n";
+      continue;
+    }
+    for (const std::string& item : std::get<List>(option.value)) {
+      text += "list " + option.name + " '" + item + "'\n";
+    }
+  }
+  return text;
 }
 
 void configure(const std::vector<UciOption>& options) {
-  configureSections({{"nfnlq", options}});
-}
-
-void configureNothing() {
-  fakeBus() = FakeBus();
-  std::destroy_at(&params);
-  std::construct_at(&params, "firewall_cpp");
+  setConfiguration(sectionText("nfnlq", options));
 }
 
 std::vector<UciOption> queue(const char* first, const char* last) {
@@ -77,7 +80,7 @@ IptCond readCondition(const IptTokens& tokens) {
 }
 
 TEST(Nfnlq, WithoutASectionIsAProgramThatNeverRuns) {
-  configureNothing();
+  setConfiguration("");
   EXPECT_EQ(graphText(nfnlq::queueProgram().first),
             programText(false, makeEmptyProg(), readCondition({}), makeEmptyProg()));
   EXPECT_EQ(generated(), "");
@@ -237,9 +240,10 @@ TEST(Nfnlq, BuildsNodesOfItsOwnAtEachCallFromTheConfigurationOfThen) {
 }
 
 TEST(ChainPrograms, AccessControlComesBeforeTheQueue) {
-  configureSections(
-      {{"nfnlq", queue("2", "2")},
-       {"kovsel", {{"user_list", List{"1"}}, {"mac_set_user1", "set"}, {"label_user1", "1"}}}});
+  setConfiguration(
+      sectionText("nfnlq", queue("2", "2")) +
+      sectionText("kovsel",
+                  {{"user_list", List{"1"}}, {"mac_set_user1", "set"}, {"label_user1", "1"}}));
   const std::string accessControl = generated(kovsel::mangleProgram);
   ASSERT_NE(accessControl, "");
   EXPECT_EQ(generated(manglePreroutingProgram), accessControl + queueRule("--queue-num 2"));

@@ -4,26 +4,24 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstddef>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "tests/unit/product/blob_bytes.h"
+#include "tests/support/fake_bus.h"
+#include "tests/support/wire_bytes.h"
 #include "tests/unit/product/error_text.h"
-#include "tests/unit/product/fake_bus.h"
 
 namespace tavrix {
 namespace {
 
-using test_support::attribute;
-using test_support::bigEndian;
 using test_support::errorText;
 using test_support::FakeBus;
 using test_support::fakeBus;
-using test_support::plainAttribute;
-using test_support::stringAttribute;
 using test_support::uciReply;
 using Values = std::vector<std::string_view>;
 
@@ -32,38 +30,42 @@ class UciConfigTest : public testing::Test {
   UciConfigTest() { fakeBus() = FakeBus(); }
 
   static void setReply(const std::string& message) { fakeBus().replies = {message}; }
+  static void setText(std::string_view uciText) { setReply(uciReply(uciText)); }
 
   // A reply whose "values" are these section elements.
   static std::string replyOf(const std::string& sections) {
-    return plainAttribute(0, attribute(2, "values", sections));
+    return wire::plain(0, wire::table("values", sections));
   }
 
   static std::string namedSection(const std::string& name, const std::string& members) {
-    return attribute(2, name, stringAttribute(".name", name) + members);
+    return wire::table(name, wire::text(".name", name) + members);
   }
 };
 
 TEST_F(UciConfigTest, AsksTheServiceForThePackage) {
-  setReply(uciReply({}));
   const UciConfig config("firewall_cpp");
   EXPECT_EQ(fakeBus().calls, (std::vector<std::string>{
                                  "ubus_lookup_id uci",
                                  "ubus_invoke_fd 17 get config:3=firewall_cpp timeout=0 fd=-1"}));
-  EXPECT_TRUE(config.empty());
 }
 
 TEST_F(UciConfigTest, TakesTheWholeNameFromAView) {
-  setReply(uciReply({}));
   const UciConfig config(std::string_view("package-and-more").substr(0, 7));
   EXPECT_EQ(fakeBus().calls.back(), "ubus_invoke_fd 17 get config:3=package timeout=0 fd=-1");
 }
 
 TEST_F(UciConfigTest, HoldsOptionsAndListsInOrder) {
-  setReply(uciReply({{"nfnlq",
-                      {{"queue_first", "2"},
-                       {"matches", std::vector<std::string>{"-p tcp", "OR", "", "-p tcp"}},
-                       {"empty", ""}}},
-                     {"kovsel", {{"user_list", std::vector<std::string>{"1"}}}}}));
+  setText(R"(
+config t nfnlq
+  option queue_first 2
+  list matches '-p tcp'
+  list matches OR
+  list matches ''
+  list matches '-p tcp'
+  option empty ''
+config t kovsel
+  list user_list 1
+)");
   const UciConfig config("p");
   EXPECT_EQ(config.size(), 2U);
   EXPECT_EQ(config["nfnlq"]["queue_first"], (Values{"2"}));
@@ -73,7 +75,7 @@ TEST_F(UciConfigTest, HoldsOptionsAndListsInOrder) {
 }
 
 TEST_F(UciConfigTest, ReadsWhatIsMissingAsEmpty) {
-  setReply(uciReply({{"nfnlq", {}}}));
+  setText("config t nfnlq");
   const UciConfig config("p");
   EXPECT_EQ(&config["absent"], &UciConfig::defaultMap);
   EXPECT_EQ(&config["nfnlq"]["absent"], &UciConfig::defaultVec);
@@ -88,7 +90,7 @@ TEST_F(UciConfigTest, ReadsWhatIsMissingAsEmpty) {
 }
 
 TEST_F(UciConfigTest, IsLookedUpByAnyKindOfText) {
-  setReply(uciReply({{"nfnlq", {{"option", "x"}}}}));
+  setText("config t nfnlq\n option option x");
   const UciConfig config("p");
   const char* const terminated = "option";
   const Values& values = config["nfnlq"]["option"];
@@ -99,19 +101,22 @@ TEST_F(UciConfigTest, IsLookedUpByAnyKindOfText) {
 }
 
 TEST_F(UciConfigTest, MakesNoEntryForAnEmptyList) {
-  setReply(uciReply({{"s", {{"list", std::vector<std::string>{}}}}}));
+  setReply(replyOf(namedSection("s", wire::array("list", ""))));
   const UciConfig config("p");
   EXPECT_EQ(&config["s"]["list"], &UciConfig::defaultVec);
   EXPECT_EQ(config["s"].count("list"), 0U);
 }
 
 TEST_F(UciConfigTest, CollectsMembersOfOneNameInOrder) {
-  setReply(uciReply({{"s", {{"o", "1"}, {"o", std::vector<std::string>{"2", "3"}}, {"o", "4"}}}}));
+  setReply(replyOf(namedSection(
+      "s", wire::text("o", "1") + wire::array("o", wire::text("", "2") + wire::text("", "3")) +
+               wire::text("o", "4"))));
   EXPECT_EQ(UciConfig("p")["s"]["o"], (Values{"1", "2", "3", "4"}));
 }
 
 TEST_F(UciConfigTest, AddsASecondSectionOfTheSameNameToTheFirst) {
-  setReply(uciReply({{"s", {{"o", "1"}}}, {"other", {}}, {"s", {{"o", "2"}, {"p", "3"}}}}));
+  setReply(replyOf(namedSection("s", wire::text("o", "1")) + namedSection("other", "") +
+                   namedSection("s", wire::text("o", "2") + wire::text("p", "3"))));
   const UciConfig config("p");
   EXPECT_EQ(config.size(), 2U);
   EXPECT_EQ(config["s"]["o"], (Values{"1", "2"}));
@@ -120,58 +125,56 @@ TEST_F(UciConfigTest, AddsASecondSectionOfTheSameNameToTheFirst) {
 }
 
 TEST_F(UciConfigTest, TakesSectionNamesFromTheirNameMember) {
-  setReply(replyOf(attribute(2, "element",
-                             attribute(5, ".name", bigEndian(1)) +
-                                 stringAttribute(".name", "real") + stringAttribute("o", "1"))));
+  setReply(replyOf(wire::table(
+      "element", wire::int32(".name", 1) + wire::text(".name", "real") + wire::text("o", "1"))));
   const UciConfig config("p");
   EXPECT_EQ(config["real"]["o"], (Values{"1"}));
   EXPECT_EQ(&config["element"], &UciConfig::defaultMap);
 }
 
 TEST_F(UciConfigTest, StoresReservedStringsAndNothingButStringsAndLists) {
-  setReply(uciReply({{"s", {}}}));
+  setText("config type s");
   const UciConfig config("p");
   EXPECT_EQ(config["s"][".name"], (Values{"s"}));
   EXPECT_EQ(config["s"][".type"], (Values{"type"}));
   EXPECT_EQ(config["s"].size(), 2U);
 
-  setReply(replyOf(namedSection("s", attribute(2, "table", stringAttribute("a", "b")) +
-                                         attribute(4, "int64", bigEndian(0) + bigEndian(1)) +
-                                         attribute(8, "double", std::string(8, 'x')) +
-                                         attribute(0, "unspecified", "xyz"))));
+  setReply(replyOf(namedSection("s", wire::table("table", wire::text("a", "b")) +
+                                         wire::named(4, "int64", std::string(8, '\0')) +
+                                         wire::named(8, "double", std::string(8, 'x')) +
+                                         wire::named(0, "unspecified", "xyz"))));
   EXPECT_EQ(UciConfig("p")["s"].size(), 1U);
 }
 
 TEST_F(UciConfigTest, FindsTheValuesAmongOtherElements) {
-  setReply(
-      plainAttribute(0, stringAttribute("before", "x") +
-                            attribute(2, "values", namedSection("s", stringAttribute("o", "1"))) +
-                            stringAttribute("after", "x")));
+  setReply(wire::plain(0, wire::text("before", "x") +
+                              wire::table("values", namedSection("s", wire::text("o", "1"))) +
+                              wire::text("after", "x")));
   EXPECT_EQ(UciConfig("p")["s"]["o"], (Values{"1"}));
 }
 
-// The library's buffer is gone after the call; so are those of large replies that moved.
+// The library's buffer is gone after the call; so are those of large replies that moved. This one
+// is about as large as a message of the bus can be.
 TEST_F(UciConfigTest, OwnsWhatItsViewsPointInto) {
-  std::vector<test_support::UciSection> sections;
-  for (int i = 0; i < 500; ++i) {
-    sections.push_back({"section" + std::to_string(i), {{"option", std::string(100, 'v')}}});
+  constexpr int kSections = 4000;
+  std::string text;
+  for (int i = 0; i < kSections; ++i) {
+    text += "config t s" + std::to_string(i) + "\n option o '" + std::string(100, 'v') + "'\n";
   }
-  setReply(uciReply(sections));
+  setText(text);
   const UciConfig config("p");
-  EXPECT_EQ(config.size(), 500U);
-  for (int i = 0; i < 500; ++i) {
-    const UciConfig::Section& section = config["section" + std::to_string(i)];
-    ASSERT_EQ(section["option"], (Values{std::string(100, 'v')}));
+  EXPECT_EQ(config.size(), std::size_t{kSections});
+  for (int i = 0; i < kSections; ++i) {
+    ASSERT_EQ(config["s" + std::to_string(i)]["o"], (Values{std::string(100, 'v')}));
   }
 }
 
 // The second copy may move the first one, which the views of the store point into.
-TEST_F(UciConfigTest, KeepsValidViewsWhenTheServiceRepliesTwice) {
-  fakeBus().replies = {uciReply({{"s", {{"o", "1"}}}}),
-                       uciReply({{"s", {{"o", std::string(100'000, 'x')}}}})};
-  const UciConfig config("p");
-  ASSERT_FALSE(config["s"]["o"].empty());
-  EXPECT_EQ(config["s"]["o"].front(), "1");
+TEST_F(UciConfigTest, KeepsTheFirstOfSeveralRepliesAndValidViews) {
+  fakeBus().replies = {uciReply("config t s\n option o 1"),
+                       uciReply("config t s\n option o " + std::string(100'000, 'x')),
+                       uciReply("config t s\n option o 3")};
+  EXPECT_EQ(UciConfig("p")["s"]["o"], (Values{"1"}));
 }
 
 TEST_F(UciConfigTest, IsEmptyWithoutAReply) {
@@ -187,33 +190,109 @@ TEST_F(UciConfigTest, FailsWithTheStatusOfTheLookup) {
 TEST_F(UciConfigTest, FailsWithTheStatusOfTheCallEvenAfterAReply) {
   fakeBus().invokeStatus = 7;
   EXPECT_EQ(errorText<std::runtime_error>([] { UciConfig("p"); }), "Ubus: text of status 7");
-  setReply(uciReply({}));
+  setText("");
   EXPECT_EQ(errorText<std::runtime_error>([] { UciConfig("p"); }), "Ubus: text of status 7");
 }
 
-// A reply that cannot be read ends the process inside the library's callback.
-TEST_F(UciConfigTest, EndsTheProcessForAReplyOfAnotherShape) {
-  testing::FLAGS_gtest_death_test_style = "fast";
+// Reads replies without a bus call around them, so that an error comes out.
+class Store : public UciConfig {
+ public:
+  Store() : UciConfig("p") {}
+  using UciConfig::readReply;
+};
+
+std::string replyError(const std::string& reply) {
+  return errorText<std::invalid_argument>([&] {
+    wire::Block message(reply);
+    Store().readReply(message.attribute());
+  });
+}
+
+TEST_F(UciConfigTest, RefusesAReplyOfAnotherShape) {
   const std::string cannotFind = "Cannot find the element named ";
+  const std::string name = wire::text(".name", "s");
+  const std::string list = wire::text("", "x");
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {plainAttribute(0, ""), cannotFind + "values"},
-      {plainAttribute(0, attribute(1, "values", "")), cannotFind + "values"},
-      {plainAttribute(0, stringAttribute("values", "x")), cannotFind + "values"},
-      {plainAttribute(0, attribute(3, "values", "")), "Invalid format."},
-      {replyOf(stringAttribute("s", "x")), "Invalid type."},
-      {replyOf(attribute(1, "s", "")), "Invalid type."},
-      {replyOf(attribute(2, "s", "")), cannotFind + ".name"},
-      {replyOf(attribute(2, "s", attribute(5, ".name", bigEndian(1)))), cannotFind + ".name"},
-      {replyOf(namedSection("s", attribute(1, "list", attribute(5, "", bigEndian(1))))),
+      {wire::plain(0, ""), cannotFind + "values"},
+      {wire::plain(0, wire::text("value", "x")), cannotFind + "values"},
+      {wire::plain(0, wire::array("values", "")), cannotFind + "values"},
+      {wire::plain(0, wire::text("values", "x")), cannotFind + "values"},
+      {wire::plain(0, wire::named(3, "values", "")), "Invalid format."},
+      {wire::plain(0, wire::named(5, "before", "x") + wire::table("values", "")),
+       "Invalid format."},
+      {replyOf(wire::text("s", "x")), "Invalid type."},
+      {replyOf(wire::array("s", "")), "Invalid type."},
+      {replyOf(wire::int8("s", 1)), "Invalid type."},
+      {replyOf(wire::named(7, "s", "ab")), "Invalid format."},
+      {replyOf(namedSection("s", "") + wire::text("s", "x")), "Invalid type."},
+      {replyOf(wire::table("s", "")), cannotFind + ".name"},
+      {replyOf(wire::table("s", wire::int32(".name", 1))), cannotFind + ".name"},
+      {replyOf(namedSection("s", wire::array("list", wire::int32("", 1)))), "Invalid type."},
+      {replyOf(namedSection("s", wire::array("list", list + wire::array("", list)))),
        "Invalid type."},
-      {replyOf(namedSection("s", attribute(1, "list", attribute(3, "", "")))), "Invalid format."},
-      {replyOf(namedSection("s", attribute(5, "bad", ""))), "Invalid format."},
-      {replyOf(attribute(7, "s", "ab")), "Invalid format."},
+      {replyOf(namedSection("s", wire::array("list", wire::table("", "")))), "Invalid type."},
+      {replyOf(namedSection("s", wire::array("list", wire::named(3, "", "")))), "Invalid format."},
+      {replyOf(namedSection("s", wire::named(5, "bad", ""))), "Invalid format."},
+      {replyOf(namedSection("s", wire::named(9, "bad", "x"))), "Invalid format."},
   };
   for (const auto& [reply, message] : cases) {
-    setReply(reply);
-    EXPECT_EXIT(UciConfig("p"), testing::KilledBySignal(SIGABRT),
-                "std::invalid_argument'\n  what\\(\\):  BlobMsgParser: " + message + "\n");
+    EXPECT_EQ(replyError(reply), "BlobMsgParser: " + message) << testing::PrintToString(reply);
+  }
+}
+
+// The call of the bus library is not left by an exception, be it in the first reply or a later one.
+TEST_F(UciConfigTest, EndsTheProcessForAReplyThatItRefuses) {
+  testing::FLAGS_gtest_death_test_style = "fast";
+  fakeBus().replies = {uciReply(""), wire::plain(0, "")};
+  EXPECT_EXIT(UciConfig("p"), testing::KilledBySignal(SIGABRT),
+              "std::invalid_argument'\n  what\\(\\):  BlobMsgParser: Cannot find the element named "
+              "values\n");
+}
+
+// The end for each byte of a reply, when all its bits are turned around:
+//   .  a good end: the byte is padding, part of a text, or a length beyond the attribute's
+//      container (what follows is then not read)
+//   F  "Invalid format.": no such type, a name header that does not fit, or no NUL after a text
+//   V  "values" is not found
+//   N  a section's ".name" is not found
+struct AttributeEnds {
+  const char* attribute;
+  const char* ends;  // header word (4), name length (2), name, NUL and padding, data
+};
+constexpr AttributeEnds kReplyEnds[] = {
+    // The last byte of the length makes it a table that is too short for its section.
+    {"values", "FVV.FFVVVVVVF..."},
+    {"section nfnlq", "F..NFF.....F"},
+    {".anonymous", "FNNNFF..........F......."},
+    {".type", "FNNNFF.....F.....F.."},
+    {".name", "FNNNFFNNNNNF.....F.."},
+    {".index", "F...FF......F......."},
+    {"queue_first", "F...FF...........F...F.."},
+    {"queue_last", "F...FF..........F....F.."},
+    {"note", "F...FF....F."},
+    {"item a", "F...FFF..F.."},
+    {"item bc", "F...FFF...F."},
+};
+
+TEST_F(UciConfigTest, RefusesAReplyWithEveryBitOfOneByteTurnedAroundForWhatTheByteIs) {
+  const std::map<char, std::string> errors = {
+      {'.', "(no error)"},
+      {'F', "BlobMsgParser: Invalid format."},
+      {'V', "BlobMsgParser: Cannot find the element named values"},
+      {'N', "BlobMsgParser: Cannot find the element named .name"}};
+  std::string ends;
+  for (const AttributeEnds& attribute : kReplyEnds) ends += attribute.ends;
+  const std::string reply = replyOf(
+      wire::table("nfnlq", wire::int8(".anonymous", 0) + wire::text(".type", "nfnlq") +
+                               wire::text(".name", "nfnlq") + wire::int32(".index", 0) +
+                               wire::text("queue_first", "2") + wire::text("queue_last", "2") +
+                               wire::array("note", wire::text("", "a") + wire::text("", "bc"))));
+  const std::size_t start = reply.size() - ends.size();
+  ASSERT_EQ(reply.substr(start + 6, 6), "values");
+  for (std::size_t i = 0; i < ends.size(); ++i) {
+    std::string altered = reply;
+    altered[start + i] = static_cast<char>(~altered[start + i]);
+    EXPECT_EQ(replyError(altered), errors.at(ends[i])) << "at byte " << i;
   }
 }
 

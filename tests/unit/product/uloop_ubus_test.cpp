@@ -8,8 +8,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "tests/support/fake_bus.h"
 #include "tests/unit/product/error_text.h"
-#include "tests/unit/product/fake_bus.h"
 #include "wrt_cppwrap/ubus.h"
 #include "wrt_cppwrap/uloop.h"
 
