@@ -12,6 +12,7 @@
 
 #include "firewall_cpp/kovsel/kovsel.h"
 #include "firewall_cpp/kovsel/rule_texts.h"
+#include "ipt_compiler/rule_model.h"
 #include "tests/support/configuration.h"
 
 namespace {

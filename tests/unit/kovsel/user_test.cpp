@@ -8,6 +8,7 @@
 #include <string>
 
 #include "firewall_cpp/kovsel/kovsel.h"
+#include "ipt_compiler/rule_model.h"
 #include "tests/support/configuration.h"
 #include "tests/support/graph_text.h"
 
