@@ -51,7 +51,7 @@ TEST(RandomPrograms, MeanTheSameAsTreeAsGraphAndAsChainsAndAreSimplifiedToTheSam
 }
 
 // What a failing test prints. A comparison that takes a goto for a jump, which would come back to
-// the rules behind it, stands for the failure.
+// the rules after it, stands for the failure.
 TEST(AFailingRandomProgram, IsPrintedAsASmallConfiguration) {
   const auto differs = [](const ProgramSource& source) {
     const tavrix::IptProg program = buildProgram(tokensOf(source));

@@ -43,7 +43,7 @@ TEST(Schedule, HasSixPassesEachSavingAndRestoringOneTableUnderThePreloadLibrary)
   EXPECT_EQ(run.status, 0);
 }
 
-TEST(Schedule, PutsRulesBehindThoseOfOtherProgramsInMangleAndBeforeThemElsewhere) {
+TEST(Schedule, PutsRulesAfterThoseOfOtherProgramsInMangleAndBeforeThemElsewhere) {
   Scenario scenario;
   scenario.configs = {kConfig};
   scenario.tools = Tools::Texts;

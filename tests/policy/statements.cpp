@@ -38,7 +38,7 @@ std::string takeBefore(std::string& text, const std::string& separator) {
   return before;
 }
 
-// What is said of a packet: a beginning, and what the value behind it means.
+// What is said of a packet: a beginning, and what the value after it means.
 struct Word {
   std::string_view beginning;
   void (*tell)(Packet& packet, const std::string& value);
