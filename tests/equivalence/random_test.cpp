@@ -50,6 +50,45 @@ TEST(RandomPrograms, MeanTheSameAsTreeAsGraphAndAsChainsAndAreSimplifiedToTheSam
             << " emptied junctions\n";
 }
 
+// What a failing test prints. A comparison that takes a goto for a jump, which would come back to
+// the rules after it, stands for the failure.
+TEST(AFailingRandomProgram, IsPrintedAsASmallConfiguration) {
+  const auto differs = [](const ProgramSource& source) {
+    const tavrix::IptProg program = buildProgram(tokensOf(source));
+    Chains chains =
+        compiledChains(compiledText(buildProgram(tokensOf(source)), "OUTPUT"), "OUTPUT");
+    for (auto& [name, rules] : chains) {
+      for (ChainRule& rule : rules) rule.isGoto = false;
+    }
+    const MatchNumbers numbers = matchNumbersOf(program);
+    return std::ranges::any_of(packetsOver(numbers.size()), [&](const Packet& packet) {
+      const Holds holds = holdsIn(numbers, packet);
+      return evaluate(program, holds) != metIn(chains, "OUTPUT", holds);
+    });
+  };
+  const ProgramSource large = randomProgram(3, 60);
+  ASSERT_GT(tokensOf(large).size(), 150U);
+  const std::vector<std::string> tokens = tokensOf(shrink(large, differs));
+  ASSERT_EQ(tokens.size(), 7U);
+  EXPECT_EQ(configurationOf(tokens),
+            "config nfnlq 'nfnlq'\n"
+            "\toption queue_first '0'\n"
+            "\toption queue_last '0'\n"
+            "\tlist pre_targets 'IF'\n"
+            "\tlist pre_targets '" +
+                tokens[1] +
+                "'\n"
+                "\tlist pre_targets 'THEN'\n"
+                "\tlist pre_targets '" +
+                tokens[3] +
+                "'\n"
+                "\tlist pre_targets 'ELSE'\n"
+                "\tlist pre_targets '" +
+                tokens[5] +
+                "'\n"
+                "\tlist pre_targets 'FI'\n");
+}
+
 std::size_t depthOf(const ProgramSource& program) {
   std::size_t deepest = 0;
   for (const StatementSource& statement : program) {

@@ -1,33 +1,61 @@
-// Every example of the pages for users is run and compared whole.
+// Every example of the pages for users is run and compared whole: a fenced block "uci" with a
+// configuration, then a fenced block "rules" or "error" with what comes of it, the generated rules
+// of mangle OUTPUT or the program's error text.
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "tests/golden/doc_examples.h"
 #include "tests/golden/golden_run.h"
 #include "tests/support/temp_dir.h"
 
 namespace golden {
 namespace {
 
-class DocPage : public testing::TestWithParam<std::string> {
- protected:
-  static std::string text() { return test_support::readFile(DOCS_DIR "/" + GetParam() + ".md"); }
+struct FencedBlock {
+  std::size_t line = 0;  // of its fence, from 1
+  std::string kind;
+  std::string text;
 };
 
+std::vector<FencedBlock> readFencedBlocks(const std::string& page) {
+  constexpr std::string_view fence = "```";
+  std::vector<FencedBlock> blocks;
+  bool isInside = false;
+  std::istringstream lines(page);
+  std::size_t number = 1;
+  for (std::string line; std::getline(lines, line); ++number) {
+    if (line.starts_with(fence)) {
+      if (!isInside) blocks.push_back({number, line.substr(fence.size()), ""});
+      isInside = !isInside;
+    } else if (isInside) {
+      blocks.back().text += line + "\n";
+    }
+  }
+  if (isInside) throw std::runtime_error("the last block does not end");
+  return blocks;
+}
+
+class DocPage : public testing::TestWithParam<std::string> {};
+
 TEST_P(DocPage, HasExamplesThatGiveWhatStandsBelowThem) {
-  const std::vector<DocExample> examples = readDocExamples(text());
-  ASSERT_FALSE(examples.empty());
-  for (const DocExample& example : examples) {
-    SCOPED_TRACE(GetParam() + ".md:" + std::to_string(example.line));
-    const RunRecord run = runOnce(example.config);
-    if (example.isError) {
-      EXPECT_EQ(programError(run.err), example.outcome);
+  const std::vector<FencedBlock> blocks =
+      readFencedBlocks(test_support::readFile(DOCS_DIR "/" + GetParam() + ".md"));
+  ASSERT_FALSE(blocks.empty());
+  ASSERT_EQ(blocks.size() % 2, 0U);
+  for (std::size_t i = 0; i < blocks.size(); i += 2) {
+    SCOPED_TRACE(GetParam() + ".md:" + std::to_string(blocks[i].line));
+    ASSERT_EQ(blocks[i].kind, "uci");
+    const FencedBlock& outcome = blocks[i + 1];
+    const RunRecord run = runOnce(blocks[i].text);
+    if (outcome.kind == "error") {
+      EXPECT_EQ(programError(run.err), outcome.text);
       EXPECT_EQ(run.status, kAborted);
     } else {
-      EXPECT_EQ(run.restoreTexts, restoreTextsWith(forBothHooks(example.outcome)));
+      ASSERT_EQ(outcome.kind, "rules");
+      EXPECT_EQ(run.restoreTexts, restoreTextsWith(forBothHooks(outcome.text)));
       EXPECT_EQ(programError(run.err), "");
       EXPECT_EQ(run.status, 0);
     }
@@ -36,27 +64,6 @@ TEST_P(DocPage, HasExamplesThatGiveWhatStandsBelowThem) {
 
 INSTANTIATE_TEST_SUITE_P(, DocPage, testing::Values("nfnlq", "language"),
                          [](const auto& test) { return test.param; });
-
-TEST(DocExamples, AreReadWithTheLinesOfTheirFences) {
-  const std::vector<DocExample> examples = readDocExamples(
-      "# Title\n```uci\na\n\nb\n```\ntext\n```rules\nc\n```\n```uci\n```\n```error\nd\n```\n");
-  ASSERT_EQ(examples.size(), 2U);
-  EXPECT_EQ(examples[0].line, 2U);
-  EXPECT_EQ(examples[0].config, "a\n\nb\n");
-  EXPECT_FALSE(examples[0].isError);
-  EXPECT_EQ(examples[0].outcome, "c\n");
-  EXPECT_EQ(examples[1].line, 11U);
-  EXPECT_EQ(examples[1].config, "");
-  EXPECT_TRUE(examples[1].isError);
-  EXPECT_EQ(examples[1].outcome, "d\n");
-}
-
-TEST(DocExamples, ThatAreNotWholeAreRefused) {
-  for (const char* page : {"```uci\n```\n", "```rules\n```\n", "```uci\n```\n```uci\n```\n",
-                           "```uci\n```\n```text\n```\n", "```uci\n"}) {
-    EXPECT_THROW(readDocExamples(page), std::runtime_error) << page;
-  }
-}
 
 }  // namespace
 }  // namespace golden

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
+#include <utility>
 
 #include "tests/support/temp_dir.h"
 
@@ -20,7 +22,7 @@ using test_support::TempDir;
 constexpr std::string_view kRunScript = R"(
 cd "$GOLDEN_DIR" || exit 125
 ulimit -c 0
-export SCRIPTS="$PWD/scripts" RECORD
+export RECORD
 for table in initial/*; do
   [ ! -e "$table" ] || "$FILE_TOOLS/$(basename "${table%.*}")-restore" <"$table" || exit 125
 done
@@ -67,7 +69,7 @@ std::string readTable(const fs::path& file, Tools tools) {
 }
 
 void prepare(const TempDir& dir, const Scenario& scenario) {
-  for (const char* name : {"tools", "scripts", "configs", "records", "tables", "initial"}) {
+  for (const char* name : {"tools", "configs", "records", "tables", "initial"}) {
     fs::create_directory(dir / name);
   }
   for (const char* tool :
@@ -80,9 +82,6 @@ void prepare(const TempDir& dir, const Scenario& scenario) {
   }
   const std::string given = dir / (scenario.tools == Tools::Texts ? "tables/" : "initial/");
   for (const auto& [key, text] : scenario.tables) test_support::writeFile(given + key, text);
-  for (const auto& [number, text] : scenario.scripts) {
-    test_support::writeFile(dir / "scripts/" + std::to_string(number), text);
-  }
   for (std::size_t i = 0; i < scenario.configs.size(); ++i) {
     test_support::writeFile(dir / "configs/" + std::to_string(i + 1),
                             scenario.configs[i].value_or(""));
@@ -112,14 +111,11 @@ RunRecord readRecord(const fs::path& directory, Tools tools) {
 
 }  // namespace
 
-RouterFailed::RouterFailed(int status, const std::string& err)
-    : std::runtime_error("the router ended with " + std::to_string(status) + ": " + err),
-      status_(status) {}
-
 void requireSuccess(const test_support::ProcessResult& routerRun) {
   if (routerRun.exitStatus == 0) return;
   if (routerRun.err.find(", and proot fails (") == std::string::npos) {
-    throw RouterFailed(routerRun.exitStatus, routerRun.err);
+    throw std::runtime_error("the router ended with " + std::to_string(routerRun.exitStatus) +
+                             ": " + routerRun.err);
   }
   [&] { GTEST_SKIP() << routerRun.err; }();
   throw testing::AssertionException(
@@ -196,12 +192,6 @@ std::string emptyTable(const PassName& pass) {
   return text + "COMMIT\n# Completed\n";
 }
 
-std::string withBlock(const std::string& saved, const std::string& block) {
-  std::string text = saved;
-  text.insert(text.find("\nCOMMIT\n") + 1, block);
-  return text;
-}
-
 std::string forBothHooks(const std::string& outputBlock) {
   const std::vector<std::string> lines = linesOf(outputBlock);
   const auto chains = std::count_if(lines.begin(), lines.end(),
@@ -225,8 +215,9 @@ std::vector<std::string> restoreTextsWith(const std::string& mangleBlock) {
   std::vector<std::string> texts;
   texts.reserve(kPasses.size());
   for (const PassName& pass : kPasses) {
-    texts.push_back(pass.table == "mangle" ? withBlock(emptyTable(pass), mangleBlock)
-                                           : emptyTable(pass));
+    std::string text = emptyTable(pass);
+    if (pass.table == "mangle") text.insert(text.find("COMMIT\n"), mangleBlock);
+    texts.push_back(std::move(text));
   }
   return texts;
 }

@@ -6,7 +6,6 @@
 #include <array>
 #include <map>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,8 +44,6 @@ struct Scenario {
   // The tables before the first run, by PassName::key. With Tools::Files they are restored, and the
   // others are empty ones; with Tools::Texts their save text is empty.
   std::map<std::string, std::string> tables;
-  // Shell text that the n-th start of a tool (from 1, in each run) runs before its work.
-  std::map<int, std::string> scripts;
   // Shell text run on the router before the first run and after the last.
   std::string before;
   std::string after;
@@ -66,17 +63,7 @@ struct RunRecord {
 
 inline constexpr int kAborted = 128 + 6;
 
-// The router did not come up, or the scenario's own shell text ended it with a status.
-class RouterFailed : public std::runtime_error {
- public:
-  RouterFailed(int status, const std::string& err);
-  int status() const { return status_; }
-
- private:
-  int status_;
-};
-
-// Throws RouterFailed unless the router's run ended with 0. Where the system refuses namespaces and
+// Throws std::runtime_error unless the router's run ended with 0. Where the system refuses namespaces and
 // tracing, the running test is skipped with the router's reason, by gtest's exception for what is
 // reported already.
 void requireSuccess(const test_support::ProcessResult& routerRun);
@@ -102,9 +89,6 @@ std::vector<std::string> expectedCalls(std::size_t count = 2 * kPasses.size());
 
 // What the tables in files print for a table without rules.
 std::string emptyTable(const PassName& pass);
-
-// A saved text with a block of lines right before its "COMMIT" line.
-std::string withBlock(const std::string& saved, const std::string& block);
 
 // Turns the generated lines of mangle OUTPUT into those of both hooks: PREROUTING's follow, with
 // the same rules and the next chain numbers.

@@ -3,8 +3,7 @@
 # and what it was given, then does the work through the real tool on tables in files, or on texts that
 # are kept byte for byte.
 #
-# RECORD is the directory of this run's notes, SCRIPTS the one of scripts to run instead (named
-# after the number of the start, from 1). TEXTS, when set, is the directory of the kept texts;
+# RECORD is the directory of this run's notes. TEXTS, when set, is the directory of the kept texts;
 # otherwise FILE_TOOLS holds the real tools.
 name=${0##*/}
 preload=${LD_PRELOAD-}
@@ -18,9 +17,6 @@ case $name in
   *-save) echo "${name%-save}.$2" >"$RECORD/table" ;;
   *-restore) cat >"$input" ;;
 esac
-if [ -e "$SCRIPTS/$number" ]; then
-  . "$SCRIPTS/$number"
-fi
 
 if [ -n "${TEXTS-}" ]; then
   table=$TEXTS/$(cat "$RECORD/table")

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tests/router/product_run.h"
 
@@ -12,7 +13,10 @@ class HouseholdTest : public ProductTest {
   void SetUp() override;
 };
 
-// The content of a file in households/.
-std::string household(const std::string& fileName);
+// A configuration of the golden tables, by its name there.
+std::string household(const std::string& name);
+
+// The example and every configuration of the golden tables that the kernel's tools take.
+std::vector<std::string> households();
 
 }  // namespace product_test

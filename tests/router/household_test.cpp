@@ -1,5 +1,4 @@
-// Access control on real tables: the example household and those in households/, each a
-// configuration NAME.config with the generated rules NAME.tables, as a person reads them.
+// Access control on real tables: the example household and those of the golden tables.
 #include <gmock/gmock.h>
 
 #include "tests/router/household_run.h"
@@ -10,70 +9,28 @@ namespace {
 using test_support::ProcessResult;
 using testing::HasSubstr;
 
-// show_generated prints the generated rules of the six tables, without those of other programs.
-const std::string kFunctions = R"sh(
-show_one() {
-  show $1 $2 | awk -v title="$1 $2" -f ")sh" SHOW_TABLES
-                               R"sh(" | grep -v -e '^     ' -e '^  without rules' -e '^$'
-}
-show_generated() { for_all show_one; }
-)sh";
-
-class Household : public HouseholdTest {
- protected:
-  static ProcessResult run(const std::string& config, const std::string& script) {
-    return ProductTest::run(config, kFunctions + script);
-  }
-
-  // The rules are as written down, a second run leaves them as they are, and without the
-  // configuration only the rules of other programs are left.
-  static void expectHousehold(const std::string& config, const std::string& tablesFile) {
-    const ProcessResult result = run(config, R"sh(
-restore_foreign
-$program
-show_generated
-show_all > /tmp/first
-grep -v ipt_compiler /tmp/first > /tmp/foreign
-$program
-show_all > /tmp/second
-cmp /tmp/first /tmp/second
-: > $TESTBED_CONFIG_DIR/firewall_cpp
-$program
-show_all > /tmp/emptied
-cmp /tmp/foreign /tmp/emptied
-echo
-cat /tmp/emptied)sh");
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out, household(tablesFile) + "\n" + foreignTables());
-  }
-  static void expectHousehold(const std::string& name) {
-    expectHousehold(household(name + ".config"), name + ".tables");
-  }
-};
+using Household = HouseholdTest;
 INSTANTIATE_TEST_SUITE_P(Kinds, Household, testing::Values("legacy", "nft"),
                          [](const auto& kind) { return kind.param; });
 
-TEST_P(Household, OfTheExampleLoads) {
-  expectHousehold(test_support::readFile(kExample), "example.tables");
-}
-TEST_P(Household, WithABlockedUserLoads) {
-  expectHousehold("blocked");
-}
-TEST_P(Household, WithBlockedDestinationsLoads) {
-  expectHousehold("blacklists");
-}
-TEST_P(Household, WithBlockedWordsLoads) {
-  expectHousehold("keywords");
-}
-TEST_P(Household, WithBlockedClassesLoads) {
-  expectHousehold("classes");
-}
-TEST_P(Household, WithCountedDevicesLoads) {
-  expectHousehold("devices");
-}
-TEST_P(Household, WithUnusualUserNumbersLoads) {
-  expectHousehold("numbers");
+// What the rules mean is compared in echo_test.cpp.
+TEST_P(Household, LoadsIsKeptByASecondRunAndGoesWithItsConfiguration) {
+  for (const std::string& configuration : households()) {
+    const ProcessResult result = run(configuration, R"sh(
+restore_foreign
+$program
+show_all > /tmp/first
+$program
+show_all > /tmp/second
+cmp /tmp/first /tmp/second
+grep -v ipt_compiler /tmp/first
+: > $TESTBED_CONFIG_DIR/firewall_cpp
+$program
+show_all)sh");
+    EXPECT_EQ(result.exitStatus, 0) << configuration;
+    EXPECT_EQ(result.err, "") << configuration;
+    EXPECT_EQ(result.out, foreignTables() + foreignTables()) << configuration;
+  }
 }
 
 // The nft tools of an ordinary user cannot hand the kernel so much at once.
@@ -108,7 +65,7 @@ cmp /tmp/first /tmp/second)sh");
 }
 
 TEST_P(Household, WhoseSetIsMissingLeavesEveryTableAsItWas) {
-  const ProcessResult result = run(household("blacklists.config"), R"sh(
+  const ProcessResult result = run(household("blacklists"), R"sh(
 restore_foreign
 ipset destroy macs
 $program || echo $?
@@ -121,7 +78,7 @@ show_all)sh");
 
 TEST_P(Household, WhoseSetIsMissingInALaterPassKeepsTheTablesOfEarlierOnes) {
   // The rules for IPv6 in nat are the only ones that name this set.
-  const ProcessResult result = run(household("blacklists.config"), R"sh(
+  const ProcessResult result = run(household("blacklists"), R"sh(
 mkdir /tmp/foreign /tmp/whole /tmp/now
 keep() { show $2 $3 > $1/$2.$3; }
 cp $TESTBED_CONFIG_DIR/firewall_cpp /tmp/household

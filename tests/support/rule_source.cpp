@@ -7,7 +7,6 @@
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/chain_walker.h"
-#include "tests/support/runnable_source.h"
 
 namespace test_support {
 namespace {
@@ -206,10 +205,7 @@ std::vector<std::string> tokensOf(const ProgramSource& program) {
 }
 
 std::string configurationOf(const ProgramSource& program) {
-  const std::vector<std::string> tokens = tokensOf(program);
-  const bool isRunnable = tokensOf(withRunnableTexts(program)) == tokens;
-  return (isRunnable ? "" : "# It runs only so far as the kernel's tools take its texts.\n") +
-         configurationOf(tokens);
+  return configurationOf(tokensOf(program));
 }
 
 std::string configurationOf(const std::vector<std::string>& tokens) {
@@ -268,8 +264,7 @@ ProgramSource shrink(ProgramSource program, const Differs& differs) {
     return true;
   })) {
   }
-  ProgramSource runnable = withRunnableTexts(program);
-  return differs(runnable) ? runnable : program;
+  return program;
 }
 
 ProgramSource shrink(ProgramSource program) {

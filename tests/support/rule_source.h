@@ -39,8 +39,7 @@ using ProgramSource = std::vector<StatementSource>;
 // without them.
 std::vector<std::string> tokensOf(const ProgramSource& program);
 
-// The program as a configuration, which puts it before the queue decision. A comment in that of a
-// tree says so when the kernel's tools may refuse a text.
+// The program as a configuration, which puts it before the queue decision.
 std::string configurationOf(const std::vector<std::string>& tokens);
 std::string configurationOf(const ProgramSource& program);
 
@@ -62,8 +61,7 @@ std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
 std::optional<Difference> findDifference(const ProgramSource& program, std::uint64_t& packets);
 
 // The smallest program that can be had from a differing one by taking parts away, and still
-// differs: by the comparison above, or by one of the test's. Its texts are ones that the kernel's
-// tools take, see runnable_source.h, unless only with its own ones it differs.
+// differs: by the comparison above, or by one of the test's.
 using Differs = std::function<bool(const ProgramSource& program)>;
 ProgramSource shrink(ProgramSource program);
 ProgramSource shrink(ProgramSource program, const Differs& differs);

@@ -57,7 +57,7 @@ TEST_P(BusFaults, OfADaemonThatDiesInAnyMessage) {
             "after " + std::to_string(length) + " bytes of message " + std::to_string(number), cut);
         fault.status = kAborted;
         fault.err = number == 1 ? kNoDaemon : kConnectionFailed;
-        fault.tables = "oooooo";
+        fault.keptTables = kAllTables;
         faults.push_back(fault);
       }
       said.back() += message;
@@ -75,7 +75,7 @@ TEST_P(BusFaults, OfADaemonThatIsNotThere) {
   Fault fault;
   fault.status = kAborted;
   fault.err = kNoDaemon;
-  fault.tables = "oooooo";
+  fault.keptTables = kAllTables;
   fault.after = "start_bus\n";
   std::vector<Fault> faults;
 
@@ -98,7 +98,7 @@ TEST_P(BusFaults, OfADaemonThatIsKilledAfterAnyMessage) {
   Fault fault;
   fault.status = kAborted;
   fault.err = kConnectionFailed;
-  fault.tables = "oooooo";
+  fault.keptTables = kAllTables;
   fault.after = "kill_bus; start_bus\n";
   std::vector<Fault> faults;
 
@@ -114,7 +114,7 @@ TEST_P(BusFaults, OfADaemonThatIsKilledAfterAnyMessage) {
   fault.options = kill + "7";
   fault.status = 0;
   fault.err = "";
-  fault.tables = "nnnnnn";
+  fault.keptTables = {};
   faults.push_back(fault);
   checkFaults("faults of a bus daemon that is killed", faults,
               {.tables = GetParam(), .bus = false});
@@ -203,7 +203,7 @@ TEST_P(BusFaults, OfAConfigurationOfALargestMessageAndOneBeyondIt) {
   beyond.after = small;
   beyond.status = kAborted;
   beyond.err = uncaught("std::runtime_error", "Ubus: Unknown error");
-  beyond.tables = "oooooo";
+  beyond.keptTables = kAllTables;
   checkFaults("faults of a configuration's size", {fits, beyond},
               {.tables = GetParam(),
                .err = "ubusd: /run/router/config/firewall_cpp: too long for a bus message\n"});

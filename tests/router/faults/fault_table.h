@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,10 +27,11 @@ struct Fault {
   std::map<int, std::string> cats = {};  // in the `cat` of the n-th pass
   std::string options = {};              // of watch_program
 
-  int status = 0;                 // as a shell tells it
-  std::string err = {};           // whole, but for the tools' versions
-  std::string tables = "nnnnnn";  // of each pass: n as after a whole run, o as before it
-  // The text of a table that is neither, by pass, from 1.
+  int status = 0;        // as a shell tells it
+  std::string err = {};  // whole, but for the tools' versions
+  // The passes, from 1, whose tables are as before the run; the others are as after a whole one.
+  std::set<int> keptTables = {};
+  // The text of a table that is neither, by pass.
   std::map<int, std::string> otherTables = {};
   std::map<int, std::string> healedTables = {};  // the same for the run after it
   // What watch_program says next to the status.
@@ -40,8 +42,14 @@ struct Fault {
 inline constexpr std::string_view kAnyLeft = "";  // nothing but that the lock is free in the end
 inline constexpr int kAborted = 128 + 6;
 inline constexpr int kPasses = 6;
+// The passes from one to the last.
+std::set<int> passesFrom(int first);
+inline const std::set<int> kAllTables = passesFrom(1);
 inline const std::string kNoCommit =
     test_support::uncaught("std::runtime_error", "failed to commit");
+
+// What becomes of the table of the pass that a fault is in.
+enum class Table { Stays, IsReplaced };
 
 struct Setup {
   std::string tables = "legacy";

@@ -61,22 +61,22 @@ TEST_P(FileFaults, OfTheOutputFile) {
        .before = "mkdir /tmp/ipt_compiler_out",
        .after = "rmdir /tmp/ipt_compiler_out",
        .err = repeated(kDirectory, kPasses),
-       .tables = "oooooo"},
+       .keptTables = kAllTables},
       {.name = "the file system is read-only",
        .before = "mount -t tmpfs -o ro none /tmp",
        .after = "umount /tmp",
        .err = repeated(kNoFile, kPasses),
-       .tables = "oooooo"},
+       .keptTables = kAllTables},
       {.name = "the file system has no room for one more file",
        .before = "mount -t tmpfs -o nr_inodes=2 none /tmp; : > /tmp/filler",
        .after = "umount /tmp",
        .err = repeated(kNoFile, kPasses),
-       .tables = "oooooo"},
+       .keptTables = kAllTables},
       {.name = "a link into a missing directory is in its place",
        .before = "rm -f /tmp/ipt_compiler_out; ln -s missing/file /tmp/ipt_compiler_out",
        .after = "rm /tmp/ipt_compiler_out",
        .err = repeated(kNoFile, kPasses),
-       .tables = "oooooo"},
+       .keptTables = kAllTables},
       {.name = "a link to a missing file is in its place, and makes it",
        .before = "rm -f /tmp/ipt_compiler_out; ln -s made /tmp/ipt_compiler_out",
        .after = "rm /tmp/ipt_compiler_out /tmp/made"},
@@ -86,7 +86,7 @@ TEST_P(FileFaults, OfTheOutputFile) {
       {.name = "a file of an earlier run is there and cannot be written",
        .before = stale(kOpenFilter),
        .after = kNoLongerStale,
-       .tables = "oo-oo-",
+       .keptTables = {1, 2, 4, 5},
        .otherTables = {{3, kOpenFilter}, {6, kOpenFilter}},
        .healedTables = {{3, kOpenFilter}, {6, kOpenFilter}}},
       {.name = "a file with half a text is there and cannot be written",
@@ -94,7 +94,7 @@ TEST_P(FileFaults, OfTheOutputFile) {
        .after = kNoLongerStale,
        .status = kAborted,
        .err = "iptables-restore: COMMIT expected at line 3\n" + kNoCommit,
-       .tables = "oooooo"},
+       .keptTables = kAllTables},
   };
   checkFaults("faults of the output file", faults, {.tables = GetParam()});
 }
@@ -106,7 +106,7 @@ TEST_P(FileFaults, OfAFullFileSystem) {
       {.name = "no page free for small tables",
        .before = fullTmp(0),
        .after = kNoLongerFull,
-       .tables = "oooooo"},
+       .keptTables = kAllTables},
       {.name = "one page free for small tables", .before = fullTmp(1), .after = kNoLongerFull}};
   for (int free = 0; free <= 4; ++free) {
     const bool fits = free >= 3;
@@ -121,7 +121,7 @@ TEST_P(FileFaults, OfAFullFileSystem) {
     if (!fits && !isEmpty) fault.tools[2] = "exec 2> /dev/null";
     fault.status = fits || isEmpty ? 0 : kAborted;
     fault.err = fits || isEmpty ? "" : kNoCommit;
-    fault.tables = fits ? "nnnnnn" : "oooooo";
+    if (!fits) fault.keptTables = kAllTables;
     fault.otherTables = {{1, withRules(fits ? newTable(1) : oldTable(1), "INPUT", kManyRules)}};
     fault.healedTables = {{1, withRules(newTable(1), "INPUT", kManyRules)}};
     faults.push_back(fault);
@@ -137,20 +137,20 @@ TEST_P(FileFaults, OfTheLockFile) {
        .after = "rm /run/xtables.lock",
        .status = kAborted,
        .err = kNoLock,
-       .tables = "oooooo",
+       .keptTables = kAllTables,
        .left = "left=none lock=missing after=missing"},
       {.name = "a directory is in the lock file's place",
        .before = "rm -f /run/xtables.lock; mkdir /run/xtables.lock",
        .after = "rmdir /run/xtables.lock",
        .status = kAborted,
        .err = kNoLock,
-       .tables = "oooooo"},
+       .keptTables = kAllTables},
       {.name = "the directory of the lock and of the bus is missing",
        .before = "mount -t tmpfs none /var",
        .after = "umount /var",
        .status = kAborted,
        .err = uncaught("std::runtime_error", "Ubus: Failed to connect to ubusd."),
-       .tables = "oooooo"},
+       .keptTables = kAllTables},
   };
   checkFaults("faults of the lock file", faults, {.tables = GetParam()});
 }
@@ -168,14 +168,14 @@ TEST_P(FileFaults, OfALockThatIsHeld) {
        .during = "await_waiting $run; kill -KILL" + killProgram,
        .after = "release",
        .status = 128 + 9,
-       .tables = "oooooo",
+       .keptTables = kAllTables,
        .left = "left=none lock=held after=held"},
       {.name = "the program is ended while it waits",
        .before = "hold_lock",
        .during = "await_waiting $run; kill -TERM" + killProgram,
        .after = "release",
        .status = 128 + 15,
-       .tables = "oooooo",
+       .keptTables = kAllTables,
        .left = "left=none lock=held after=held"},
       {.name = "the holder is killed, and the run goes on",
        .before = "hold_lock",
@@ -205,7 +205,7 @@ TEST_P(PreloadLibrary, ThatCannotBeLoadedKeepsTheRunWaitingUntilTheRestoreToolIs
                  .tools = {{2, "echo $$ > /run/restore"}},
                  .status = kAborted,
                  .err = notLoaded + "Killed\n" + kNoCommit,
-                 .tables = "oooooo"};
+                 .keptTables = kAllTables};
   std::vector<Fault> faults = {fault};
   // The lock stays with the tool.
   fault.name = "the library cannot be loaded, and the program is ended first";

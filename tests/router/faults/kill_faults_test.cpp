@@ -24,11 +24,6 @@ std::vector<Signal> signalsFor(const std::string& tables) {
   return signals;
 }
 
-// The tables when the restore tools of the first `restored` passes have been started.
-std::string tablesAfter(std::size_t restored) {
-  return std::string(restored, 'n') + std::string(kPasses - restored, 'o');
-}
-
 using KillFaults = product_test::ProductTest;
 INSTANTIATE_TEST_SUITE_P(Kinds, KillFaults, testing::Values("legacy", "nft"),
                          [](const auto& kind) { return kind.param; });
@@ -51,7 +46,7 @@ TEST_P(KillFaults, AfterEveryStepFromTheLockToTheEnd) {
   EXPECT_EQ(std::count(steps.begin(), steps.end(), "start"), 2 * kPasses);
 
   std::vector<Fault> faults;
-  std::size_t started = 0;
+  int started = 0;
   for (std::size_t step = 1; step <= steps.size(); ++step) {
     if (steps[step - 1] == "start") ++started;
     for (const Signal& signal : signalsFor(GetParam())) {
@@ -61,7 +56,7 @@ TEST_P(KillFaults, AfterEveryStepFromTheLockToTheEnd) {
       fault.options = "--steps=run --signal=" + std::to_string(signal.number) +
                       " --after=" + std::to_string(step);
       fault.status = 128 + signal.number;
-      fault.tables = tablesAfter(started / 2);
+      fault.keptTables = passesFrom(started / 2 + 1);
       fault.left = kAnyLeft;
       faults.push_back(fault);
     }
@@ -76,19 +71,20 @@ struct Orphan {
   const char* before;  // of its script, before the program is killed
   const char* after;   // when the program has ended; then the tool does its work
   const char* message;
-  char table;
+  Table table;
 };
 
 constexpr Orphan kOrphans[] = {
-    {"save tool starts", Orphan::Save, "", "", "", 'o'},
-    {"save tool has printed the table", Orphan::Save, "real \"$@\"", "exit", "", 'o'},
-    {"cat starts", Orphan::Cat, "", "", "", 'n'},
-    {"cat is killed, too", Orphan::Cat, "", "kill -KILL $$", "Killed\n", 'o'},
+    {"save tool starts", Orphan::Save, "", "", "", Table::Stays},
+    {"save tool has printed the table", Orphan::Save, "real \"$@\"", "exit", "", Table::Stays},
+    {"cat starts", Orphan::Cat, "", "", "", Table::IsReplaced},
+    {"cat is killed, too", Orphan::Cat, "", "kill -KILL $$", "Killed\n", Table::Stays},
     {"cat stops half-way, too", Orphan::Cat, "", "real \"$@\" | head -n 3; exit",
-     "@-restore: COMMIT expected at line 4\n", 'o'},
-    {"restore tool starts", Orphan::Restore, "", "", "", 'n'},
-    {"restore tool is killed, too", Orphan::Restore, "", "kill -KILL $$", "Killed\n", 'o'},
-    {"restore tool has replaced the table", Orphan::Restore, "real \"$@\"", "exit", "", 'n'},
+     "@-restore: COMMIT expected at line 4\n", Table::Stays},
+    {"restore tool starts", Orphan::Restore, "", "", "", Table::IsReplaced},
+    {"restore tool is killed, too", Orphan::Restore, "", "kill -KILL $$", "Killed\n", Table::Stays},
+    {"restore tool has replaced the table", Orphan::Restore, "real \"$@\"", "exit", "",
+     Table::IsReplaced},
 };
 
 TEST_P(KillFaults, WhileAToolWorks) {
@@ -97,8 +93,7 @@ TEST_P(KillFaults, WhileAToolWorks) {
       "\nread -r _ <&9\n"
       "flock --nonblock /run/xtables.lock echo free >> $FAULT/noted || echo held >> $FAULT/noted\n";
   std::vector<Fault> faults;
-  for (const int passNumber : passesFor(GetParam())) {
-    const auto pass = static_cast<std::size_t>(passNumber);
+  for (const int pass : passesFor(GetParam())) {
     for (const Orphan& orphan : kOrphans) {
       for (const Signal& signal : signalsFor(GetParam())) {
         Fault fault;
@@ -107,9 +102,9 @@ TEST_P(KillFaults, WhileAToolWorks) {
         const std::string script = std::string(orphan.before) + "\nkill -" +
                                    std::to_string(signal.number) + " $PROGRAM_PID" + look +
                                    orphan.after + "\n";
-        const int number = 2 * passNumber;
+        const int number = 2 * pass;
         if (orphan.tool == Orphan::Cat) {
-          fault.cats[passNumber] = script;
+          fault.cats[pass] = script;
         } else {
           fault.tools[orphan.tool == Orphan::Save ? number - 1 : number] = script;
         }
@@ -118,8 +113,7 @@ TEST_P(KillFaults, WhileAToolWorks) {
         if (const std::size_t at = fault.err.find('@'); at != std::string::npos) {
           fault.err.replace(at, 1, pass <= kPasses / 2 ? "iptables" : "ip6tables");
         }
-        fault.tables = tablesAfter(pass - 1);
-        fault.tables[pass - 1] = orphan.table;
+        fault.keptTables = passesFrom(orphan.table == Table::Stays ? pass : pass + 1);
         fault.left = "left=some lock=held after=free";
         fault.note = "held\n";
         faults.push_back(fault);

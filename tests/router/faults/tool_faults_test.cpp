@@ -15,45 +15,49 @@ struct ToolFault {
   const char* script;   // of the tool; see failing_tool.sh
   const char* message;  // of the tools and the shell; @ is "iptables" or "ip6tables"
   Run run;
-  char table;  // of the pass: n as after a whole run, o as before it
+  Table table;  // of the pass
 };
 
 // What a save tool prints is taken for the whole table, however it ends. A text that breaks off has
 // no COMMIT line and is refused; no text at all changes nothing, and the run goes on without a
 // word.
 constexpr ToolFault kSaveFaults[] = {
-    {"fails", "exit 1", "", Run::GoesOn, 'o'},
-    {"is killed", "kill -KILL $$", "Killed\n", Run::GoesOn, 'o'},
-    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::GoesOn, 'o'},
+    {"fails", "exit 1", "", Run::GoesOn, Table::Stays},
+    {"is killed", "kill -KILL $$", "Killed\n", Run::GoesOn, Table::Stays},
+    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::GoesOn, Table::Stays},
     {"stops half-way", "real \"$@\" | head -n 3; exit 1", "@-restore: COMMIT expected at line 4\n",
-     Run::Ends, 'o'},
-    {"prints a first comment only", "real \"$@\" | head -n 1; exit 1", "", Run::GoesOn, 'o'},
-    {"fails after its whole text", "real \"$@\"; exit 1", "", Run::GoesOn, 'n'},
-    {"is killed after its whole text", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn, 'n'},
+     Run::Ends, Table::Stays},
+    {"prints a first comment only", "real \"$@\" | head -n 1; exit 1", "", Run::GoesOn,
+     Table::Stays},
+    {"fails after its whole text", "real \"$@\"; exit 1", "", Run::GoesOn, Table::IsReplaced},
+    {"is killed after its whole text", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn,
+     Table::IsReplaced},
 };
 
 // A table is replaced in one step: either it was, or it is as before.
 constexpr ToolFault kRestoreFaults[] = {
-    {"fails", "exit 1", "", Run::Ends, 'o'},
-    {"is killed", "kill -KILL $$", "Killed\n", Run::Ends, 'o'},
-    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::Ends, 'o'},
+    {"fails", "exit 1", "", Run::Ends, Table::Stays},
+    {"is killed", "kill -KILL $$", "Killed\n", Run::Ends, Table::Stays},
+    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::Ends, Table::Stays},
     {"gets half of its text", "head -n 3 | real \"$@\"; exit 1",
-     "@-restore: COMMIT expected at line 4\n", Run::Ends, 'o'},
+     "@-restore: COMMIT expected at line 4\n", Run::Ends, Table::Stays},
     {"is killed with half of its text", "head -n 3 > /dev/null; kill -KILL $$", "Killed\n",
-     Run::Ends, 'o'},
-    {"fails after its work", "real \"$@\"; exit 1", "", Run::Ends, 'n'},
-    {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::Ends, 'n'},
+     Run::Ends, Table::Stays},
+    {"fails after its work", "real \"$@\"; exit 1", "", Run::Ends, Table::IsReplaced},
+    {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::Ends,
+     Table::IsReplaced},
 };
 
 // The shell's status of the pipeline is that of the restore tool, for which no text is no error.
 constexpr ToolFault kCatFaults[] = {
-    {"fails", "exit 1", "", Run::GoesOn, 'o'},
-    {"is killed", "kill -KILL $$", "Killed\n", Run::GoesOn, 'o'},
-    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::GoesOn, 'o'},
+    {"fails", "exit 1", "", Run::GoesOn, Table::Stays},
+    {"is killed", "kill -KILL $$", "Killed\n", Run::GoesOn, Table::Stays},
+    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::GoesOn, Table::Stays},
     {"stops half-way", "real \"$@\" | head -n 3; exit 1", "@-restore: COMMIT expected at line 4\n",
-     Run::Ends, 'o'},
-    {"fails after its work", "real \"$@\"; exit 1", "", Run::GoesOn, 'n'},
-    {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn, 'n'},
+     Run::Ends, Table::Stays},
+    {"fails after its work", "real \"$@\"; exit 1", "", Run::GoesOn, Table::IsReplaced},
+    {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn,
+     Table::IsReplaced},
 };
 
 std::string familyOf(int pass) {
@@ -74,13 +78,12 @@ Fault makeFault(const std::string& who, int pass, const ToolFault& tool) {
   if (const std::size_t at = fault.err.find('@'); at != std::string::npos) {
     fault.err.replace(at, 1, familyOf(pass));
   }
-  const auto index = static_cast<std::size_t>(pass) - 1;
   if (tool.run == Run::Ends) {
     fault.status = kAborted;
     fault.err += kNoCommit;
-    fault.tables.replace(index, std::string::npos, kPasses - index, 'o');
+    fault.keptTables = passesFrom(pass + 1);
   }
-  fault.tables[index] = tool.table;
+  if (tool.table == Table::Stays) fault.keptTables.insert(pass);
   return fault;
 }
 
@@ -97,7 +100,8 @@ TEST_P(ToolFaults, OfTheSaveTool) {
       faults.push_back(fault);
     }
     const std::string file = "/run/tools/" + familyOf(pass) + "-save";
-    const ToolFault missing = {"is missing", "", "sh: 1: @-save: not found\n", Run::GoesOn, 'o'};
+    const ToolFault missing = {"is missing", "", "sh: 1: @-save: not found\n", Run::GoesOn,
+                               Table::Stays};
     Fault fault = makeFault("save tool", pass, missing);
     const std::string remove = "mv " + file + " /run/taken\n";
     (pass == 1 ? fault.before : fault.tools[restoreOf(pass - 1)]) = remove;
@@ -116,7 +120,8 @@ TEST_P(ToolFaults, OfTheRestoreTool) {
       fault.tools[restoreOf(pass)] = tool.script;
       faults.push_back(fault);
     }
-    const ToolFault missing = {"is missing", "", "sh: 1: @-restore: not found\n", Run::Ends, 'o'};
+    const ToolFault missing = {"is missing", "", "sh: 1: @-restore: not found\n", Run::Ends,
+                               Table::Stays};
     Fault fault = makeFault("restore tool", pass, missing);
     fault.tools[saveOf(pass)] = "rm /run/tools/" + familyOf(pass) + "-restore";
     faults.push_back(fault);
@@ -132,7 +137,8 @@ TEST_P(ToolFaults, OfCat) {
       fault.cats[pass] = tool.script;
       faults.push_back(fault);
     }
-    const ToolFault missing = {"is missing", "", "sh: 1: cat: not found\n", Run::GoesOn, 'o'};
+    const ToolFault missing = {"is missing", "", "sh: 1: cat: not found\n", Run::GoesOn,
+                               Table::Stays};
     Fault fault = makeFault("cat", pass, missing);
     fault.tools[saveOf(pass)] = "mv /run/tools/cat /run/taken";
     // The restore tool is started beside cat, so it is too early there.
@@ -146,7 +152,8 @@ TEST_P(ToolFaults, OfTheShell) {
   const std::string remove = ": > /run/no_shell; mount --bind /run/no_shell /bin/sh\n";
   std::vector<Fault> faults;
   for (const int pass : passesFor(GetParam())) {
-    Fault fault = makeFault("shell", pass, {"is missing for saving", "", "", Run::Ends, 'o'});
+    Fault fault =
+        makeFault("shell", pass, {"is missing for saving", "", "", Run::Ends, Table::Stays});
     fault.err = test_support::uncaught("std::runtime_error", "Can't exec {toolName}-save");
     fault.after = "umount /bin/sh\n";
     // When the tool before has ended, cat beside it has long had its shell.
@@ -157,7 +164,7 @@ TEST_P(ToolFaults, OfTheShell) {
     }
     faults.push_back(fault);
 
-    fault = makeFault("shell", pass, {"is missing for restoring", "", "", Run::Ends, 'o'});
+    fault = makeFault("shell", pass, {"is missing for restoring", "", "", Run::Ends, Table::Stays});
     fault.after = "umount /bin/sh\n";
     fault.tools[saveOf(pass)] = "real \"$@\"; " + remove + "exit";
     faults.push_back(fault);
@@ -173,7 +180,8 @@ TEST_P(ToolFaults, OfASaveToolThatStopsAfterAnyLine) {
   const int lines = static_cast<int>(std::count(table.begin(), table.end(), '\n')) + 1;
   const int droppedLine = 8;  // the rule of the earlier run, not counted in what is restored
   for (int line = 2; line < lines; ++line) {
-    Fault fault = makeFault("save tool", 1, {"stops after a line", "", "", Run::Ends, 'o'});
+    Fault fault =
+        makeFault("save tool", 1, {"stops after a line", "", "", Run::Ends, Table::Stays});
     const std::string count = std::to_string(line);
     fault.name += ": " + count;
     fault.tools[1] = "real \"$@\" | head -n " + count + "; exit 1";
@@ -181,13 +189,15 @@ TEST_P(ToolFaults, OfASaveToolThatStopsAfterAnyLine) {
                 std::to_string(line < droppedLine ? line + 1 : line) + "\n" + kNoCommit;
     faults.push_back(fault);
   }
-  Fault fault = makeFault("save tool", 1, {"stops in COMMIT's line", "", "", Run::Ends, 'o'});
+  Fault fault =
+      makeFault("save tool", 1, {"stops in COMMIT's line", "", "", Run::Ends, Table::Stays});
   fault.tools[1] = "real \"$@\" | sed '/^COMMIT/,$d'; printf COMM; exit 1";
   fault.err = "Bad argument `COMM'\nError occurred at line: " + std::to_string(lines - 1) +
               "\nTry `iptables-restore -h' or 'iptables-restore --help' for more information.\n" +
               kNoCommit;
   faults.push_back(fault);
-  fault = makeFault("save tool", 1, {"stops at COMMIT's end", "", "", Run::GoesOn, 'n'});
+  fault =
+      makeFault("save tool", 1, {"stops at COMMIT's end", "", "", Run::GoesOn, Table::IsReplaced});
   fault.tools[1] = "real \"$@\" | sed '/^COMMIT/,$d'; printf COMMIT; exit 1";
   faults.push_back(fault);
   checkFaults("faults of a save tool that breaks off", faults, {.tables = GetParam()});

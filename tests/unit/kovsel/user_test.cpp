@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <ostream>
+#include <string>
 
+#include "firewall_cpp/kovsel/kovsel.h"
+#include "ipt_compiler/rule_model.h"
 #include "tests/support/configuration.h"
-#include "tests/unit/kovsel/household.h"
+#include "tests/support/graph_text.h"
 
-namespace kovsel_test {
 namespace {
 
 using tavrix::kovsel::User;
@@ -30,20 +32,16 @@ void PrintTo(const ListedCase& listed, std::ostream* out) {
   *out << listed.name;
 }
 
+// lines: the section's "option" and "list" lines.
+void setKovsel(const char* lines) {
+  test_support::setConfiguration("config kovsel 'kovsel'\n" + std::string(lines));
+}
+
 class ListedUser : public testing::TestWithParam<ListedCase> {};
 
 TEST_P(ListedUser, HasTheNumberThatTheValueBeginsWith) {
   const auto& [name, listed, number] = GetParam();
   EXPECT_EQ(User(section(), listed).number(), number);
-}
-
-TEST_P(ListedUser, ReadsTheOptionsOfThatNumber) {
-  const auto& [name, listed, number] = GetParam();
-  configure("list user_list '" + std::string(listed) + "'\noption label_user" + number +
-            " '5'\noption reject_user" + number + " '1'\n");
-  EXPECT_EQ(
-      natRules(),
-      tagged("-A PREROUTING -p tcp -m tavrix-connlabel --label 5 -j REDIRECT --to-ports 8099"));
 }
 
 constexpr ListedCase kListedCases[] = {
@@ -87,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(, ListedUser, testing::ValuesIn(kListedCases),
                          [](const auto& test) { return test.param.name; });
 
 TEST(UserOptions, CarryTheNumberBehindTheirName) {
-  configure("option label_user7 '5'\nlist mac_user7 'a'\nlist mac_user7 'b'\n");
+  setKovsel("option label_user7 '5'\nlist mac_user7 'a'\nlist mac_user7 'b'\n");
   const User user(section(), "07");
   EXPECT_EQ(user.optionName("label_user"), "label_user7");
   EXPECT_THAT(user.values("label_user"), ElementsAre("5"));
@@ -96,12 +94,12 @@ TEST(UserOptions, CarryTheNumberBehindTheirName) {
 }
 
 TEST(UserOptions, OfAnotherUserAreNotRead) {
-  configure("option label_user70 '5'\noption label_user '6'\noption label_user07 '7'\n");
+  setKovsel("option label_user70 '5'\noption label_user '6'\noption label_user07 '7'\n");
   EXPECT_THAT(User(section(), "7").values("label_user"), IsEmpty());
 }
 
 TEST(UserOptions, HoldClassExceptionsUnderTheNameOfTheClass) {
-  configure(
+  setKovsel(
       "list class_12_except_user7 'a'\nlist class_12_except_user7 'b'\n"
       "option class__except_user7 'c'\n");
   EXPECT_THAT(User(section(), "7").classExceptions("12"), ElementsAre("a", "b"));
@@ -111,37 +109,19 @@ TEST(UserOptions, HoldClassExceptionsUnderTheNameOfTheClass) {
 }
 
 TEST(UserOptions, AreThoseOfTheSectionOfThatNameOnly) {
-  configure(
+  setKovsel(
       "config kovsel 'other'\noption label_user7 '5'\nconfig other\noption label_user7 '5'\n");
   EXPECT_THAT(User(section(), "7").values("label_user"), IsEmpty());
 }
 
-TEST(ForEachUser, VisitsTheListInItsOrderAndRepeatsWhatItRepeats) {
-  configure(
-      "list user_list '9'\nlist user_list '3'\nlist user_list '03'\nlist user_list 'x'\n"
-      "option reject_user0 1\noption label_user0 10\n"
-      "option reject_user3 1\noption label_user3 13\n"
-      "option reject_user9 1\noption label_user9 19\n");
-  EXPECT_EQ(natRules(), tagged(R"(
--A PREROUTING -p tcp -m tavrix-connlabel --label 19 -j REDIRECT --to-ports 8099
--A PREROUTING -p tcp -m tavrix-connlabel --label 13 -j REDIRECT --to-ports 8099
--A PREROUTING -p tcp -m tavrix-connlabel --label 13 -j REDIRECT --to-ports 8099
--A PREROUTING -p tcp -m tavrix-connlabel --label 10 -j REDIRECT --to-ports 8099
-)"));
-}
-
-TEST(ForEachUser, FindsNobodyWithoutTheSection) {
-  test_support::setConfiguration("config nfnlq 'nfnlq'\n\tlist user_list '3'\n");
-  EXPECT_EQ(mangleRules() + natRules() + inputRules() + forwardRules(), "");
-}
-
-TEST(ForEachUser, TakesAnOptionThatIsNoListAsAListOfOne) {
-  configure(
-      "option user_list '3 4'\noption reject_user3 1\noption label_user3 13\n"
-      "option reject_user4 1\noption label_user4 14\n");
-  EXPECT_EQ(natRules(), tagged("-A PREROUTING -p tcp -m tavrix-connlabel --label 13 "
-                               "-j REDIRECT --to-ports 8099"));
+TEST(NoUsers, HaveEmptyProgramsAndATestOfThePortInInput) {
+  setKovsel("option mac_set_user5 macs\noption label_user5 50\noption reject_user5 1\n");
+  for (const auto program : {tavrix::kovsel::mangleProgram, tavrix::kovsel::natPreroutingProgram,
+                             tavrix::kovsel::filterForwardProgram}) {
+    EXPECT_EQ(test_support::graphText(program().first), "0: end\n");
+  }
+  EXPECT_EQ(tavrix::matchesText(tavrix::kovsel::filterInputProgram().first->matches),
+            "-p tcp -m tcp --dport 8099");
 }
 
 }  // namespace
-}  // namespace kovsel_test

@@ -10,7 +10,6 @@
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/graph_text.h"
-#include "tests/unit/product/random_program.h"
 #include "tests/unit/product/rule_texts.h"
 
 namespace tavrix {
@@ -112,25 +111,6 @@ TEST(Simplify, HoldsBypassedNodesUntilTheEndOfTheIteration) {
       }),
       "0: \"-j T\" if \"-p b -s c -m d\" then 1 else 3\n"
       "1: if \"-s c -m e\" then 2 else 3\n2: \"-j A\" then 3\n3: exit end\n");
-}
-
-// Pass by pass and program by program: nothing is left that a pass could change, and every count
-// is what a recount gives.
-TEST(Simplify, LeavesExactCountsAndNothingToDoInRandomPrograms) {
-  for (std::size_t size = 1; size <= 12; ++size) {
-    for (unsigned seed = 1; seed <= 60; ++seed) {
-      const test_support::RandomProgram program(seed, size);
-      SCOPED_TRACE("size " + std::to_string(size) + ", seed " + std::to_string(seed) + ": " +
-                   program.text());
-      const ProxyIrNode::Pointer exit = makeProxy();
-      const IptProg prog = sequence({program.build(), {exit, exit}});
-      simplify(prog.first, exit);
-      ASSERT_EQ(wrongPredecessorCounts(prog.first), "");
-      const std::string once = graphText(prog.first);
-      simplify(prog.first, exit);
-      ASSERT_EQ(graphText(prog.first), once);
-    }
-  }
 }
 
 TEST(Simplify, JoinsALongChainOfTargets) {

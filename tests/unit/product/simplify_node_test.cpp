@@ -4,9 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <sstream>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "tests/support/graph_text.h"
 
@@ -25,53 +24,71 @@ bool runPasses(ProxyIrNode& node) {
   return simplifyNode(node, junctions);
 }
 
-struct PassCase {
-  const char* what;
-  const char* before;
-  const char* after;  // empty: nothing changes
-};
-
-// Runs the passes on node 0. Nothing else holds the other nodes, so what is bypassed dies at once.
-void expectPasses(const std::vector<PassCase>& cases) {
-  for (const PassCase& passCase : cases) {
-    SCOPED_TRACE(passCase.what);
-    const ProxyIrNode::Pointer node = graphOf(passCase.before);
+// A table of graphs: a line that says what happens, then the graph as the passes find it at node 0
+// and, after "|", as they leave it, or the word "unchanged". Nothing else holds the other nodes,
+// so what is bypassed dies at once.
+void expectPasses(const std::string& table) {
+  std::istringstream lines(table);
+  std::string title;
+  std::string before;
+  std::string after;
+  const auto check = [&] {
+    if (before.empty()) return;
+    SCOPED_TRACE(title);
+    const ProxyIrNode::Pointer node = graphOf(before);
     ASSERT_EQ(wrongPredecessorCounts(node), "");
-    const std::string before = graphText(node);
-    const bool unchanged = *passCase.after == '\0';
+    const bool unchanged = after == "unchanged\n";
+    const std::string expected = unchanged ? graphText(node) : after;
     EXPECT_EQ(runPasses(*node), !unchanged);
-    EXPECT_EQ(graphText(node), unchanged ? before : passCase.after);
+    EXPECT_EQ(graphText(node), expected);
     EXPECT_EQ(wrongPredecessorCounts(node), "");
     EXPECT_FALSE(runPasses(*node)) << "not simplified until nothing changes";
+  };
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with("  ")) {
+      check();
+      title = line;
+      before.clear();
+      after.clear();
+      continue;
+    }
+    const std::size_t bar = line.find(" | ");
+    const std::string left = line.substr(2, bar == std::string::npos ? bar : bar - 2);
+    if (const std::size_t end = left.find_last_not_of(' '); end != std::string::npos) {
+      before += left.substr(0, end + 1) + "\n";
+    }
+    if (bar != std::string::npos) after += line.substr(bar + 3) + "\n";
   }
+  check();
 }
 
 TEST(SimplifyNode, DropsAConditionWithEqualSuccessors) {
-  expectPasses({
-      {"matches go, and the no-match slot", R"(0: if "-p a -m b" then 1 else 1
-1: exit end)",
-       "0: then 1\n1: exit end\n"},
-      {"targets stay", R"(0: "-j A" if "-p a" then 1 else 1
-1: exit end)",
-       "0: \"-j A\" then 1\n1: exit end\n"},
-      {"both slots empty", R"(0: if "-p a" end)", "0: end\n"},
-      {"the count does not matter, the items do", R"(0: if "-4" (count 0) then 1 else 1
-1: exit end)",
-       "0: then 1\n1: exit end\n"},
-      {"without items there is no condition to drop", R"(0: (count 1) then 1 else 1
-1: exit end)",
-       ""},
-      {"that of the exit, too", R"(0: exit if "-p a" then 1 else 1
-1: exit end)",
-       "0: exit then 1\n1: exit end\n"},
-      {"a single empty slot is a difference", R"(0: if "-p a" then 1
-1: exit end)",
-       ""},
-      {"different successors", R"(0: if "-p a" then 1 else 2
-1: "-j A" then 2
-2: exit end)",
-       ""},
-  });
+  expectPasses(R"(
+matches go, and the no-match slot
+  0: if "-p a -m b" then 1 else 1 | 0: then 1
+  1: exit end                     | 1: exit end
+targets stay
+  0: "-j A" if "-p a" then 1 else 1 | 0: "-j A" then 1
+  1: exit end                       | 1: exit end
+both slots empty
+  0: if "-p a" end | 0: end
+the count does not matter, the items do
+  0: if "-4" (count 0) then 1 else 1 | 0: then 1
+  1: exit end                        | 1: exit end
+without items there is no condition to drop
+  0: (count 1) then 1 else 1 | unchanged
+  1: exit end
+that of the exit, too
+  0: exit if "-p a" then 1 else 1 | 0: exit then 1
+  1: exit end                     | 1: exit end
+a single empty slot is a difference
+  0: if "-p a" then 1 | unchanged
+  1: exit end
+different successors
+  0: if "-p a" then 1 else 2 | unchanged
+  1: "-j A" then 2
+  2: exit end
+)");
 }
 
 TEST(SimplifyNode, LeavesNoPlaceInADroppedCondition) {
@@ -85,218 +102,214 @@ TEST(SimplifyNode, LeavesNoPlaceInADroppedCondition) {
 }
 
 TEST(SimplifyNode, BypassesNodesThatOnlyPassControlOn) {
-  expectPasses({
-      {"as the next node", R"(0: then 1
-1: then 2
-2: exit end)",
-       "0: then 1\n1: exit end\n"},
-      {"several of them", R"(0: then 1
-1: then 2
-2: then 3
-3: then 4
-4: exit end)",
-       "0: then 1\n1: exit end\n"},
-      {"where the condition does not hold", R"(0: if "-p a" then 1 else 2
-1: "-j A" then 3
-2: then 3
-3: exit end)",
-       "0: if \"-p a\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
-      {"both ways, and then the condition is useless", R"(0: if "-p a" then 1 else 2
-1: then 3
-2: then 3
-3: exit end)",
-       "0: then 1\n1: exit end\n"},
-      {"several of them where the condition does not hold", R"(0: if "-p a" then 1 else 2
-1: "-j A" then 5
-2: then 3
-3: then 4
-4: then 5
-5: exit end)",
-       "0: if \"-p a\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
-      {"on this edge only, if another node leads there", R"(0: if "-p a" then 1 else 2
-1: then 3
-2: "-j A" then 1
-3: exit end)",
-       "0: if \"-p a\" then 1 else 2\n1: exit end\n2: \"-j A\" then 3\n3: then 1\n"},
-      {"one that leads nowhere", R"(0: "-j A" then 1
-1: end)",
-       "0: \"-j A\" end\n"},
-      {"a condition with equal successors", R"(0: then 1
-1: if "-p a" then 2 else 2
-2: exit end)",
-       "0: then 1\n1: exit end\n"},
-      {"an element count of zero counts as no condition", R"(0: then 1
-1: if "-4" (count 0) then 2 else 3
-2: exit end
-3: "-j A" then 2)",
-       "0: then 1\n1: exit end\n"},
-      {"a constant that never holds", R"(0: if "-p a" then 1 else 2
-1: then 3 else 4
-2: "-j A" then 3
-3: exit end
-4: "-j B" then 3)",
-       "0: if \"-p a\" then 1 else 2\n1: exit end\n2: \"-j A\" then 1\n"},
-      {"not one with targets", R"(0: if "-p a" then 1 else 2
-1: "-j A" then 2
-2: "-j B" then 3
-3: exit end)",
-       ""},
-      {"not a condition", R"(0: if "-p a" then 1 else 2
-1: if "-p b" then 2 else 3
-2: "-j B" then 3
-3: exit end)",
-       ""},
-      {"not the exit, whatever is in it", R"(0: then 1
-1: exit then 2
-2: "-j A" end)",
-       ""},
-      {"not the exit where the condition does not hold", R"(0: if "-p a" then 1 else 2
-1: "-j A" then 2
-2: exit then 3
-3: "-j B" end)",
-       ""},
-  });
+  expectPasses(R"(
+as the next node
+  0: then 1   | 0: then 1
+  1: then 2   | 1: exit end
+  2: exit end
+several of them
+  0: then 1   | 0: then 1
+  1: then 2   | 1: exit end
+  2: then 3
+  3: then 4
+  4: exit end
+where the condition does not hold
+  0: if "-p a" then 1 else 2 | 0: if "-p a" then 1 else 2
+  1: "-j A" then 3           | 1: "-j A" then 2
+  2: then 3                  | 2: exit end
+  3: exit end
+both ways, and then the condition is useless
+  0: if "-p a" then 1 else 2 | 0: then 1
+  1: then 3                  | 1: exit end
+  2: then 3
+  3: exit end
+several of them where the condition does not hold
+  0: if "-p a" then 1 else 2 | 0: if "-p a" then 1 else 2
+  1: "-j A" then 5           | 1: "-j A" then 2
+  2: then 3                  | 2: exit end
+  3: then 4
+  4: then 5
+  5: exit end
+on this edge only, if another node leads there
+  0: if "-p a" then 1 else 2 | 0: if "-p a" then 1 else 2
+  1: then 3                  | 1: exit end
+  2: "-j A" then 1           | 2: "-j A" then 3
+  3: exit end                | 3: then 1
+one that leads nowhere
+  0: "-j A" then 1 | 0: "-j A" end
+  1: end
+a condition with equal successors
+  0: then 1                  | 0: then 1
+  1: if "-p a" then 2 else 2 | 1: exit end
+  2: exit end
+an element count of zero counts as no condition
+  0: then 1                          | 0: then 1
+  1: if "-4" (count 0) then 2 else 3 | 1: exit end
+  2: exit end
+  3: "-j A" then 2
+a constant that never holds
+  0: if "-p a" then 1 else 2 | 0: if "-p a" then 1 else 2
+  1: then 3 else 4           | 1: exit end
+  2: "-j A" then 3           | 2: "-j A" then 1
+  3: exit end
+  4: "-j B" then 3
+not one with targets
+  0: if "-p a" then 1 else 2 | unchanged
+  1: "-j A" then 2
+  2: "-j B" then 3
+  3: exit end
+not a condition
+  0: if "-p a" then 1 else 2 | unchanged
+  1: if "-p b" then 2 else 3
+  2: "-j B" then 3
+  3: exit end
+not the exit, whatever is in it
+  0: then 1      | unchanged
+  1: exit then 2
+  2: "-j A" end
+not the exit where the condition does not hold
+  0: if "-p a" then 1 else 2 | unchanged
+  1: "-j A" then 2
+  2: exit then 3
+  3: "-j B" end
+)");
 }
 
 TEST(SimplifyNode, AbsorbsTheTargetsOfTheNextNode) {
-  expectPasses({
-      {"in order, after its own", R"(0: "-j A" then 1
-1: "-j B" "-j C" then 2
-2: exit end)",
-       "0: \"-j A\" \"-j B\" \"-j C\" then 1\n1: exit end\n"},
-      {"one node after another", R"(0: then 1
-1: "-j A" then 2
-2: then 3
-3: "-j B" then 4
-4: exit end)",
-       "0: \"-j A\" \"-j B\" then 1\n1: exit end\n"},
-      {"with the condition after them", R"(0: then 1
-1: "-j A" if "-p a" then 2 else 3
-2: "-j B" then 3
-3: exit end)",
-       "0: \"-j A\" if \"-p a\" then 1 else 2\n1: \"-j B\" then 2\n2: exit end\n"},
-      {"not after a condition", R"(0: if "-p a" then 1 else 2
-1: "-j A" then 2
-2: exit end)",
-       ""},
-      {"an element count of zero counts as no condition", R"(0: if "-4" (count 0) then 1 else 2
-1: "-j A" then 2
-2: exit end)",
-       "0: \"-j A\" if \"-4\" (count 0) then 1\n1: exit end\n"},
-      {"not if another node leads there", R"(0: then 1 else 2
-1: "-j A" then 3
-2: "-j B" then 1
-3: exit end)",
-       ""},
-      {"not those of the exit", R"(0: then 1
-1: "-j A" exit end)",
-       ""},
-      {"not when both edges of the node lead there", R"(0: (count 1) then 1 else 1
-1: "-j A" then 2
-2: exit end)",
-       ""},
-  });
+  expectPasses(R"(
+in order, after its own
+  0: "-j A" then 1        | 0: "-j A" "-j B" "-j C" then 1
+  1: "-j B" "-j C" then 2 | 1: exit end
+  2: exit end
+one node after another
+  0: then 1        | 0: "-j A" "-j B" then 1
+  1: "-j A" then 2 | 1: exit end
+  2: then 3
+  3: "-j B" then 4
+  4: exit end
+with the condition after them
+  0: then 1                         | 0: "-j A" if "-p a" then 1 else 2
+  1: "-j A" if "-p a" then 2 else 3 | 1: "-j B" then 2
+  2: "-j B" then 3                  | 2: exit end
+  3: exit end
+not after a condition
+  0: if "-p a" then 1 else 2 | unchanged
+  1: "-j A" then 2
+  2: exit end
+an element count of zero counts as no condition
+  0: if "-4" (count 0) then 1 else 2 | 0: "-j A" if "-4" (count 0) then 1
+  1: "-j A" then 2                   | 1: exit end
+  2: exit end
+not if another node leads there
+  0: then 1 else 2 | unchanged
+  1: "-j A" then 3
+  2: "-j B" then 1
+  3: exit end
+not those of the exit
+  0: then 1          | unchanged
+  1: "-j A" exit end
+not when both edges of the node lead there
+  0: (count 1) then 1 else 1 | unchanged
+  1: "-j A" then 2
+  2: exit end
+)");
 }
 
 TEST(SimplifyNode, MergesTheNextCondition) {
-  expectPasses({
-      {"of the same no-match node, in the order of kinds", R"(0: if "-m x" then 1 else 3
-1: if "-p b" then 2 else 3
-2: "-j A" then 3
-3: exit end)",
-       "0: if \"-p b -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
-      {"three of them", R"(0: if "-m x" then 1 else 4
-1: if "-p b" then 2 else 4
-2: if "-m y -s c" then 3 else 4
-3: "-j A" then 4
-4: exit end)",
-       "0: if \"-p b -s c -m x -m y\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
-      {"into a node without condition, whatever its no-match node", R"(0: "-j A" then 1
-1: if "-p b" then 2 else 3
-2: "-j B" then 3
-3: exit end)",
-       "0: \"-j A\" if \"-p b\" then 1 else 2\n1: \"-j B\" then 2\n2: exit end\n"},
-      {"into a constant, whose dead branch goes", R"(0: then 1 else 4
-1: if "-p b" then 2 else 3
-2: "-j B" then 3
-3: exit end
-4: "-j DEAD" then 3)",
-       "0: if \"-p b\" then 1 else 2\n1: \"-j B\" then 2\n2: exit end\n"},
-      {"as far as both fit into one rule", R"(0: if "-p a" then 1 else 3
-1: if "-p b -m x" then 2 else 3
-2: "-j A" then 3
-3: exit end)",
-       "0: if \"-p a -m x\" then 1 else 3\n1: if \"-p b\" then 2 else 3\n2: \"-j A\" then 3\n"
-       "3: exit end\n"},
-      {"without any no-match node", R"(0: if "-p a" then 1
-1: if "-s b" then 2
-2: exit end)",
-       "0: if \"-p a -s b\" then 1\n1: exit end\n"},
-      {"where its no-match node is one of the junctions on the way", R"(0: if "-p a" then 1 else 3
-1: if "-s b" then 2 else 4
-2: "-j A" then 6
-3: then 4
-4: then 5
-5: then 6
-6: exit end)",
-       "0: if \"-p a -s b\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
-      {"not at all if nothing can move", R"(0: if "-p a" then 1 else 3
-1: if "-p b" then 2 else 3
-2: "-j A" then 3
-3: exit end)",
-       ""},
-      {"modules move as a block", R"(0: if "-m a" then 1 else 3
-1: if "-p b -m b" then 2 else 3
-2: "-j A" then 3
-3: exit end)",
-       "0: if \"-p b -m a -m b\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
-      {"not with another no-match node", R"(0: if "-p a" then 1 else 3
-1: if "-s b" then 2 else 4
-2: "-j A" then 4
-3: "-j B" then 4
-4: exit end)",
-       ""},
-      {"not if another node leads there", R"(0: then 1 else 3
-1: if "-s b" then 2 else 4
-2: "-j A" then 4
-3: if "-d c" then 1 else 4
-4: exit end)",
-       ""},
-      {"not when both edges of the node lead there", R"(0: (count 1) then 1 else 1
-1: if "-s b" then 2 else 3
-2: "-j A" then 3
-3: exit end)",
-       ""},
-      {"not one with targets", R"(0: if "-p a" then 1 else 3
-1: "-j A" if "-s b" then 2 else 3
-2: "-j B" then 3
-3: exit end)",
-       ""},
-      {"not that of the exit", R"(0: if "-p a" then 1 else 2
-1: exit if "-s b" then 2
-2: "-j B" end)",
-       ""},
-  });
+  expectPasses(R"(
+of the same no-match node, in the order of kinds
+  0: if "-m x" then 1 else 3 | 0: if "-p b -m x" then 1 else 2
+  1: if "-p b" then 2 else 3 | 1: "-j A" then 2
+  2: "-j A" then 3           | 2: exit end
+  3: exit end
+three of them
+  0: if "-m x" then 1 else 4      | 0: if "-p b -s c -m x -m y" then 1 else 2
+  1: if "-p b" then 2 else 4      | 1: "-j A" then 2
+  2: if "-m y -s c" then 3 else 4 | 2: exit end
+  3: "-j A" then 4
+  4: exit end
+into a node without condition, whatever its no-match node
+  0: "-j A" then 1           | 0: "-j A" if "-p b" then 1 else 2
+  1: if "-p b" then 2 else 3 | 1: "-j B" then 2
+  2: "-j B" then 3           | 2: exit end
+  3: exit end
+into a constant, whose dead branch goes
+  0: then 1 else 4           | 0: if "-p b" then 1 else 2
+  1: if "-p b" then 2 else 3 | 1: "-j B" then 2
+  2: "-j B" then 3           | 2: exit end
+  3: exit end
+  4: "-j DEAD" then 3
+as far as both fit into one rule
+  0: if "-p a" then 1 else 3      | 0: if "-p a -m x" then 1 else 3
+  1: if "-p b -m x" then 2 else 3 | 1: if "-p b" then 2 else 3
+  2: "-j A" then 3                | 2: "-j A" then 3
+  3: exit end                     | 3: exit end
+without any no-match node
+  0: if "-p a" then 1 | 0: if "-p a -s b" then 1
+  1: if "-s b" then 2 | 1: exit end
+  2: exit end
+where its no-match node is one of the junctions on the way
+  0: if "-p a" then 1 else 3 | 0: if "-p a -s b" then 1 else 2
+  1: if "-s b" then 2 else 4 | 1: "-j A" then 2
+  2: "-j A" then 6           | 2: exit end
+  3: then 4
+  4: then 5
+  5: then 6
+  6: exit end
+not at all if nothing can move
+  0: if "-p a" then 1 else 3 | unchanged
+  1: if "-p b" then 2 else 3
+  2: "-j A" then 3
+  3: exit end
+modules move as a block
+  0: if "-m a" then 1 else 3      | 0: if "-p b -m a -m b" then 1 else 2
+  1: if "-p b -m b" then 2 else 3 | 1: "-j A" then 2
+  2: "-j A" then 3                | 2: exit end
+  3: exit end
+not with another no-match node
+  0: if "-p a" then 1 else 3 | unchanged
+  1: if "-s b" then 2 else 4
+  2: "-j A" then 4
+  3: "-j B" then 4
+  4: exit end
+not if another node leads there
+  0: then 1 else 3           | unchanged
+  1: if "-s b" then 2 else 4
+  2: "-j A" then 4
+  3: if "-d c" then 1 else 4
+  4: exit end
+not when both edges of the node lead there
+  0: (count 1) then 1 else 1 | unchanged
+  1: if "-s b" then 2 else 3
+  2: "-j A" then 3
+  3: exit end
+not one with targets
+  0: if "-p a" then 1 else 3        | unchanged
+  1: "-j A" if "-s b" then 2 else 3
+  2: "-j B" then 3
+  3: exit end
+not that of the exit
+  0: if "-p a" then 1 else 2 | unchanged
+  1: exit if "-s b" then 2
+  2: "-j B" end
+)");
 }
 
 // A second selector of the family takes a count away from the node that keeps the first one: from
 // then on that node counts as one without condition, and the emptied one as a condition.
 TEST(SimplifyNode, KeepsTheCountsOfADroppedDuplicate) {
-  expectPasses({
-      {"the first has an item and no count, the second the other way round",
-       R"(0: if "-4" then 1 else 3
-1: if "-4" then 2 else 3
-2: "-j A" then 3
-3: exit end)",
-       "0: if \"-4\" (count 0) then 1 else 3\n1: (count 1) then 2 else 3\n2: \"-j A\" then 3\n"
-       "3: exit end\n"},
-      {"with another option the count stays above zero", R"(0: if "-p a -4" then 1 else 3
-1: if "! -4" then 2 else 3
-2: "-j A" then 3
-3: exit end)",
-       "0: if \"-4 -p a\" (count 1) then 1 else 3\n1: (count 1) then 2 else 3\n2: \"-j A\" then "
-       "3\n3: exit end\n"},
-  });
+  expectPasses(R"(
+the first has an item and no count, the second the other way round
+  0: if "-4" then 1 else 3 | 0: if "-4" (count 0) then 1 else 3
+  1: if "-4" then 2 else 3 | 1: (count 1) then 2 else 3
+  2: "-j A" then 3         | 2: "-j A" then 3
+  3: exit end              | 3: exit end
+with another option the count stays above zero
+  0: if "-p a -4" then 1 else 3 | 0: if "-4 -p a" (count 1) then 1 else 3
+  1: if "! -4" then 2 else 3    | 1: (count 1) then 2 else 3
+  2: "-j A" then 3              | 2: "-j A" then 3
+  3: exit end                   | 3: exit end
+)");
 }
 
 // Taking over the no-match node is no change by itself: only a match that moved is.
