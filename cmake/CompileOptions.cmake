@@ -20,8 +20,8 @@ if(SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
-  # A program that links the shared runtime refuses to start behind a preloaded library, such as the
-  # router has; the static runtime does not mind. Clang links it statically by itself.
+  # A program that links the shared runtime refuses to start if another library is preloaded, as on
+  # the router; with the static runtime it starts. Clang links it statically by itself.
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_link_options(-static-libasan -static-libubsan)
   endif()

@@ -28,7 +28,7 @@ class IptCompiler {
 
   // Adds the hook, or both in the order given, writes the table's restore text and runs the restore
   // tool on it, which replaces the table in one step. To be called once. Throws what
-  // writeRestoreText throws, and std::runtime_error when the tool cannot be run, fails or dies.
+  // writeRestoreText throws, and std::runtime_error if the tool cannot be run, fails or dies.
   void commit(ChainHook hook);
   void commit(ChainHook first, ChainHook second);
 
@@ -36,13 +36,13 @@ class IptCompiler {
   // is no error. Throws what compileHook throws.
   void writeRestoreText(std::string_view path);
 
-  // Compiles one hook: chain_generation.cpp.
+  // The class that compiles one hook, by its full name; chain_generation.cpp has it.
   using IrGenRules = tavrix::IrGenRules;
 
  protected:
   HookMap hooks;
   std::string toolName;
-  std::string savedText;  // byte for byte what the save tool printed
+  std::string savedText;  // as printed, but for what follows a NUL byte in a line
 };
 
 }  // namespace tavrix

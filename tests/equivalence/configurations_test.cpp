@@ -45,7 +45,7 @@ Made make(const HookedChain& hook) {
 
 class ConfigurationChecks {
  public:
-  // Returns what is wrong, empty when nothing is. A configuration that is no program is counted; a
+  // Returns what is wrong, empty if nothing is. A configuration that is no program is counted; a
   // program for which the compiler throws is wrong.
   std::string check(const std::string& configuration) {
     setConfiguration(configuration);

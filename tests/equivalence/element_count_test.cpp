@@ -3,7 +3,7 @@
 // such programs is fixed here, and where they begin.
 //
 // "! -4" is not tried beside "-4": the compiler takes it for the same, and so do the restore tools,
-// which take no notice of the "!".
+// which ignore the "!".
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -57,14 +57,14 @@ TEST(ATestOfAFamilyThatIsKnownToHold, MakesAConditionHoldAlways) {
 
 // A block in a block, and two blocks one after the other: the packet comes to the second of them
 // whatever the first found.
-TEST(ATestOfAFamily, IsKnownToHoldInsideABlockButNotBehindIt) {
+TEST(ATestOfAFamily, IsKnownToHoldInsideABlockButNotAfterIt) {
   const Tokens inside = {"-j T1", "-j T2", "IF",    "-4", "THEN", "IF",
                          "-4",    "THEN",  "-j T3", "FI", "FI"};
-  const Tokens behind = {"-j T1", "-j T2", "IF", "-4",   "THEN",  "-j T3",
-                         "FI",    "IF",    "-4", "THEN", "-j T4", "FI"};
+  const Tokens after = {"-j T1", "-j T2", "IF", "-4",   "THEN",  "-j T3",
+                        "FI",    "IF",    "-4", "THEN", "-j T4", "FI"};
   std::uint64_t packets = 0;
   EXPECT_TRUE(findDifference(inside, packets).has_value());
-  EXPECT_FALSE(findDifference(behind, packets).has_value());
+  EXPECT_FALSE(findDifference(after, packets).has_value());
 }
 
 // What a search over every program up to a size found.
@@ -142,8 +142,8 @@ TEST(ProgramsThatDiffer, OfNineTokens) {
             "IF NOT-p tcp OR NOT-4 OR NOT-4 THEN -j T1 FI\n");
 }
 
-// The nodes that control may come to when it does not pass `closed` by the way on which its
-// condition holds.
+// The nodes that control may come to without passing `closed` on the way on which its condition
+// holds.
 Nodes reachable(const tavrix::IptProg& program, const ProxyIrNode* closed) {
   Nodes seen;
   std::vector<const ProxyIrNode*> toVisit = {program.first.get()};
@@ -159,7 +159,7 @@ Nodes reachable(const tavrix::IptProg& program, const ProxyIrNode* closed) {
   return seen;
 }
 
-// Whether "-4" is tested where control comes only when another test of it held.
+// Whether "-4" is tested where control comes only if another test of it held.
 bool testsV4WhereItIsKnownToHold(const Tokens& tokens) {
   const tavrix::IptProg program = buildProgram(tokens);
   Nodes v4;

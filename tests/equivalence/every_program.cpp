@@ -6,7 +6,7 @@ namespace test_support {
 namespace {
 
 // The grammar, a function for each of its rules: puts every sequence of `size` tokens that the rule
-// has behind those that are there, calls `next` for each and takes it away again.
+// has after those that are there, calls `next` for each and takes it away again.
 class Grammar {
  public:
   using Next = std::function<void()>;
@@ -24,7 +24,7 @@ class Grammar {
     with("-j T" + std::to_string(targetCount_), [&] { statements(size - 1, next); });
     --targetCount_;
     for (std::size_t own = 1; own <= size; ++own) {
-      with("IF", [&] { blockBehindIf(own - 1, [&] { statements(size - own, next); }); });
+      with("IF", [&] { blockAfterIf(own - 1, [&] { statements(size - own, next); }); });
     }
   }
 
@@ -66,7 +66,7 @@ class Grammar {
     }
   }
 
-  void blockBehindIf(std::size_t size, const Next& next) {
+  void blockAfterIf(std::size_t size, const Next& next) {
     for (std::size_t tested = 0; tested < size; ++tested) {
       condition(tested, [&] {
         with("THEN", [&] {
@@ -82,7 +82,7 @@ class Grammar {
     if (size == 1) return with("FI", next);
     const Next close = [&] { with("FI", next); };
     with("ELSE", [&] { statements(size - 2, close); });
-    with("ELSEIF", [&] { blockBehindIf(size - 2, close); });
+    with("ELSEIF", [&] { blockAfterIf(size - 2, close); });
   }
 
   std::vector<std::string> operands_;

@@ -15,10 +15,10 @@
 namespace test_support {
 namespace {
 
-// Those of the sequences of `size` tokens that are programs, with `before` and `behind` around
+// Those of the sequences of `size` tokens that are programs, with `before` and `after` around
 // them.
 std::set<Tokens> readable(std::size_t size, const Tokens& alphabet, const Tokens& before,
-                          const Tokens& behind) {
+                          const Tokens& after) {
   std::vector<Tokens> sequences = {{}};
   for (std::size_t i = 0; i < size; ++i) {
     std::vector<Tokens> longer;
@@ -34,7 +34,7 @@ std::set<Tokens> readable(std::size_t size, const Tokens& alphabet, const Tokens
   for (const Tokens& sequence : sequences) {
     Tokens whole = before;
     whole.insert(whole.end(), sequence.begin(), sequence.end());
-    whole.insert(whole.end(), behind.begin(), behind.end());
+    whole.insert(whole.end(), after.begin(), after.end());
     try {
       buildProgram(whole);
       taken.insert(sequence);
@@ -73,7 +73,8 @@ TEST(EveryProgram, IsWhatTheReadersTake) {
     std::set<Tokens> expected =
         readable(size, {"IF", "THEN", "ELSEIF", "ELSE", "FI", "-j T"}, {}, {});
     std::erase_if(expected, [](const Tokens& tokens) {
-      // Closed by another token than "FI": the shortest block after "ELSEIF", with nothing behind.
+      // Closed by another token than "FI": the shortest block after "ELSEIF", with nothing after
+      // it.
       return tokens.size() == 6 && tokens[2] == "ELSEIF" && tokens.back() != "FI";
     });
     EXPECT_EQ(made, expected) << size << " tokens";

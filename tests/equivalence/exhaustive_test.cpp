@@ -5,13 +5,13 @@
 // AND and OR in every way, with parentheses only where they are needed; each leaf has a text of its
 // own, in one order, and so have the conditions of a program, where nothing else is said.
 //  - One block: IF with a condition of up to three leaves, THEN of no, one and two targets, no ELSE
-//    and ELSE of no, one and two, with and without a target behind the block.
+//    and ELSE of no, one and two, with and without a target after the block.
 //  - ELSEIF: IF and one ELSEIF, each with a condition of up to two leaves, with and without ELSE,
 //    only targets inside. One of the texts may stand in both conditions.
-//  - Nested: IF with a condition of up to two leaves, and in it, behind THEN, ELSE or both, IF with
-//    one leaf, with and without ELSE, alone, before and behind a target. No ELSEIF.
+//  - Nested: IF with a condition of up to two leaves, and in it, after THEN, ELSE or both, IF with
+//    one leaf, with and without ELSE, alone, before and after a target. No ELSEIF.
 //  - Nested ELSEIF: a block in a block, one of them or both with one ELSEIF, each with and without
-//    ELSE; the inner one in every branch of the outer one, alone and behind a target. Each
+//    ELSE; the inner one in every branch of the outer one, alone and after a target. Each
 //    condition is one leaf.
 //  - Sequence: up to three statements, each a target or IF with one leaf, with THEN of one or two
 //    targets, or of one and ELSE. No ELSEIF and no block inside.
@@ -119,7 +119,7 @@ StatementSource block(ConditionSource condition, ProgramSource body, ProgramSour
 // Counts what was checked and stops at the first difference.
 class Checker {
  public:
-  // Returns false when the test is to end.
+  // Returns false if the test is to end.
   bool check(const ProgramSource& program) {
     ++programs_;
     if (isMisread(program)) {
@@ -151,14 +151,14 @@ class Checker {
 
 class EveryProgram : public testing::TestWithParam<Texts> {};
 
-// How many targets stand behind THEN, behind ELSE (none of it for -1) and behind the block.
+// How many targets stand after THEN, after ELSE (-1: there is no ELSE) and after the block.
 struct Shape {
   int thenCount;
   int elseCount;
   int afterCount;
 };
 
-// A lone rule, several behind a condition, an exception, and both branches.
+// A lone rule, several after a condition, an exception, and both branches.
 constexpr std::array<Shape, 4> kFewShapes = {{{1, -1, 0}, {2, -1, 1}, {0, 1, 0}, {1, 2, 1}}};
 
 std::vector<Shape> everyShape() {
@@ -266,7 +266,7 @@ TEST_P(EveryProgram, OfNestedElseifChains) {
           StatementSource whole = outer;
           ProgramSource& branch =
               place < whole.branches.size() ? whole.branches[place].statements : *whole.otherwise;
-          branch.push_back(inner);  // behind a target
+          branch.push_back(inner);  // after a target
           if (!checker.check({whole})) return;
           branch = {inner};
           if (!checker.check({whole})) return;

@@ -22,7 +22,7 @@ namespace {
 constexpr std::array<std::size_t, 7> kSizes = {2, 5, 10, 20, 50, 100, 200};
 constexpr std::uint64_t kProgramSeeds = 60;
 
-// Returns what is wrong with the program, empty when nothing is.
+// Returns what is wrong with the program, empty if nothing is.
 std::string check(const ProgramSource& program, GraphChecks& graphs, std::uint64_t& packets) {
   if (isMisread(program)) {
     return "misread\n" + configurationOf(shrink(program, isMisread));

@@ -25,7 +25,7 @@ inline std::vector<std::string> linesOf(std::string_view text) {
   return lines;
 }
 
-// Ends the process, which the fuzzer reports with the input, when the property does not hold.
+// Ends the process if the property does not hold; the fuzzer then reports the input.
 inline void require(bool holds, const std::string& property) {
   if (holds) return;
   std::fprintf(stderr, "violated: %s\n", property.c_str());

@@ -10,7 +10,7 @@ void checkTokens(const std::string& text) {
   std::size_t end = 0;
   for (Token token = nextToken(text, 0); token.exists(); token = nextToken(text, token.end())) {
     fuzz::require(token.start >= end && token.length > 0 && token.end() <= text.size(),
-                  "tokens lie one behind another inside the text");
+                  "tokens lie one after another inside the text");
     end = token.end();
   }
   const std::string joined = normalizeTokens(text);

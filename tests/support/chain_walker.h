@@ -1,5 +1,5 @@
 // Walks the chains of a restore text for one packet, as the kernel would: rules in order, jumps,
-// gotos, returns. What a match decides and where a target ends the walk is up to the caller.
+// gotos, returns. The caller decides whether a match holds and whether a target ends the walk.
 #pragma once
 
 #include <functional>
@@ -30,10 +30,9 @@ std::vector<std::string> splitOptions(const std::string& text);
 // What ends the matches of every generated rule.
 inline constexpr std::string_view kRuleTag = "-m comment --comment ipt_compiler";
 
-// Gives the generated rules without a jump the target that they are there for: the match module
-// right before the tag, used for its side effect. There is nothing else for which such a rule is
-// generated, so this holds for a module too that other rules have as a match. Throws
-// std::runtime_error for a rule without it.
+// Gives each generated rule without a jump its target: the match module right before the tag, used
+// for its side effect. Such a rule is generated for nothing else, so this is right even for a
+// module that other rules have as a match. Throws std::runtime_error for a rule without one.
 void takeSideEffectsForTargets(Chains& chains);
 
 struct WalkCallbacks {
@@ -45,7 +44,7 @@ struct WalkCallbacks {
   std::function<bool(const ChainRule& rule)> meet;
 };
 
-// Returns whether a target ended the walk; false when it fell off the end of the chain. Throws
+// Returns whether a target ended the walk; false if it fell off the end of the chain. Throws
 // std::runtime_error on a goto or jump to a chain that the text does not declare.
 bool walkChains(const Chains& chains, std::string_view chain, const WalkCallbacks& callbacks);
 

@@ -124,7 +124,7 @@ std::string GraphChecks::check(tavrix::IptProg program) {
         if (isEmptied(nodes[i], *successor)) {
           ++emptied;
         } else {
-          wrong += "the junction behind node " + std::to_string(i) + " was left\n";
+          wrong += "the junction after node " + std::to_string(i) + " was left\n";
         }
       }
     }

@@ -17,7 +17,7 @@ namespace test_support {
 class GraphChecks {
  public:
   // Appends an exit to the program and simplifies it; nothing else may hold its nodes. Returns what
-  // is wrong, empty when nothing is:
+  // is wrong, empty if nothing is:
   //  - immediate post-dominators are those that Boost finds, before and after simplification;
   //  - every packet meets the same targets before and after it;
   //  - every predecessor count is what a recount of the successor slots gives;
@@ -26,8 +26,8 @@ class GraphChecks {
   // are no change that makes simplification look again, so that the emptied one may stay. The
   // second simplification then takes it away, and all of the above holds after that, too.
   std::string check(tavrix::IptProg program);
-  // The same for the program that the readers of the language build; what is wrong is said of the
-  // smallest program that can be had from a failing one.
+  // The same for the program that the readers of the language build. A failing program is made as
+  // small as possible first.
   std::string check(const ProgramSource& program);
 
   // How many packets were run, before and after simplification.

@@ -33,8 +33,8 @@ class NodeNumbers {
 //   1: then 2
 //   2: end
 //
-// "(count N)" follows the matches when the element count is not their number, "exit" the targets
-// of a node that is marked so.
+// "(count N)" follows the matches if the element count is not their number, "exit" the targets of a
+// node that is marked so.
 std::string graphText(const tavrix::ProxyIrNode::Pointer& first);
 
 // The graph of a text in that form, whatever the order of its lines; line 0 is the node returned.
@@ -43,11 +43,11 @@ std::string graphText(const tavrix::ProxyIrNode::Pointer& first);
 tavrix::ProxyIrNode::Pointer graphOf(const std::string& text);
 
 // A line for each reachable node whose predecessor count is not the number of slots of reachable
-// nodes that point at it; empty when all counts are exact.
+// nodes that point at it; empty if all counts are exact.
 std::string wrongPredecessorCounts(const tavrix::ProxyIrNode::Pointer& first);
 std::string wrongPredecessorCounts(const NodeNumbers& nodes);
 
-// The items of a list with kinds, and the element count when it is not their number:
+// The items of a list with kinds, and the element count if it is not their number:
 // "3 -p tcp | 10 -m mark --mark 1 (count 1)".
 std::string listText(const tavrix::IptMatchList& list);
 

@@ -11,8 +11,8 @@
 namespace test_support {
 
 struct ProcessResult {
-  int exitStatus = -1;  // -1 when a signal ended the process
-  int signal = 0;       // 0 when the process exited by itself
+  int exitStatus = -1;  // -1 if a signal ended the process
+  int signal = 0;       // 0 if the process exited by itself
   std::string out;
   std::string err;
 };
@@ -22,8 +22,8 @@ struct ProcessOptions {
   std::vector<std::pair<std::string, std::string>> variables;  // added to the environment
 };
 
-// Starts arguments[0] (looked up in PATH), waits for its end. Throws std::system_error when it
-// cannot be started.
+// Starts arguments[0] (looked up in PATH), waits for its end. Throws std::system_error if it cannot
+// be started.
 ProcessResult runProcess(const std::vector<std::string>& arguments,
                          const ProcessOptions& options = {});
 

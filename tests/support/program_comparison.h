@@ -40,7 +40,7 @@ std::vector<std::string> heldIn(const MatchNumbers& numbers, const Packet& packe
 std::vector<Packet> packetsOver(std::size_t texts);
 
 // The targets that a packet meets in the graph as it stands: control enters at first, the targets
-// of a node happen in order, and a condition holds when all its items hold. No target is final.
+// of a node happen in order, and a condition holds if all its items hold. No target is final.
 std::vector<std::string> evaluate(const tavrix::IptProg& program, const Holds& holds);
 
 // The chain declarations and rules of a program that hangs from `chain`, generated chains numbered
@@ -61,8 +61,8 @@ struct Difference {
 };
 
 // Compares the graph as built with the chains generated from it, for every packet of packetsOver;
-// adds their number to `packets`. `makeProgram` is called for either and has to make fresh nodes;
-// what it throws passes through.
+// adds their number to `packets`. `makeProgram` is called once for each of the two and has to make
+// fresh nodes; what it throws passes through.
 std::optional<Difference> findDifference(const std::function<tavrix::IptProg()>& makeProgram,
                                          std::string_view chain, std::uint64_t& packets);
 

@@ -216,7 +216,7 @@ class Shrinking {
     return lines_.size() < before;
   }
 
-  // What is around the statements of a block: its condition before them, its end behind them.
+  // What is around the statements of a block: its condition before them, its end after them.
   bool dropRunsWithOneMore() {
     for (std::size_t length = 1; length < lines_.size(); ++length) {
       for (std::size_t begin = 0; begin + length < lines_.size(); ++begin) {

@@ -14,9 +14,9 @@ namespace test_support {
 // tools. The same seed gives the same text on every machine.
 std::string randomConfiguration(std::uint64_t seed);
 
-// The smallest configuration that can be had from a failing one by dropping lines, and still fails.
-// `fails` is not asked for texts that are no configuration; it has to give false, and not throw,
-// for configurations that are no program.
+// A failing configuration with as many lines dropped as possible, so that it still fails. `fails`
+// is not called for texts that are no configuration; it has to give false, and not throw, for
+// configurations that are no program.
 using ConfigurationFails = std::function<bool(const std::string& configuration)>;
 std::string shrinkConfiguration(const std::string& configuration, const ConfigurationFails& fails);
 

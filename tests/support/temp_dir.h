@@ -24,10 +24,10 @@ class TempDir {
   std::filesystem::path path_;
 };
 
-// Whole content of a file. Throws std::runtime_error when it cannot be read.
+// Whole content of a file. Throws std::runtime_error if it cannot be read.
 std::string readFile(const std::filesystem::path& path);
 
-// Creates or replaces a file. Throws std::runtime_error when it cannot be written.
+// Creates or replaces a file. Throws std::runtime_error if it cannot be written.
 void writeFile(const std::filesystem::path& path, std::string_view content);
 
 // As writeFile, with the run bit set: a tool for a PATH directory.

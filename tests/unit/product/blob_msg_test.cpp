@@ -181,7 +181,7 @@ TEST(BlobMsgParser, RefusesAMessageWithAMalformedChild) {
       big32(0x83000008) + std::string("\0\xff"
                                       "ab",
                                       4),                  // longer than the payload
-      big32(0x8300000c) + std::string("\0\1abcd\0\0", 8),  // without a NUL behind the name
+      big32(0x8300000c) + std::string("\0\1abcd\0\0", 8),  // without a NUL after the name
   };
   for (const std::string& child : malformed) {
     EXPECT_EQ(parseError(wire::plain(2, good + child)), kInvalidFormat);
@@ -272,8 +272,8 @@ void readAll(blob_attr* attr) {
 }
 
 // Every byte of a good message with every value in its place: an error or not, but nothing is read
-// behind its end.
-TEST(BlobMsgParser, NeverReadsBehindABrokenMessage) {
+// past its end.
+TEST(BlobMsgParser, NeverReadsPastABrokenMessage) {
   const std::string list = wire::named(1, "l", wire::text("", "x") + wire::text("", "yz"));
   const std::string good = wire::plain(
       0, wire::named(2, "values", wire::named(2, "s", wire::text(".name", "s") + list)));

@@ -173,7 +173,7 @@ TEST(CompileHook, WritesARegionOnceAndRefersToItsChain) {
                    "-A ipt_compiler_1 -j B\n"));
 }
 
-TEST(CompileHook, WritesWhatFollowsABranchBehindTheJumpToIt) {
+TEST(CompileHook, WritesWhatFollowsABranchAfterTheJumpToIt) {
   EXPECT_EQ(generatedFrom({"-j A", "IF", "-p a", "THEN", "-j B", "-j C", "FI", "-j D", "IF", "-p b",
                            "THEN", "-j E", "FI", "-j F"}),
             tagged("-A FORWARD -j A\n"
@@ -253,7 +253,7 @@ TEST(CompileHook, EndsRegionsWhereAllPathsMeet) {
                    "-A ipt_compiler_1 ! -i br-lan -j NFQUEUE --queue-num 2\n"));
 }
 
-// The bypassed nodes of an iteration count until its end: the conditions behind the first one merge
+// The bypassed nodes of an iteration count until its end: the conditions after the first one merge
 // among themselves before it gets its turn, and "-m e" stays with "-s c".
 TEST(CompileHook, HoldsBypassedNodesUntilTheEndOfTheIteration) {
   EXPECT_EQ(generatedFrom({"-j T", "IF", "-s c -m d", "THEN", "IF", "-p b -m e", "THEN", "IF",
@@ -273,8 +273,8 @@ TEST(CompileHook, PrintsTheItemsOfAListWhoseCountDisagrees) {
             "-A ipt_compiler_0  -j A -m comment --comment ipt_compiler\n");
 }
 
-// Whether a node branches is up to its items, not to the count: "-4" at the first node, whose count
-// is 0, still leads past the ELSE branch.
+// Whether a node branches depends on its items, not on the count: "-4" at the first node, whose
+// count is 0, still leads past the ELSE branch.
 TEST(CompileHook, BranchesOnTheItemsOfAListWhoseCountDisagrees) {
   EXPECT_EQ(generatedFrom({"IF", "-4", "AND", "-4", "THEN", "-j A", "ELSE", "-j B", "FI"}),
             tagged(":ipt_compiler_0 - [0:0]\n"
@@ -297,7 +297,7 @@ TEST(CompileHook, EndsForAListWhoseCountDisagrees) {
                    "-A ipt_compiler_0  -j A\n"));
 }
 
-// Whether the next node can be folded is up to its count: it is taken for one without condition.
+// Whether the next node can be folded depends on its count: it is taken for one without condition.
 TEST(CompileHook, FoldsByTheCountOfAListWhoseItemsDisagree) {
   EXPECT_EQ(generated([] {
               const ProxyIrNode::Pointer first = test_support::graphOf(

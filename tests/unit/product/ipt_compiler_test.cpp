@@ -150,7 +150,7 @@ TEST_F(IptCompilerTest, FilesHooksByPositionWhateverTheirOrder) {
                 generatedRule("INPUT", "End") + "COMMIT\n");
 }
 
-// Half of all positions would be negative as signed numbers: one such is filed behind 1, so only
+// Half of all positions would be negative as signed numbers: one such is filed after 1, so only
 // the hook at 1 can be placed.
 TEST_F(IptCompilerTest, ComparesPositionsAsUnsignedNumbers) {
   EXPECT_EQ(restoreText(":INPUT A\n-A INPUT -j X\nCOMMIT\n",

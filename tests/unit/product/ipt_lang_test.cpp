@@ -352,7 +352,7 @@ TEST(Builders, UsingAConditionTwiceThrows) {
   EXPECT_EQ(errorText<std::logic_error>([&] { shared || cond("-p c"); }), kSetNextTwice);
 }
 
-// Refused before anything is linked: a cycle would hold its nodes for ever.
+// Refused before anything is linked: the nodes of a cycle would never be released.
 TEST(And, OfOneConditionTwiceLeavesNoNodeAlive) {
   std::weak_ptr<ProxyIrNode> entry;
   EXPECT_EQ(errorText<std::logic_error>([&] {

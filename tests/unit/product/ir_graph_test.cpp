@@ -107,7 +107,7 @@ TEST(IrNode, ClearSuccessorEmptiesTheSlot) {
   EXPECT_EQ(target.use_count(), 1);
 }
 
-// The node that a slot let go may be the last thing that holds the slot's new target.
+// The node that a slot drops may be the last thing that holds the slot's new target.
 TEST(IrNode, SetSuccessorMayBypassANodeThatDies) {
   const auto node = makeProxy();
   node->setNext(makeProxy());

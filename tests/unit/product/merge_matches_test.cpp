@@ -53,7 +53,7 @@ const std::vector<MergeCase> kCases = {
     // The same option twice can mean two things: it stays.
     {{"-p tcp"}, {"-p tcp"}, 0, "3 -p tcp", "3 -p tcp"},
     {{"-p tcp"}, {"-p udp", "-m mark --mark 1"}, 1, "3 -p tcp | 10 -m mark --mark 1", "3 -p udp"},
-    // Options left behind in front hold modules back, but only where modules stand already.
+    // Options that stay in front hold modules back, but only where modules stand already.
     {{"-p tcp", "-m mark --mark 1"},
      {"-p udp", "-m comment --comment x"},
      0,

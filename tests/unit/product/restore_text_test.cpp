@@ -100,7 +100,7 @@ TEST(RestoreText, PutsHooksAtTheirPositions) {
                 "-A INPUT -j Z\n" + generatedRule("INPUT", "C") + "COMMIT\n");
   EXPECT_EQ(restoreText(saved, {{"INPUT", 0xFFFFFFFF, "A"}}),
             saved.substr(0, saved.size() - 7) + generatedRule("INPUT", "A") + "COMMIT\n");
-  // The largest number is the end; the one before it is a place behind a rule like any other.
+  // The largest number is the end; the one before it is a place after a rule like any other.
   EXPECT_EQ(restoreText(saved, {{"INPUT", 0xFFFFFFFE, "A"}}), saved);
 }
 
@@ -223,7 +223,7 @@ TEST(RestoreText, FindsTheChainOfADeclarationUpToTheFirstBlank) {
             ":INPUT \n" + generatedRule("INPUT", "A"));
 }
 
-// A position behind the last rule is never reached, and it holds back all hooks behind it.
+// A position after the last rule is never reached, and it holds back all hooks after it.
 TEST(RestoreText, NeverSkipsAHookThatItCannotPlace) {
   EXPECT_EQ(restoreText("*nat\n:INPUT ACCEPT [0:0]\n:OUTPUT ACCEPT [0:0]\n-A INPUT -j X\nCOMMIT\n",
                         {{"INPUT", 1, "A"},

@@ -35,7 +35,7 @@ std::string matchesOf(std::string_view text) {
 }
 
 // The tokens of the text, each in brackets. The text is copied to memory that ends with it, so that
-// a read behind the end is noticed.
+// a read past the end is noticed.
 std::string tokensOf(std::string_view text) {
   const auto copy = std::make_unique<char[]>(text.size());
   text.copy(copy.get(), text.size());
@@ -82,7 +82,7 @@ TEST(NextToken, CutsAtSpacesOutsideQuotes) {
       {"\\'a b", "[\\'a][b]"},
       {"\\\\ a", "[\\\\][a]"},
       {"a\\\\\\ b", "[a\\\\\\ b]"},
-      // Nothing is behind the text to be passed over.
+      // There is nothing after the text to be passed over.
       {"\\", "[\\]"},
       {"a \\", "[a][\\]"},
       {"a\\", "[a\\]"},
@@ -111,7 +111,7 @@ TEST(NextToken, SaysWhereTheTokenIs) {
   }
 }
 
-TEST(NextToken, EndsWithTheTextBehindABackslash) {
+TEST(NextToken, EndsWithTheTextAfterABackslash) {
   for (const std::string_view text : {"\\", "ab\\", "\"\\", "a \\"}) {
     const Token last = nextToken(text, text.find_last_of(' ') + 1);
     EXPECT_EQ(last.end(), text.size()) << text;
@@ -192,7 +192,7 @@ TEST(ParseTarget, RefusesEveryOtherWordAsHead) {
   }
 }
 
-TEST(ParseTarget, RefusesEveryOptionWordBehindTheHead) {
+TEST(ParseTarget, RefusesEveryOptionWordAfterTheHead) {
   for (const OptionWord& option : kOptionWords) {
     const std::string text = std::string("-j  A ") + option.word + "  'x  y'  ";
     EXPECT_EQ(targetError(text), "firewall_cpp/kovsel/kovsel:212: failed to parse '" + text +
@@ -311,7 +311,7 @@ TEST(ParseMatches, ListsOptionsByKind) {
       {"-m comment --comment \"a b\"", "10 -m comment --comment \"a b\""},
       {"-m comment --comment \"-p\" -4", "1 -4 | 10 -m comment --comment \"-p\""},
       {"-m comment --comment 'a -p b' -4", "1 -4 | 10 -m comment --comment 'a -p b'"},
-      // Behind an option without arguments spaces may follow.
+      // Spaces may follow an option without arguments.
       {"-4 ", "1 -4"},
       {"-f   ", "8 -f"},
       {"-p tcp -f  ", "3 -p tcp | 8 -f"},
@@ -384,7 +384,7 @@ TEST(ParseMatches, ErrorsQuoteTheTextOrTheSegmentAsGiven) {
 }
 
 // Built from pieces of the grammar: whatever the text, the result is a list or one of the errors,
-// and no byte behind the text is read.
+// and no byte past the text is read.
 TEST(ParseMatches, EndsInAListOrAnErrorForAllShortTexts) {
   constexpr std::array<std::string_view, 9> kPieces = {"!", "-4", "-p", "-j", " ",
                                                        "x", "\"", "'",  "\\"};

@@ -27,7 +27,7 @@ IptCond leaf(const char* text) {
   return makeMatches(text, "f", 1);
 }
 
-// The graph of a condition with different targets behind its exits.
+// The graph of a condition with different targets after its exits.
 std::string condText(IptCond cond) {
   IptIfBlock block = If(cond).then({target("-j HOLDS")});
   return graphText(block.orElse({target("-j FAILS")}).first);
@@ -95,7 +95,7 @@ TEST(SerializedMatches, NotIsAPrefixOfOneToken) {
   EXPECT_EQ(readCond({"NOT -p udp"}), negated("-p udp"));
   EXPECT_EQ(readCond({"NOT! -p udp"}), negated("! -p udp"));
   EXPECT_EQ(readCond({"NOT   -4 "}), negated("-4"));
-  // Nothing behind it: never holds.
+  // Nothing after it: never holds.
   EXPECT_EQ(readCond({"NOT"}), negated(""));
   EXPECT_EQ(readCond({"NOT "}), negated(""));
 }
@@ -171,8 +171,8 @@ TEST(SerializedMatches, ErrorsOfMatchTextsNameTheReader) {
   }
 }
 
-// In reading order the first error counts: a text that cannot be read before the rule it breaks by
-// its place, a "(" without its ")" before what stands behind it.
+// In reading order the first error counts: that of a text that cannot be read comes before that of
+// the text's place, and that of a "(" without its ")" before that of what stands after it.
 TEST(SerializedMatches, ReportTheFirstErrorInReadingOrder) {
   const std::string place = "./ipt_compiler/export/ipt_lang:299: failed to parse '";
   const std::string reason = "' as matches. not a valid parameter of iptables.";
@@ -274,7 +274,7 @@ TEST(SerializedTargets, ReadElseifAsAnIfInAnElseWithAClosingTokenOfItsOwn) {
 }
 
 // The closing token of an ELSEIF is skipped, whatever it is.
-TEST(SerializedTargets, SwallowTheTokenBehindAnElseifChain) {
+TEST(SerializedTargets, SwallowTheTokenAfterAnElseifChain) {
   const IptTokens withFi = {"IF",   "-4",   "THEN", "-j A", "ELSEIF", "-6",
                             "THEN", "-j B", "FI",   "FI",   "-j C"};
   for (const char* swallowed : {"-j LOST", "IF", "THEN", "ELSE", "ELSEIF", "rubbish", ""}) {
@@ -312,7 +312,7 @@ TEST(SerializedTargets, TakeTheConditionUpToTheFirstThen) {
             kInvalidMatches);
 }
 
-TEST(SerializedTargets, LeaveThePositionBehindTheStatement) {
+TEST(SerializedTargets, LeaveThePositionAfterTheStatement) {
   const IptTokens tokens = {"-j A", "IF", "-4", "THEN", "FI", "bad"};
   auto position = tokens.begin();
   parseSerializedTargets(position, tokens.end());
@@ -411,7 +411,7 @@ TEST(SerializedTargets, ReportTheFirstErrorInReadingOrder) {
             kInvalidTargets);
 }
 
-// How deep it nests is up to the configuration.
+// The configuration decides how deep it nests.
 TEST(SerializedMatches, NestAHundredThousandParentheses) {
   constexpr std::size_t kDepth = 100'000;
   IptTokens tokens(kDepth, "(");

@@ -99,7 +99,7 @@ TEST(Simplify, RemovesConstants) {
             "0: \"-j A\" then 1\n1: exit end\n");
 }
 
-// While the first bypassed node counts, the conditions behind it merge among themselves. So
+// While the first bypassed node counts, the conditions after it merge among themselves. So
 // "-p b" has "-s c" with it, and no longer takes "-m e" along, when its turn comes.
 TEST(Simplify, HoldsBypassedNodesUntilTheEndOfTheIteration) {
   const auto inner = [](const char* text, IptProg body) {

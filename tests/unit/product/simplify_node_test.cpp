@@ -86,7 +86,7 @@ TEST(SimplifyNode, LeavesNoPlaceInADroppedCondition) {
 
 TEST(SimplifyNode, BypassesNodesThatOnlyPassControlOn) {
   expectPasses({
-      {"on the way on", R"(0: then 1
+      {"as the next node", R"(0: then 1
 1: then 2
 2: exit end)",
        "0: then 1\n1: exit end\n"},
@@ -113,7 +113,7 @@ TEST(SimplifyNode, BypassesNodesThatOnlyPassControlOn) {
 4: then 5
 5: exit end)",
        "0: if \"-p a\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
-      {"on this edge only, when another node leads there", R"(0: if "-p a" then 1 else 2
+      {"on this edge only, if another node leads there", R"(0: if "-p a" then 1 else 2
 1: then 3
 2: "-j A" then 1
 3: exit end)",
@@ -160,7 +160,7 @@ TEST(SimplifyNode, BypassesNodesThatOnlyPassControlOn) {
 
 TEST(SimplifyNode, AbsorbsTheTargetsOfTheNextNode) {
   expectPasses({
-      {"in order, behind its own", R"(0: "-j A" then 1
+      {"in order, after its own", R"(0: "-j A" then 1
 1: "-j B" "-j C" then 2
 2: exit end)",
        "0: \"-j A\" \"-j B\" \"-j C\" then 1\n1: exit end\n"},
@@ -170,12 +170,12 @@ TEST(SimplifyNode, AbsorbsTheTargetsOfTheNextNode) {
 3: "-j B" then 4
 4: exit end)",
        "0: \"-j A\" \"-j B\" then 1\n1: exit end\n"},
-      {"with the condition behind them", R"(0: then 1
+      {"with the condition after them", R"(0: then 1
 1: "-j A" if "-p a" then 2 else 3
 2: "-j B" then 3
 3: exit end)",
        "0: \"-j A\" if \"-p a\" then 1 else 2\n1: \"-j B\" then 2\n2: exit end\n"},
-      {"not behind a condition", R"(0: if "-p a" then 1 else 2
+      {"not after a condition", R"(0: if "-p a" then 1 else 2
 1: "-j A" then 2
 2: exit end)",
        ""},
@@ -183,7 +183,7 @@ TEST(SimplifyNode, AbsorbsTheTargetsOfTheNextNode) {
 1: "-j A" then 2
 2: exit end)",
        "0: \"-j A\" if \"-4\" (count 0) then 1\n1: exit end\n"},
-      {"not when another node leads there", R"(0: then 1 else 2
+      {"not if another node leads there", R"(0: then 1 else 2
 1: "-j A" then 3
 2: "-j B" then 1
 3: exit end)",
@@ -240,7 +240,7 @@ TEST(SimplifyNode, MergesTheNextCondition) {
 5: then 6
 6: exit end)",
        "0: if \"-p a -s b\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n"},
-      {"not at all when nothing can move", R"(0: if "-p a" then 1 else 3
+      {"not at all if nothing can move", R"(0: if "-p a" then 1 else 3
 1: if "-p b" then 2 else 3
 2: "-j A" then 3
 3: exit end)",
@@ -256,7 +256,7 @@ TEST(SimplifyNode, MergesTheNextCondition) {
 3: "-j B" then 4
 4: exit end)",
        ""},
-      {"not when another node leads there", R"(0: then 1 else 3
+      {"not if another node leads there", R"(0: then 1 else 3
 1: if "-s b" then 2 else 4
 2: "-j A" then 4
 3: if "-d c" then 1 else 4
@@ -336,8 +336,8 @@ TEST(SimplifyNode, CountsAnUndoneBypassOnlyWhenModulesMoved) {
   EXPECT_EQ(graphText(stuck), before);
 }
 
-// A bypassed node is a predecessor as long as it exists: what follows it is merged only when the
-// last one that holds it lets it go.
+// A bypassed node is a predecessor as long as it exists: what follows it is merged only when
+// nothing holds it any more.
 TEST(SimplifyNode, CountsABypassedNodeThatSomebodyHolds) {
   for (const char* next : {"\"-j A\" then 3", "if \"-p b\" then 3 else 4"}) {
     const ProxyIrNode::Pointer node = graphOf("0: then 1\n1: then 2\n2: " + std::string(next) +
