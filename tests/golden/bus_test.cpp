@@ -98,8 +98,7 @@ std::vector<End> endsOf(const std::vector<Conversation>& conversations) {
   std::vector<End> ends;
   std::istringstream statuses(test_support::readFile(dir / "statuses"));
   for (int status = 0; statuses >> status;) {
-    const std::string err = test_support::readFile(dir / ("err." + std::to_string(ends.size())));
-    ends.push_back({status, withoutLoaderNotes(err)});
+    ends.push_back({status, test_support::readFile(dir / ("err." + std::to_string(ends.size())))});
   }
   return ends;
 }

@@ -155,19 +155,9 @@ RunRecord runOnce(const std::string& config) {
   return runOnce(scenario);
 }
 
-std::string withoutLoaderNotes(const std::string& err) {
-  std::string rest;
-  for (const std::string& line : linesOf(err)) {
-    if (!line.starts_with("ERROR: ld.so: object '/usr/lib/libxtlock_intercept.so'")) {
-      rest += line + "\n";
-    }
-  }
-  return rest;
-}
-
 std::string programError(const std::string& err) {
   const std::size_t start = err.find("terminate called");
-  return start == std::string::npos ? withoutLoaderNotes(err) : err.substr(start);
+  return start == std::string::npos ? err : err.substr(start);
 }
 
 std::vector<std::string> expectedCalls(std::size_t count) {

@@ -76,10 +76,6 @@ RunRecord runOnce(const std::string& config);
 
 using test_support::uncaught;
 
-// An error text without what the dynamic loader says of the preload library, which is missing on a
-// machine that refuses namespaces.
-std::string withoutLoaderNotes(const std::string& err);
-
 // The program's own part of an error text of a whole run: also without the shell's and the tools'
 // lines before it.
 std::string programError(const std::string& err);
