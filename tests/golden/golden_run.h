@@ -63,9 +63,9 @@ struct RunRecord {
 
 inline constexpr int kAborted = 128 + 6;
 
-// Throws std::runtime_error unless the router's run ended with 0. Where the system refuses namespaces and
-// tracing, the running test is skipped with the router's reason, by gtest's exception for what is
-// reported already.
+// Throws std::runtime_error unless the router's run ended with 0. Where the system refuses
+// namespaces and tracing, the running test is skipped with the router's reason, by gtest's
+// exception for what is reported already.
 void requireSuccess(const test_support::ProcessResult& routerRun);
 
 // One record for each of scenario.configs. Throws as requireSuccess does.

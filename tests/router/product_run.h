@@ -7,8 +7,8 @@
 #include <string>
 
 #include "tests/support/process.h"
+#include "tests/support/router_under_test.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/router_command/router_under_test.h"
 
 namespace product_test {
 

@@ -10,8 +10,8 @@
 
 #include "tests/router/product_run.h"
 #include "tests/support/process.h"
+#include "tests/support/router_under_test.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/router_command/router_under_test.h"
 
 namespace fault_test {
 namespace {

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/process.h"
+#include "tests/support/router_under_test.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/router_command/router_under_test.h"
 
 namespace {
 

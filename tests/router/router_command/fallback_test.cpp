@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
+#include "tests/support/router_under_test.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/router_command/router_under_test.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Starts the built `router` for a test.
-#include "tests/unit/router_command/router_under_test.h"
+#include "tests/support/router_under_test.h"
 
 namespace router_test {
 
