@@ -23,5 +23,7 @@ umask 0
 status=0
 ctest --test-dir "$build" -LE 'check|fuzz' -j "$(nproc)" --output-on-failure "$@" || status=$?
 
-python3 tools/coverage_report.py "$build" firewall_cpp ipt_compiler wrt_cppwrap
+mkdir -p build/figures
+python3 tools/coverage_report.py "$build" firewall_cpp ipt_compiler wrt_cppwrap \
+  | tee build/figures/coverage
 exit "$status"

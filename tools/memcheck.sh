@@ -47,6 +47,8 @@ for log in $findings; do
   echo "$log:"
   cat "$log"
 done
-echo "memcheck: $runs runs of the program, $(printf '%s' "$findings" | grep -c . || true) with findings"
+mkdir -p build/figures
+echo "memcheck: $runs runs of the program, $(printf '%s' "$findings" | grep -c . || true) with findings" \
+  | tee build/figures/memcheck
 [ "$runs" -gt 0 ] && [ -z "$findings" ] && exit "$status"
 exit 1

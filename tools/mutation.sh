@@ -7,4 +7,5 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . tools/packages.sh
 
 install_missing "${mutation_packages[@]}"
-exec nice -n 10 python3 -B tools/mutation/run.py "$@"
+mkdir -p build/figures
+nice -n 10 python3 -B tools/mutation/run.py "$@" | tee build/figures/mutation
