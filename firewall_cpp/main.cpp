@@ -16,11 +16,13 @@ struct HookPlan {
   std::uint32_t position;
   IptProg (*makeProgram)();
 
-  ChainHook make() const { return {chain, position, false, makeProgram()}; }
+  ChainHook make() const {
+    return {.chain = chain, .position = position, .ownChain = false, .program = makeProgram()};
+  }
 };
 
-// The hooks of one table, the same for both address families. In mangle the generated jumps come
-// after every saved rule, in nat and filter before.
+// The hooks of one table, the same for both address families. The asymmetry is intended: in mangle
+// the generated jumps come after every saved rule, in nat and filter before.
 constexpr HookPlan kMangleHooks[] = {
     {"PREROUTING", kHookAtEnd, manglePreroutingProgram},
     {"OUTPUT", kHookAtEnd, mangleOutputProgram},

@@ -9,7 +9,7 @@
 namespace tavrix::kovsel {
 namespace {
 
-enum class Direction { kInput, kForward };
+enum class Chain { kInput, kForward };
 
 IptProg reject() {
   return sequence(
@@ -25,12 +25,16 @@ IptProg markShortConnections(const User& user) {
 }
 
 // Only forwarded packets have a destination that belongs on a blacklist.
-IptProg rejectWhen(const IptCond& condition, const User& user, Direction direction,
-                   std::string_view counterOption) {
+IptProg rejectIf(const IptCond& condition, const User& user, Chain chain,
+                 std::string_view counterOption) {
   return If(condition).then(
-      {If(makeConstCond(direction == Direction::kForward))
+      {If(makeConstCond(chain == Chain::kForward))
            .then({refreshBlacklist(user, kBlacklistV4), refreshBlacklist(user, kBlacklistV6)}),
        increment(user, counterOption), reject()});
+}
+
+IptProg countClass(const User& user, std::string_view trafficClass, std::string_view node) {
+  return If(isOfClass(user, trafficClass, kCountedClass)).then({text::kCountForClass.target(node)});
 }
 
 // Each class gets the node at the same place in the list.
@@ -39,9 +43,7 @@ IptProg setClassNodes(const User& user) {
   const User::Values& nodes = user.values("class_label_user");
   IptProg all = makeEmptyProg();
   for (std::size_t i = 0; i < std::min(classes.size(), nodes.size()); ++i) {
-    all = sequence(
-        {all, If(isOfClass(user, classes[i], text::kCountedClass, text::kNotSubclassOfCounted))
-                  .then({text::kCountForClass.target(nodes[i])})});
+    all = sequence({all, countClass(user, classes[i], nodes[i])});
   }
   return all;
 }
@@ -56,34 +58,29 @@ std::string_view requireLabel(const User& user) {
   return label.front();
 }
 
-IptProg userProgram(const User& user, Direction direction) {
+IptProg userProgram(const User& user, Chain chain) {
   const std::string_view label = requireLabel(user);
   return If(isLabelled(user))
       .then({If(isRejected(user))
                  .then({reject()})
                  .orElse({markShortConnections(user),
-                          rejectWhen(hasBlockedHost(user), user, direction, "host_counter_user"),
-                          rejectWhen(isOfBlockedClass(user), user, direction, "app_counter_user"),
+                          rejectIf(hasBlockedHost(user), user, chain, "host_counter_user"),
+                          rejectIf(isOfBlockedClass(user), user, chain, "app_counter_user"),
                           If(text::kIsLabelledAndMarked.matches(label)).then({reject()}),
                           setClassNodes(user)})});
-}
-
-IptProg inputProgram(const User& user) {
-  return userProgram(user, Direction::kInput);
-}
-IptProg forwardProgram(const User& user) {
-  return userProgram(user, Direction::kForward);
 }
 
 }  // namespace
 
 // The service that blocked connections are redirected to is open to every user.
 IptProg filterInputProgram() {
-  return If(!text::kToRedirectService.matches()).then({forEachUser(inputProgram)});
+  return If(!text::kToRedirectService.matches()).then({forEachUser([](const User& user) {
+    return userProgram(user, Chain::kInput);
+  })});
 }
 
 IptProg filterForwardProgram() {
-  return forEachUser(forwardProgram);
+  return forEachUser([](const User& user) { return userProgram(user, Chain::kForward); });
 }
 
 }  // namespace tavrix::kovsel

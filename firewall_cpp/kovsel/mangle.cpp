@@ -1,5 +1,5 @@
-// mangle PREROUTING: recognises a user's packets by their MAC address and labels each connection
-// once, with its statistics node, its class mark and its label.
+// mangle PREROUTING: recognises a user's packets by their MAC address, labels each connection
+// once, and gives it a statistics node and a class mark.
 #include <algorithm>
 
 #include "firewall_cpp/kovsel/kovsel.h"
@@ -8,14 +8,15 @@
 namespace tavrix::kovsel {
 namespace {
 
-// Each device gets the node at the same place in the list. Every source that is not in the list
-// gets the last node too, so the last address is never tested.
+// Each device gets the node at its place in the list. The last address is never tested, on purpose:
+// its node also counts every other source.
 IptProg setDeviceNode(const User& user) {
   const User::Values& macs = user.values("mac_user");
   const User::Values& nodes = user.values("mac_label_user");
   const std::size_t count = std::min(macs.size(), nodes.size());
   if (count == 0) return makeEmptyProg();
 
+  // Parsed in list order, so that the first wrong value is reported.
   std::vector<IptIfBlock> devices;
   for (std::size_t i = 0; i + 1 < count; ++i) {
     devices.push_back(
@@ -31,14 +32,15 @@ IptProg markClass(const User& user) {
   return user.values("class_user").empty() ? makeEmptyProg() : text::kMarkClass.target();
 }
 
-// Whether the connection's application cannot be told, now or ever.
-IptCond isShortOrNoApplication() {
+// The application cannot be recognised: neither UDP nor TCP, both ports low, or fewer than 3
+// packets.
+IptCond hasNoKnownApplication() {
   return !(text::kUdp.matches() || text::kTcp.matches()) || text::kUdpLowPort.matches() ||
          text::kTcpLowPort.matches() || text::kFewPackets.matches();
 }
 
 IptProg setLabel(std::string_view label) {
-  return If(isShortOrNoApplication())
+  return If(hasNoKnownApplication())
       .then({text::kSetLabel.target(label)})
       .orElse({text::kSetLabelAndMark.target(label)});
 }
@@ -51,7 +53,7 @@ IptProg labelConnection(const User& user) {
 }
 
 IptProg userProgram(const User& user) {
-  return If(ifConfigured(user, "mac_set_user", text::kFromUser)).then({labelConnection(user)});
+  return If(isFromUser(user)).then({labelConnection(user)});
 }
 
 }  // namespace

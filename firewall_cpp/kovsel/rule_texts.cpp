@@ -9,10 +9,7 @@ namespace {
 constexpr const char* kFile = "firewall_cpp/kovsel/kovsel";
 
 std::string around(const RuleText& text, std::string_view value) {
-  std::string whole(text.before);
-  whole += value;
-  whole += text.after;
-  return whole;
+  return std::string(text.before).append(value).append(text.after);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 //
 // The line is the number by which errors name the text, and nothing else. It never changes, so that
 // a message in a log leads to the same text in every version. A new text takes a number that is not
-// in use; two texts that are written as one rule may share theirs.
+// in use. Two texts that always stand together may share a number.
 #pragma once
 
 #include <string_view>
@@ -29,7 +29,7 @@ inline constexpr RuleText kFromUser = {76, "-m set --match-set ", " src"};
 inline constexpr RuleText kFromMac = {21, "-m mac --mac-source "};
 
 // The connection label: the user's, and mark bit 0x1 for a connection whose application can be
-// told. The value is the label.
+// recognised. The value is the label.
 inline constexpr RuleText kIsNotLabelled = {55, "-m tavrix-connlabel ! --label "};
 inline constexpr RuleText kIsLabelled = {106, "-m tavrix-connlabel --label "};
 inline constexpr RuleText kIsLabelledAndMarked = {68, "-m tavrix-connlabel --mark 0x1 --label "};
@@ -42,19 +42,11 @@ inline constexpr RuleText kCountForMac = {22, "-m tavrix-connstat --set --stat-n
 inline constexpr RuleText kCountForLastMac = {18, "-m tavrix-connstat --set --stat-node "};
 inline constexpr RuleText kCountForClass = {227, "-m tavrix-connstat --set --stat-node "};
 
-// Traffic classes. The first text turns the classification of the connection on. The others test
-// whether it is of a class and not of a subclass, once for blocking and once for counting. The
-// value is the class or the subclass.
+// Turns the classification of the connection on.
 inline constexpr RuleText kMarkClass = {36, "-m tavrix-conndurvan --mark"};
-inline constexpr RuleText kBlockedClass = {160, "-m tavrix-conndurvan --class "};
-inline constexpr RuleText kNotSubclassOfBlocked = {165,
-                                                   "-m tavrix-conndurvan --invert --subclass "};
-inline constexpr RuleText kCountedClass = {217, "-m tavrix-conndurvan --class "};
-inline constexpr RuleText kNotSubclassOfCounted = {222,
-                                                   "-m tavrix-conndurvan --invert --subclass "};
 
-// Connections whose application cannot be told: neither UDP nor TCP, low ports, fewer than 3
-// packets in both directions together. The negated port test holds when no port, source or
+// Connections whose application cannot be recognised: neither UDP nor TCP, low ports, fewer than 3
+// packets in both directions together. The negated port test holds if no port, source or
 // destination, is 1024 or above.
 inline constexpr RuleText kUdp = {40, "-p udp"};
 inline constexpr RuleText kTcp = {40, "-p tcp"};
@@ -71,7 +63,7 @@ inline constexpr RuleText kMarkShortTcp = {246, "-j MARK --set-mark 0x20/0x20"};
 // Host names with a blocked keyword. The value is the host set.
 inline constexpr RuleText kBlockedHost = {154, "-m tavrix-xthostset --set-name "};
 
-// Counts a blocked connection. The value is the counter.
+// Counts a hit. The value is the counter.
 inline constexpr RuleText kIncrement = {177, "-m tavrix-xtcounter --inc "};
 
 // Redirects TCP to the local service that explains the block.
@@ -85,6 +77,22 @@ inline constexpr RuleText kReset = {252, "-j REJECT --reject-with tcp-reset"};
 inline constexpr RuleText kReject = {253, "-j REJECT"};
 
 }  // namespace text
+
+// A traffic class. The value is the class or the subclass.
+struct ClassTexts {
+  RuleText isOf;           // the connection is of the class
+  RuleText isNotSubclass;  // and not of this subclass of it
+};
+
+// Once for blocking and once for counting.
+inline constexpr ClassTexts kBlockedClass = {
+    {160, "-m tavrix-conndurvan --class "},
+    {165, "-m tavrix-conndurvan --invert --subclass "},
+};
+inline constexpr ClassTexts kCountedClass = {
+    {217, "-m tavrix-conndurvan --class "},
+    {222, "-m tavrix-conndurvan --invert --subclass "},
+};
 
 // The blacklist of one address family. The value is the IP set.
 struct BlacklistTexts {

@@ -7,7 +7,7 @@
 namespace tavrix::kovsel {
 
 // strtoll has the same range on every machine; strtol ends at 2147483647 on a 32-bit router. Of a
-// larger number the low 32 bits count.
+// larger number the low 32 bits count; beyond 64 bits, of the nearest number that they hold.
 User::User(const UciConfig::Section& section, std::string_view listed)
     : section_(section),
       number_(std::to_string(
@@ -19,10 +19,6 @@ std::string User::optionName(std::string_view name) const {
 
 const User::Values& User::values(std::string_view name) const {
   return section_[optionName(name)];
-}
-
-const User::Values& User::classExceptions(std::string_view trafficClass) const {
-  return values("class_" + std::string(trafficClass) + "_except_user");
 }
 
 IptProg forEachUser(IptProg (*makeProgram)(const User& user)) {

@@ -27,9 +27,6 @@ class User {
   // All values of that option; empty without it.
   const Values& values(std::string_view name) const;
 
-  // The subclasses that are exempt from what is decided about a traffic class.
-  const Values& classExceptions(std::string_view trafficClass) const;
-
  private:
   const UciConfig::Section& section_;
   std::string number_;

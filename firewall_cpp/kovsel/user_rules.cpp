@@ -1,15 +1,24 @@
 // How the options of a user become conditions and actions.
 #include "firewall_cpp/kovsel/user_rules.h"
 
-namespace tavrix::kovsel {
+#include <string>
 
-IptCond ifConfigured(const User& user, std::string_view option, const RuleText& around) {
+namespace tavrix::kovsel {
+namespace {
+
+IptCond holdsForFirstValue(const User& user, std::string_view option, const RuleText& ruleText) {
   const User::Values& values = user.values(option);
-  return values.empty() ? makeConstCond(false) : around.matches(values.front());
+  return values.empty() ? makeConstCond(false) : ruleText.matches(values.front());
+}
+
+}  // namespace
+
+IptCond isFromUser(const User& user) {
+  return holdsForFirstValue(user, "mac_set_user", text::kFromUser);
 }
 
 IptCond isLabelled(const User& user) {
-  return ifConfigured(user, "label_user", text::kIsLabelled);
+  return holdsForFirstValue(user, "label_user", text::kIsLabelled);
 }
 
 IptCond isRejected(const User& user) {
@@ -18,28 +27,28 @@ IptCond isRejected(const User& user) {
 }
 
 IptCond hasBlockedHost(const User& user) {
-  return ifConfigured(user, "keywords_user", text::kBlockedHost);
+  return holdsForFirstValue(user, "keywords_user", text::kBlockedHost);
 }
 
 IptCond isOfBlockedClass(const User& user) {
   IptCond any = makeConstCond(false);
   for (const std::string_view trafficClass : user.values("class_reject_user")) {
-    any = any || isOfClass(user, trafficClass, text::kBlockedClass, text::kNotSubclassOfBlocked);
+    any = any || isOfClass(user, trafficClass, kBlockedClass);
   }
   return any;
 }
 
-IptCond isOfClass(const User& user, std::string_view trafficClass, const RuleText& ofClass,
-                  const RuleText& notSubclass) {
-  IptCond all = ofClass.matches(trafficClass);
-  for (const std::string_view subclass : user.classExceptions(trafficClass)) {
-    all = all && notSubclass.matches(subclass);
+IptCond isOfClass(const User& user, std::string_view trafficClass, const ClassTexts& texts) {
+  const std::string exceptions = "class_" + std::string(trafficClass) + "_except_user";
+  IptCond all = texts.isOf.matches(trafficClass);
+  for (const std::string_view subclass : user.values(exceptions)) {
+    all = all && texts.isNotSubclass.matches(subclass);
   }
   return all;
 }
 
 IptCond isBlacklisted(const User& user, const BlacklistTexts& blacklist) {
-  return ifConfigured(user, blacklist.option, blacklist.isListed);
+  return holdsForFirstValue(user, blacklist.option, blacklist.isListed);
 }
 
 IptProg refreshBlacklist(const User& user, const BlacklistTexts& blacklist) {

@@ -9,8 +9,8 @@
 
 namespace tavrix::kovsel {
 
-// The text around the option's first value.
-IptCond ifConfigured(const User& user, std::string_view option, const RuleText& around);
+// The packet comes from one of the user's devices.
+IptCond isFromUser(const User& user);
 
 // The connection carries the user's label.
 IptCond isLabelled(const User& user);
@@ -24,10 +24,8 @@ IptCond hasBlockedHost(const User& user);
 // The connection is of a class to be blocked, and of none of its exempt subclasses.
 IptCond isOfBlockedClass(const User& user);
 
-// The connection is of the class, which `ofClass` tests, and of none of the class's exempt
-// subclasses, which `notSubclass` tests.
-IptCond isOfClass(const User& user, std::string_view trafficClass, const RuleText& ofClass,
-                  const RuleText& notSubclass);
+// The connection is of the class, and of none of its exempt subclasses.
+IptCond isOfClass(const User& user, std::string_view trafficClass, const ClassTexts& texts);
 
 // The packet goes to a destination on the user's blacklist of that family.
 IptCond isBlacklisted(const User& user, const BlacklistTexts& blacklist);

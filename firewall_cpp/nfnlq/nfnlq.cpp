@@ -35,7 +35,8 @@ IptCond queueCondition() {
   return parseSerializedMatches(position, tokens.end());
 }
 
-// Queue numbers are compared as texts and not checked: the restore tool judges them.
+// Built even if the outer IF never holds; without queue numbers there is nothing to write. They are
+// compared as texts and not checked: the restore tool judges them.
 IptProg queueTarget() {
   if (!isQueueConfigured()) return makeEmptyProg();
   const std::string first(section()["queue_first"].front());

@@ -35,8 +35,8 @@ struct IptCond {
   std::shared_ptr<ProxyIrNode> entry;
 };
 
-// Holds if all matches of the text hold; always, for a text without any. Errors name the text by
-// file and line; file must be a static string. Throws IptCompileFailed if the text is no list of
+// Holds if all matches of the text hold. An empty text always holds. Errors name the text by file
+// and line; file must be a static string. Throws IptCompileFailed if the text is no list of
 // matches.
 IptCond makeMatches(std::string_view text, const char* file, int line);
 
@@ -89,7 +89,8 @@ IptCond parseSerializedMatches(IptTokenPosition& position, IptTokenPosition end)
 // Reads one statement, a target text or an IF block, and leaves the position after it; there must
 // be one. A block is IF condition THEN statements [ELSE statements] FI, or IF condition THEN
 // statements ELSEIF condition THEN ... with a closing token of its own for each ELSEIF. That token
-// is skipped, whatever it is. elseifMode: begin after an ELSEIF.
+// is skipped, whatever it is.
+// elseifMode: the tokens begin with the condition after an "ELSEIF"; for the reader's own use.
 // Throws std::invalid_argument "Invalid serialized targets!" and what parseSerializedMatches
 // throws.
 IptProg parseSerializedTargets(IptTokenPosition& position, IptTokenPosition end,
