@@ -66,5 +66,5 @@ fault iptables-save 'case $* in *nat*) exit 0 ;; esac; exec $real "$@"' \
   'daemon.err firewall_cpp: iptables-save -t nat has not printed a whole table'
 fault iptables-save 'case $* in *nat*) $real "$@" | head -n 9; exit 0 ;; esac; exec $real "$@"' \
   'daemon.err firewall_cpp: iptables-save -t nat has not printed a whole table'
-fault iptables-restore 'text=$(cat); case $text in \**nat*) echo refused >&2; exit 1 ;; esac
+fault iptables-restore 'text=$(cat); case $text in *\*nat*) echo refused >&2; exit 1 ;; esac
   echo "$text" | $real "$@"' 'daemon.err firewall_cpp: refused'
