@@ -8,6 +8,8 @@ check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format cl
                 # The shell and the C library of routers, and a second reader of their scripts.
                 busybox musl-tools shellcheck)
 mutation_packages=("${check_packages[@]}" lld python3)
+# Its test library comes as source there; `time` measures memory.
+arm_packages=("${check_packages[@]}" g++-arm-linux-gnueabihf qemu-user-static googletest time)
 coverage_packages=("${check_packages[@]}" python3)
 
 # install_missing PACKAGE...
