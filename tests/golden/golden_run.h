@@ -81,8 +81,8 @@ class RouterFailed : public std::runtime_error {
 // reported already.
 void requireSuccess(const test_support::ProcessResult& routerRun);
 
-// The path of the program: the built one, or what the variable PROGRAM_UNDER_TEST names, such as one
-// for another architecture in its emulator.
+// The path of the program: the built one, or what the variable PROGRAM_UNDER_TEST names, such as
+// one for another architecture in its emulator.
 std::string programUnderTest();
 
 // One record for each of scenario.configs. Throws as requireSuccess does.
