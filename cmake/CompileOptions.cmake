@@ -3,7 +3,7 @@
 
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wformat=2 -Wundef
-  # The C files of the tree are what the testbed loads into the save and restore tools.
+  # The C files of the tree are what is loaded into the save and restore tools.
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
   $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>

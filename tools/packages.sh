@@ -4,8 +4,12 @@
 # proot: for containers that refuse namespaces.
 demo_packages=(g++ cmake ninja-build iptables libxtables-dev iproute2 ipset util-linux proot)
 check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format clang-tidy
-                libgtest-dev libgmock-dev libbenchmark-dev libboost-graph-dev git)
+                libgtest-dev libgmock-dev libbenchmark-dev libboost-graph-dev git
+                # The shell and the C library of routers, and a second reader of their scripts.
+                busybox musl-tools shellcheck)
 mutation_packages=("${check_packages[@]}" lld python3)
+# Its test library comes as source there; `time` measures memory.
+arm_packages=("${check_packages[@]}" g++-arm-linux-gnueabihf qemu-user-static googletest time)
 coverage_packages=("${check_packages[@]}" python3)
 
 # install_missing PACKAGE...

@@ -90,7 +90,7 @@ std::vector<End> endsOf(const std::vector<Conversation>& conversations) {
   test_support::ProcessOptions options;
   options.variables = {{"GOLDEN_DIR", dir.path()},
                        {"SCRIPTED_BUS", SCRIPTED_BUS_PATH},
-                       {"FIREWALL_CPP", FIREWALL_CPP_PATH},
+                       {"FIREWALL_CPP", programUnderTest()},
                        {"COUNT", std::to_string(conversations.size())}};
   requireSuccess(test_support::runProcess({ROUTER_PATH, "--tables=files", "--no-bus", "--",
                                            "/bin/sh", "-c", std::string(kReplayScript)},

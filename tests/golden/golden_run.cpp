@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <regex>
 #include <sstream>
@@ -94,7 +95,7 @@ RunRecord readRecord(const fs::path& directory, Tools tools) {
   RunRecord record;
   record.status = std::stoi(test_support::readFile(directory / "status"));
   record.out = test_support::readFile(directory / "out");
-  record.err = test_support::readFile(directory / "err");
+  record.err = test_support::plainError(test_support::readFile(directory / "err"));
   record.calls = linesOf(test_support::readFile(directory / "calls"));
   for (std::size_t number = 1; number <= record.calls.size(); ++number) {
     const fs::path input = directory / ("input." + std::to_string(number));
@@ -122,6 +123,11 @@ void requireSuccess(const test_support::ProcessResult& routerRun) {
       {testing::TestPartResult::kSkip, __FILE__, __LINE__, routerRun.err.c_str()});
 }
 
+std::string programUnderTest() {
+  const char* const program = std::getenv("PROGRAM_UNDER_TEST");
+  return program == nullptr ? FIREWALL_CPP_PATH : program;
+}
+
 std::vector<RunRecord> runAll(const Scenario& scenario) {
   const TempDir dir;
   prepare(dir, scenario);
@@ -134,7 +140,7 @@ std::vector<RunRecord> runAll(const Scenario& scenario) {
   test_support::ProcessOptions options;
   options.variables = {{"GOLDEN_DIR", dir.path()},
                        {"FILE_TOOLS", FILE_TOOLS_DIR},
-                       {"FIREWALL_CPP", FIREWALL_CPP_PATH},
+                       {"FIREWALL_CPP", programUnderTest()},
                        {"TEXTS", scenario.tools == Tools::Texts ? dir / "tables" : ""}};
   const test_support::ProcessResult result = test_support::runProcess(command, options);
   requireSuccess(result);

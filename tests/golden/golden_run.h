@@ -68,6 +68,10 @@ inline constexpr int kAborted = 128 + 6;
 // exception for what is reported already.
 void requireSuccess(const test_support::ProcessResult& routerRun);
 
+// The path of the program: the built one, or what the variable PROGRAM_UNDER_TEST names, such as
+// one for another architecture in its emulator.
+std::string programUnderTest();
+
 // One record for each of scenario.configs. Throws as requireSuccess does.
 std::vector<RunRecord> runAll(const Scenario& scenario);
 // For a scenario with one configuration.

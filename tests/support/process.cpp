@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <regex>
 #include <system_error>
 
 namespace test_support {
@@ -116,6 +117,7 @@ ProcessResult BackgroundProcess::wait() {
     if (errno != EINTR) fail("waitpid");
   }
   pid_ = -1;
+  result.err = plainError(result.err);
   if (WIFEXITED(status)) result.exitStatus = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
   return result;
@@ -128,6 +130,17 @@ ProcessResult runProcess(const std::vector<std::string>& arguments, const Proces
 std::string uncaught(std::string_view type, std::string_view what) {
   return "terminate called after throwing an instance of '" + std::string(type) +
          "'\n  what():  " + std::string(what) + "\n";
+}
+
+std::string plainError(const std::string& err) {
+  if (err.find("qemu: ") == std::string::npos && err.find("libc++abi: ") == std::string::npos) {
+    return err;
+  }
+  static const std::regex emulator("qemu: uncaught target signal[^\n]*\n");
+  static const std::regex otherRuntime(
+      "libc\\+\\+abi: terminating due to uncaught exception of type ([^\n]*?): ");
+  return std::regex_replace(std::regex_replace(err, emulator, ""), otherRuntime,
+                            "terminate called after throwing an instance of '$1'\n  what():  ");
 }
 
 }  // namespace test_support

@@ -27,8 +27,12 @@ struct ProcessOptions {
 ProcessResult runProcess(const std::vector<std::string>& arguments,
                          const ProcessOptions& options = {});
 
-// What the C++ runtime prints when an exception ends a program.
+// What GCC's C++ runtime prints when an exception ends a program.
 std::string uncaught(std::string_view type, std::string_view what);
+
+// An error text in these words when another runtime has printed it, and without what an emulator
+// says of a program that aborts. What runProcess returns is such a text.
+std::string plainError(const std::string& err);
 
 // A program that runs beside the test. The destructor kills it if it still runs.
 class BackgroundProcess {

@@ -74,6 +74,26 @@ config t kovsel
   EXPECT_EQ(config["kovsel"]["user_list"], (Values{"1"}));
 }
 
+// The bus carries messages of up to 1 MiB.
+TEST_F(UciConfigTest, HoldsNearlyAMessageOfValues) {
+  constexpr std::size_t count = 16'000;
+  constexpr std::size_t limit = std::size_t{1024} * 1024;
+  std::string text = "config t nfnlq\n list long '" + std::string(300'000, 'x') + "'\n";
+  for (std::size_t i = 0; i < count; ++i) {
+    text += " list many 'a value of some thirty bytes " + std::to_string(10'000 + i) + "'\n";
+  }
+  const std::string reply = uciReply(text);
+  ASSERT_GT(reply.size(), limit - 64 * 1024);
+  ASSERT_LT(reply.size(), limit);
+  setReply(reply);
+  const UciConfig config("p");
+  EXPECT_EQ(config["nfnlq"]["long"], (Values{std::string(300'000, 'x')}));
+  const Values& many = config["nfnlq"]["many"];
+  ASSERT_EQ(many.size(), count);
+  EXPECT_EQ(many.front(), "a value of some thirty bytes 10000");
+  EXPECT_EQ(many.back(), "a value of some thirty bytes 25999");
+}
+
 TEST_F(UciConfigTest, ReadsWhatIsMissingAsEmpty) {
   setText("config t nfnlq");
   const UciConfig config("p");

@@ -1,0 +1,1 @@
+# See ../rules.mk. Whoever reads the recipe has built and installed the sources.

