@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "firewall_cpp/nfnlq/nfnlq.h"
-#include "ipt_compiler/ipt_compiler.h"
+#include "ipt_compiler/chain_generation.h"
 #include "tests/support/configuration.h"
 #include "tests/support/literal_compiler.h"
 #include "tests/support/random_source.h"
@@ -73,7 +73,7 @@ std::string productText(const Tokens& tokens, const Place& place) {
         place.matches ? queueProgram(tokens, *place.matches) : buildProgram(tokens);
     std::ostringstream out;
     std::uint32_t counter = 0;
-    tavrix::IptCompiler::compileHook(counter, out, program, kChain, place.ownChain);
+    tavrix::compileHook(counter, out, program, kChain, place.ownChain);
     return out.str();
   } catch (const std::exception& error) {
     return error.what();

@@ -18,7 +18,7 @@ unsigned mergeMatches(MatchList& destination, MatchList& source);
 // afterwards.
 void simplify(Graph& graph, Program& program);
 
-// The chain declarations and rules of a simplified program, as IptCompiler::compileHook writes
+// The chain declarations and rules of a simplified program, as compileHook writes
 // them. Raises `counter` by the chains that were made.
 std::string generate(std::uint32_t& counter, const Graph& graph, const Program& program,
                      std::string_view chain, bool ownChain);
