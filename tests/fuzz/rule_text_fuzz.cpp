@@ -1,5 +1,6 @@
 // Any rule text: refused with the error of rule text, or kept in a form that reads back as itself.
 #include "ipt_compiler/rule_parser.h"
+#include "ipt_compiler/tokenizer.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {

@@ -5,6 +5,7 @@
 
 #include "ipt_compiler/chain_generation.h"
 #include "ipt_compiler/export/ipt_lang.h"
+#include "ipt_compiler/rule_model.h"
 #include "tests/fuzz/fuzz_input.h"
 
 namespace {

@@ -82,9 +82,8 @@ TEST_F(IptCompilerTest, KeepsTheSavedTextByteForByte) {
     using IptCompiler::IptCompiler;
     using IptCompiler::savedText;
   };
-  const XtablesLock lock;
-  for (const std::string table :
-       {"", "\n", "no newline", "*nat\nCOMMIT\n", "\r\n \t\x80\xff\n"}) {
+  for (const std::string table : {"", "\n", "no newline", "*nat\nCOMMIT\n", "\r\n \t\x80\xff\n"}) {
+    const XtablesLock lock;
     EXPECT_EQ(Snapshot(lock, toolThatSaves(table), "nat").savedText, table);
   }
   EXPECT_EQ(snapshotOf("no newline"), "no newline\n");
