@@ -14,7 +14,7 @@ foreach(language C CXX)
   set(CMAKE_${language}_ARCHIVE_APPEND "\"${ZIG}\" ar qs <TARGET> <OBJECTS>")
   set(CMAKE_${language}_ARCHIVE_FINISH "")
 endforeach()
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static)
+set(CMAKE_CROSSCOMPILING_EMULATOR /usr/bin/qemu-arm-static)
 
 # This machine's own libraries are of another architecture.
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

@@ -98,7 +98,8 @@ std::vector<End> endsOf(const std::vector<Conversation>& conversations) {
   std::vector<End> ends;
   std::istringstream statuses(test_support::readFile(dir / "statuses"));
   for (int status = 0; statuses >> status;) {
-    ends.push_back({status, test_support::readFile(dir / ("err." + std::to_string(ends.size())))});
+    const std::string err = test_support::readFile(dir / ("err." + std::to_string(ends.size())));
+    ends.push_back({status, test_support::plainError(err)});
   }
   return ends;
 }
