@@ -7,11 +7,46 @@
 #include <stdexcept>
 #include <vector>
 
+#include "tests/support/graph_text.h"
+
 namespace test_support::literal {
 namespace {
 
 constexpr int kIpv6 = 2;
 constexpr int kMatch = 10;
+
+// Moves what one rule can hold with the conditions of `destination` from `source` to it. Returns
+// how many items moved alone or were dropped; the block of "-m" options at the end is not counted.
+unsigned mergeMatches(MatchList& destination, MatchList& source) {
+  unsigned merged = 0;
+  std::size_t d = 0;
+  for (std::size_t s = 0; s < source.items.size();) {
+    const auto at = source.items.begin() + static_cast<std::ptrdiff_t>(s);
+    while (d < destination.items.size() && destination.items[d].kind < at->kind) ++d;
+    const bool isSameKind = d < destination.items.size() && destination.items[d].kind == at->kind;
+    if (isSameKind && at->kind > kIpv6) {
+      ++s;
+    } else if (isSameKind) {
+      source.items.erase(at);
+      --destination.elementCount;
+      ++merged;
+    } else {
+      destination.items.insert(destination.items.begin() + static_cast<std::ptrdiff_t>(d), *at);
+      ++d;
+      source.items.erase(at);
+      ++destination.elementCount;
+      --source.elementCount;
+      ++merged;
+    }
+  }
+  if (!source.items.empty() && source.items.front().kind == kMatch) {
+    for (const Match& match : source.items) destination.items.push_back(match);
+    destination.elementCount += source.elementCount;
+    source.items.clear();
+    source.elementCount = 0;
+  }
+  return merged;
+}
 
 // One node, until no pass changes anything.
 class NodeSimplification {
@@ -323,41 +358,61 @@ class Generation {
 
 }  // namespace
 
-unsigned mergeMatches(MatchList& destination, MatchList& source) {
-  unsigned merged = 0;
-  std::size_t d = 0;
-  for (std::size_t s = 0; s < source.items.size();) {
-    const auto at = source.items.begin() + static_cast<std::ptrdiff_t>(s);
-    while (d < destination.items.size() && destination.items[d].kind < at->kind) ++d;
-    const bool isSameKind = d < destination.items.size() && destination.items[d].kind == at->kind;
-    if (isSameKind && at->kind > kIpv6) {
-      ++s;
-    } else if (isSameKind) {
-      source.items.erase(at);
-      --destination.elementCount;
-      ++merged;
-    } else {
-      destination.items.insert(destination.items.begin() + static_cast<std::ptrdiff_t>(d), *at);
-      ++d;
-      source.items.erase(at);
-      ++destination.elementCount;
-      --source.elementCount;
-      ++merged;
+Node* Graph::makeProxy() {
+  Node& node = nodes_.emplace_back();
+  node.number = nodes_.size() - 1;
+  return &node;
+}
+
+void Graph::setSuccessor(Node& node, std::size_t index, Node* target) {
+  if (isRemembering_) before_.push_back({&node, node.successor});
+  if (node.successor[index] != nullptr) --node.successor[index]->predecessorCount;
+  node.successor[index] = target;
+  if (target != nullptr) ++target->predecessorCount;
+}
+
+void Graph::rememberEdges() {
+  isRemembering_ = true;
+  before_.clear();
+}
+
+bool Graph::areEdgesDifferent() const {
+  std::vector<const Node*> known;
+  return std::ranges::any_of(before_, [&](const Edges& edges) {
+    // Of several entries for a node the first one tells.
+    if (std::ranges::count(known, edges.node) > 0) return false;
+    known.push_back(edges.node);
+    return edges.node->successor != edges.successor;
+  });
+}
+
+Program copyOf(Graph& graph, const tavrix::IptProg& program) {
+  const NodeNumbers numbers(*program.first);
+  std::vector<Node*> nodes;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    Node* const node = nodes.emplace_back(graph.makeProxy());
+    for (const tavrix::IptTarget& target : numbers[i].targets) {
+      node->targets.push_back(target.text);
+    }
+    for (const tavrix::IptMatch& match : numbers[i].matches.items) {
+      node->matches.items.push_back({tavrix::matchKind(match), tavrix::matchText(match)});
+      ++node->matches.elementCount;
     }
   }
-  if (!source.items.empty() && source.items.front().kind == kMatch) {
-    for (const Match& match : source.items) destination.items.push_back(match);
-    destination.elementCount += source.elementCount;
-    source.items.clear();
-    source.elementCount = 0;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    for (const std::size_t index : {0U, 1U}) {
+      const tavrix::ProxyIrNode::Pointer& target = numbers[i].successor[index];
+      if (target) graph.setSuccessor(*nodes[i], index, nodes[numbers.of(*target)]);
+    }
   }
-  return merged;
+  return {nodes[numbers.of(*program.first)], nodes[numbers.of(*program.last)]};
 }
 
 void simplify(Graph& graph, Program& program) {
   Node* const exit = graph.makeProxy();
-  program = sequence(graph, program, {exit, exit});
   exit->isExit = true;
+  graph.setSuccessor(*program.last, 1, exit);
+  program.last = exit;
   for (bool isChanged = true; isChanged;) {
     TopologicalSort sort(graph, program.first);
     isChanged = sort.simplifyNodes();
