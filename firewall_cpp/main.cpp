@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "firewall_cpp/chain_programs.h"
 #include "firewall_cpp/xtables_lock.h"
@@ -38,7 +39,7 @@ constexpr HookPlan kFilterHooks[] = {
 struct Pass {
   std::string_view tool;
   std::string_view table;
-  std::span<const HookPlan> hooks;
+  std::span<const HookPlan> hooks;  // one or two
 };
 
 constexpr Pass kPasses[] = {
@@ -54,9 +55,11 @@ int main() {
   const tavrix::XtablesLock lock;
   for (const auto& [tool, table, hooks] : tavrix::kPasses) {
     tavrix::IptCompiler compiler(lock, tool, table);
-    for (const tavrix::HookPlan& plan : hooks.first(hooks.size() - 1)) {
-      compiler.addHook(plan.make());
+    tavrix::ChainHook hook = hooks.front().make();
+    if (hooks.size() == 2) {
+      compiler.commit(std::move(hook), hooks.back().make());
+    } else {
+      compiler.commit(std::move(hook));
     }
-    compiler.commit(hooks.back().make());
   }
 }

@@ -46,7 +46,7 @@ class IrGenRules {
     ProxyIrNode* node;
     ProxyIrNode* stop;
     std::string_view chain;  // where its rules go
-    bool ownChain;           // the chain ends with the region, so its end may be reached freely
+    bool ownChain;           // the chain ends with the region: control may run off its end
   };
 
   RulesData& record(const ProxyIrNode& node) { return *records_[node.rulesIndex]; }
@@ -135,8 +135,8 @@ void IrGenRules::emitStep(const PostDominators& joins) {
 
   std::string_view chain = item.chain;
   if (isBranch && !(lastVisit && item.ownChain)) {
-    // The rules at the join follow in item.chain. The branch gets a chain of its own, so that both
-    // of its paths come to the join by the end of that chain.
+    // The rules at the join follow in item.chain. The branch gets a chain of its own, and from the
+    // end of that one both paths return to them.
     chain = makeChainName();
     declareChain(chain);
     out_ << "-A " << item.chain << " -j " << chain << ' ' << kRuleMark << '\n';
@@ -162,8 +162,8 @@ void IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join, std::
   }
   RulesData& region = record(next);
   if (region.chainName.empty()) openChain(region, join);
-  // A jump comes back to the rules at the join. After a goto, the end of the chain around
-  // the branch leads there.
+  // A jump returns to this chain, where the rules at the join follow. A goto does not: the rules of
+  // the no-match path follow.
   out_ << "-A " << chain << ' ' << matches << (isBranch ? " -g " : " -j ") << region.chainName
        << ' ' << kRuleMark << '\n';
 }

@@ -16,7 +16,7 @@ namespace tavrix {
 //   program    compiled in place: it gets an exit node and is simplified. Only its last node may
 //              lack a next one, which the builders see to
 //   chainName  the chain from which the program hangs
-//   ownChain   the chain holds nothing after the program, so its end may be reached freely
+//   ownChain   the chain holds nothing after the program: control may run off its end
 // Throws std::logic_error if the program's last node was continued already, and
 // std::invalid_argument if one of its nodes is part of another analysis.
 void compileHook(std::uint32_t& counter, std::ostream& out, IptProg& program,

@@ -36,13 +36,13 @@ class IptCompiler {
   // is no error. Throws what compileHook throws.
   void writeRestoreText(std::string_view path);
 
-  // The class that compiles one hook, by its full name; chain_generation.cpp has it.
+  // The class that compiles one hook, defined in chain_generation.cpp.
   using IrGenRules = tavrix::IrGenRules;
 
  protected:
   HookMap hooks;
   std::string toolName;
-  std::string savedText;  // as printed, but for what follows a NUL byte in a line
+  std::string savedText;  // as printed; what follows a NUL byte in a line is lost
 };
 
 }  // namespace tavrix

@@ -15,13 +15,13 @@ ProxyIrNode::~ProxyIrNode() {
     for (Pointer& slot : node.successor) {
       if (!slot) continue;
       --slot->predecessorCount;
-      // Only a node that would die with this slot needs the list.
+      // A node that nothing else holds would die here. The list delays that.
       if (slot.use_count() == 1) released.push_back(std::move(slot));
       slot.reset();
     }
   };
-  // The slots of a node are emptied before its last pointer goes, so its own destructor has nothing
-  // left to release.
+  // Each node's slots are emptied before the node dies, so its own destructor finds nothing to
+  // release: destructors do not nest.
   release(*this);
   while (!released.empty()) {
     const Pointer node = std::move(released.back());

@@ -77,8 +77,8 @@ PostDominators::PostDominators(IdomVertex& root) {
     w->dfsParent_->bucket_.clear();
   }
 
-  // If what was found above is not the semidominator, it is a vertex with the same dominator, which
-  // is taken from it. In depth-first order that vertex has its own already.
+  // If the vertex found above is not the semidominator, it is not the dominator either, but has the
+  // same one. In depth-first order that one is known by now.
   immediate_.reserve(order.vertices.size());
   for (auto w = std::next(order.vertices.rbegin()); w != order.vertices.rend(); ++w) {
     IdomVertex& vertex = **w;

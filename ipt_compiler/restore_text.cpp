@@ -69,8 +69,8 @@ class RestoreTextWriter {
     }
   }
 
-  // Generates the hooks from `next` on that have exactly this position. None is skipped: a hook
-  // whose position the chain does not reach holds back those after it, even the ones at kHookAtEnd.
+  // Generates the hooks from `next` on that have exactly this position. None is skipped, which is
+  // intended: a hook whose position the chain does not reach holds back even those at kHookAtEnd.
   void emitHooksAt(HookList::iterator& next, HookList::iterator end, std::uint32_t position) {
     for (; next != end && next->position == position; ++next) {
       std::ostringstream block;

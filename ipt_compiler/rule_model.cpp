@@ -83,8 +83,8 @@ unsigned mergeMatches(IptMatchList& destination, IptMatchList& source) {
     }
   }
 
-  // Modules keep their order, so those held back follow as one block, unless an option that stands
-  // before them had to stay in the source.
+  // What is left are modules that the destination has some of, too, and options that cannot move.
+  // The modules follow as one block, in their order, unless such an option stands before them.
   if (!source.items.empty() && matchKind(source.items.front()) == _IptMatches::Match::kKind) {
     destination.items.splice(destination.items.end(), source.items);
     destination.elementCount += std::exchange(source.elementCount, 0);

@@ -80,7 +80,7 @@ namespace _IptMatches {
 
 // Whether b adds nothing to a rule that has a. True only for two Ipv4 and for two Ipv6, whatever
 // their text: the family selectors take no argument, and any other option may stand twice in a rule
-// with a meaning of its own. In this namespace, that of the ten kinds, C++ finds it everywhere.
+// with a meaning of its own. Declared in the namespace of the ten kinds, where C++ looks for it.
 bool operator==(const IptMatch& a, const IptMatch& b);
 
 }  // namespace _IptMatches
@@ -92,8 +92,8 @@ struct IptMatchList {
   IptMatchList(std::list<IptMatch> sortedItems, const char* sourceFile, std::int32_t sourceLine);
 
   std::list<IptMatch> items;
-  // What the always-true test reads. The number of items, unless mergeMatches has dropped a
-  // duplicate: see there.
+  // The condition always holds if this is 0. It is the number of items, unless mergeMatches has
+  // dropped a duplicate: see there.
   std::size_t elementCount = 0;
   const char* file = nullptr;  // static string
   std::int32_t line = 0;

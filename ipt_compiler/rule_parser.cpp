@@ -59,17 +59,13 @@ constexpr auto kOptions = [] {
   return options;
 }();
 
-// The option code of a whole word; nothing for a word that is no option.
-std::optional<int> optionCode(std::string_view word) {
+// The code of a token that is an option word as a whole; nothing for any other, or for no token.
+std::optional<int> optionCode(std::string_view text, Token token) {
+  if (!token.exists()) return std::nullopt;
+  const std::string_view word = token.in(text);
   const auto* const found = std::ranges::lower_bound(kOptions, word, {}, &IptOption::word);
   if (found == kOptions.end() || found->word != word) return std::nullopt;
   return found->code;
-}
-
-// As optionCode of the token's word; nothing for a token that does not exist.
-std::optional<int> optionCode(std::string_view text, Token token) {
-  if (!token.exists()) return std::nullopt;
-  return optionCode(token.in(text));
 }
 
 enum class Reading { kTarget, kMatches };

@@ -129,18 +129,18 @@ bool isMergeCandidate(const Pointer& next) {
 
 // Pass 2, on either edge. An edge to a junction goes to where the junction leads. A chain of
 // junctions is taken in one go: a node after a junction has the junction as a predecessor, too, so
-// no other pass could act on it on the way. Only the merge of two conditions looks at where exactly
-// the no-match edge points; where one is possible, the chain is taken in single steps.
+// no other pass could act on it on the way. But pass 4 compares no-match edges, and two of them may
+// be equal only half-way down a chain. Where it may merge, this edge takes one step at a time.
 bool bypassSuccessor(ProxyIrNode& node, std::size_t index, JunctionChains& junctions) {
   const Pointer& successor = node.successor[index];
   if (!successor || !isJunction(*successor)) return false;
-  const bool isWatched =
+  const bool isCompared =
       index == kNoMatch && !node.isUnconditional() && isMergeCandidate(node.successor[kNext]);
-  node.setSuccessor(index, isWatched ? successor->successor[kNext] : junctions.endOf(*successor));
+  node.setSuccessor(index, isCompared ? successor->successor[kNext] : junctions.endOf(*successor));
   return true;
 }
 
-// Pass 3. The targets of a rule that nothing else reaches happen one node earlier.
+// Pass 3. The next node's targets move into this one, if this one alone, and always, leads there.
 bool absorbTargets(ProxyIrNode& node) {
   const Pointer& next = node.successor[kNext];
   if (!node.isUnconditional() || !isOnlyContinuation(next) || next->targets.empty()) return false;
@@ -148,8 +148,9 @@ bool absorbTargets(ProxyIrNode& node) {
   return true;
 }
 
-// Pass 4. The condition that is tested next, and only from here, joins this one if both fail to the
-// same place. Only matches that moved one by one, or were dropped, are reported.
+// Pass 4. The condition that is tested next, and only from here, joins this one if both lead to the
+// same node when they do not hold. An unconditional node takes over the no-match edge of the next
+// one. Reported if mergeMatches counts a match, which it does not for a block of "-m" options.
 bool mergeCondition(ProxyIrNode& node) {
   const Pointer next = node.successor[kNext];
   if (!isMergeCandidate(next)) return false;
@@ -171,8 +172,8 @@ bool runPasses(ProxyIrNode& node, JunctionChains& junctions) {
   return reported;
 }
 
-// What the passes can change in a node. No other node changes without a trace here: what leaves the
-// next node arrives in this one, or lowers this one's element count.
+// What the passes can change in a node. They change the next node as well, but that shows here too:
+// what leaves it arrives in this node, or lowers this one's element count.
 struct NodeState {
   explicit NodeState(const ProxyIrNode& node)
       : noMatch(node.successor[kNoMatch].get()),

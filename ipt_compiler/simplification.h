@@ -12,9 +12,9 @@ namespace tavrix {
 // last is removed. Throws std::invalid_argument if a node is part of another analysis.
 void simplify(const ProxyIrNode::Pointer& first, const ProxyIrNode::Pointer& last);
 
-// Where chains of junctions end, remembered for one walk over the graph, so that not every edge
-// into a long chain walks it again. What is remembered stays right, since the nodes are visited in
-// topological order: all edges into a chain are looked at before its nodes change.
+// Where chains of junctions end, remembered for one walk over the graph, so that a long chain is
+// not followed anew from every edge into it. What is remembered stays right: in topological order
+// all edges into a chain are looked at before one of its nodes changes.
 class JunctionChains {
  public:
   // The first node after `junction` that is no junction.
@@ -28,15 +28,15 @@ class JunctionChains {
 // The passes over one node, repeated as long as they change something; returns whether they did. A
 // part of simplify that tests look at by itself.
 //
-// A repetition is a change if a pass reports one and the node is left in another state. Both are
-// needed. A merge that only moves a block of "-m" options does not report a change, although the
-// node has changed. And two passes can undo each other, each with a report:
+// A repetition counts as a change if a pass reports one and the node is not as it was before. Both
+// are needed. A merge that only moves a block of "-m" options is not reported, on purpose. And a
+// change that is reported can be undone by the pass after it:
 //
-//     n: if A, else j      j: a junction to e      n's next node c: if B, else j
+//     n: if A, then c, else j      c: if B, then d, else j      j: a junction to e
 //
-// The bypass leads n's no-match edge past j to e. When A has become unconditional by its element
-// count, the merge with c takes over c's no-match edge, and n leads to j again. That would go on
-// for ever if nothing else came of it.
+// Suppose that an earlier merge left n with an element count of 0. The bypass leads n's no-match
+// edge past j to e, and reports it. The merge takes n for unconditional and gives it the no-match
+// edge of c, which leads to j. Without the second test this would go on for ever.
 bool simplifyNode(ProxyIrNode& node, JunctionChains& junctions);
 
 }  // namespace tavrix

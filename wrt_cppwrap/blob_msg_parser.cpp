@@ -27,8 +27,8 @@ BlobMsgParser::BlobMsgParser(blob_attr* attr, int expectedType) {
     return;
   }
   if (expectedType != kBlobAny && typeOf(attr) != expectedType) failType();
-  // Children are checked below. This is for the outermost attribute, which is nobody's child: only
-  // if its header lies inside it, the rest is its payload.
+  // An attribute inside another one was checked there, as a child. The outermost one was not, so
+  // here its own header is checked before its payload is read.
   if (blob_raw_len(attr) < sizeof(blob_attr) ||
       (blob_is_extended(attr) && !blobmsg_check_attr(attr, false))) {
     failFormat();
@@ -54,7 +54,7 @@ blob_attr* BlobMsgParser::find(const char* name, int type) const {
   throw std::invalid_argument(std::string("BlobMsgParser: Cannot find the element named ") + name);
 }
 
-// The library's function takes it for granted that there is a name header.
+// blobmsg_name itself may only be called for an attribute that has a name header.
 const char* BlobMsgParser::nameOf(const blob_attr* attr) {
   return blob_is_extended(attr) ? blobmsg_name(attr) : "";
 }

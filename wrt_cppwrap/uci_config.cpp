@@ -40,8 +40,8 @@ void UciConfig::UciReplyHandler(ubus_request* request, int /*type*/, blob_attr* 
 }
 
 void UciConfig::readReply(blob_attr* message) {
-  // The service replies once. If a second reply came, the first one would still count, since its
-  // table stands first in the storage. It is read again, since the addition may have moved it.
+  // The service replies once. Should it reply twice, the storage holds both tables, and the first
+  // one counts. It is read anew, since adding the second may have moved it in memory.
   clear();
   storage.addBlob(BlobMsgParser(message).find("values"));
   const BlobMsgParser sections(

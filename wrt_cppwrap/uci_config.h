@@ -15,11 +15,10 @@ struct ubus_request;
 
 namespace tavrix {
 
-// The types and the empty defaults of UciConfig. They are in a base class because UciConfig derives
-// from one of them.
+// The types and the empty defaults of UciConfig, which derives from one of these types as well.
 class UciConfigTypes {
  public:
-  // A map whose lookup gives the object Default, which must outlive it, for a missing key.
+  // A map whose lookup returns the object Default for a missing key.
   template <const auto& Default, class Key, class Value, class Compare>
   class MapConstAccess : public std::map<Key, Value, Compare> {
    public:

@@ -12,8 +12,8 @@
 namespace tavrix {
 namespace {
 
-// Where errors say that a text stands. It stands in the configuration, so they name what it was
-// read as: a negated match text, a match text or a target text.
+// The file and line that errors name. A text from the configuration has neither, so the line tells
+// what it was read as: a negated match text, a match text or a target text.
 constexpr const char* kFile = "./ipt_compiler/export/ipt_lang";
 constexpr int kNegatedMatchesLine = 297;
 constexpr int kMatchesLine = 299;
@@ -154,6 +154,7 @@ IptCond parseSerializedMatches(IptTokenPosition& position, IptTokenPosition end)
     } else if (token == "OR") {
       nested.back().startConjunction();
     } else if (token.starts_with("NOT")) {
+      // Whatever follows the three letters is the match text, on purpose.
       nested.back().addOperand(!makeMatches(token.substr(3), kFile, kNegatedMatchesLine));
     } else if (token == "(") {
       const auto close = *nextClosing++;
@@ -175,7 +176,7 @@ IptProg parseSerializedTargets(IptTokenPosition& position, IptTokenPosition end,
     } else {
       open.push_back(readBlockHead(position, end, elseifMode));
     }
-    // Closes every block that ends here.
+    // A complete statement goes into the innermost block, which may be complete with it in turn.
     for (;;) {
       if (complete) {
         if (open.empty()) return statement;
