@@ -43,7 +43,7 @@ std::string answerLookup(const Message& question, const MessageBody& body) {
   return writer.finish().value() + makeStatus(question, BusStatus::Ok);
 }
 
-// The value of the one argument; nullopt when there is another one, or none.
+// The value of the one argument; nullopt if there is another one, or none.
 std::optional<std::string> findConfig(const blob_attr* arguments) {
   if (arguments == nullptr || blob_len(arguments) < sizeof(blob_attr)) return std::nullopt;
   const auto* config = static_cast<const blob_attr*>(blob_data(arguments));
@@ -58,11 +58,11 @@ bool isPlainFileName(std::string_view name) {
   return !name.empty() && name.front() != '.' && name.find('/') == std::string_view::npos;
 }
 
-// Nullopt when there is no such file.
+// Nullopt if there is no such file.
 std::optional<std::string> readConfig(const fs::path& path) {
   const fs::file_type type = fs::status(path).type();
   if (type == fs::file_type::not_found) return std::nullopt;
-  // A named pipe would never end.
+  // The reading of a named pipe would never end.
   if (type != fs::file_type::regular) throw std::runtime_error(path.string() + ": not a file");
   std::ifstream file(path, std::ios::binary);
   if (!file) throw std::runtime_error(path.string() + ": cannot be opened");

@@ -22,7 +22,7 @@ std::string makeHello(std::uint32_t clientId);
 //   MethodNotFound   another method than "get"
 //   UnknownError     a file that cannot be read, is not in UCI syntax or is too long for a message;
 //                    standard error has the file, for syntax its line, and the reason
-// The file is read anew each time.
+// The file is read anew for each message.
 std::string answerMessage(Message& question, const std::filesystem::path& configDirectory);
 
 }  // namespace testbed

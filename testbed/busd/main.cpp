@@ -6,9 +6,9 @@
 // It stays in the foreground until SIGTERM or SIGINT, then removes its socket and exits with 0.
 // Exit status 1: it cannot run, with the reason on standard error; 2: wrong arguments.
 //
-// A fixed number of threads serve one client after the other, with calls that block: a client that
-// is slow or silent holds up its own thread, and what is kept for it is one message and its answer.
-// As many clients as there are threads are served at a time; the next one waits until one goes.
+// Each of a fixed number of threads serves one client at a time, with calls that block: a client
+// that is slow or silent holds up its own thread only, and no more than one of its messages and the
+// answer are kept. If every thread has a client, the next client waits until one goes.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -68,7 +68,7 @@ bool parseOptions(int count, char** arguments, Options& options) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-// Replaces the socket of a daemon that is gone, and nothing else.
+// Takes the place of a socket that a dead daemon left, but of no other file.
 int listenOn(const std::string& path) {
   const sockaddr_un address = testbed::busAddress(path);
   if (testbed::connectBus(path) >= 0) {
@@ -117,7 +117,7 @@ void run(const Options& options) {
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
   sigprocmask(SIG_BLOCK, &signals, nullptr);
-  // A reader of the messages that goes away must not take the daemon with it.
+  // A client that goes away before it has read its answer must not end the daemon.
   std::signal(SIGPIPE, SIG_IGN);
 
   const int listener = listenOn(options.socket);
@@ -144,6 +144,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "ubusd: %s\n", error.what());
     return 1;
   }
-  // The threads still run: what they use is not destroyed under them.
+  // The threads still run. A return would destroy what they use.
   _exit(0);
 }

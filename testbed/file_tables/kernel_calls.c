@@ -1,6 +1,7 @@
 /* Preloaded into the legacy save and restore tools: stands in for the kernel's tables. The tools
- * reach those only through a raw socket, and none is ever made here. Each call below decides as the
- * kernel's own does, on tables in files; what it does not know ends the program. */
+ * reach those only through a raw socket, and this library never makes one. Each call below does to
+ * tables in files what the kernel does to its own. Leaves out what these tools do not ask for: such
+ * a call ends the program. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <spawn.h>
@@ -18,8 +19,8 @@
 #define INTERCEPTED __attribute__((visibility("default")))
 
 _Noreturn static void refuse(const char* call, int first, int second) {
-  fprintf(stderr, "%s: no kernel stands behind %s(..., %d, %d)\n", program_invocation_short_name,
-          call, first, second);
+  fprintf(stderr, "%s: the testbed has no such call: %s(..., %d, %d)\n",
+          program_invocation_short_name, call, first, second);
   abort();
 }
 
@@ -77,7 +78,8 @@ static int read_request(struct table* table, const struct ipt_replace* request, 
   return error != 0 ? error : find_objection(table);
 }
 
-/* The entries are kept as they are, counters too: libiptc has put in what it adds later. */
+/* The entries are kept as they are, counters too: libiptc has already put into them what it adds to
+ * the kernel's with a later call. */
 static int set_replace(const struct family* family, const struct ipt_replace* request,
                        socklen_t length) {
   struct table table = {.family = family};
@@ -108,7 +110,7 @@ static int get_ip_set(void* value, socklen_t length) {
   return 0;
 }
 
-/* Null for the levels of other sockets, such as those that look up the name of a host. */
+/* Null for a level of other sockets, such as one that looks up the name of a host. */
 static const struct family* family_of(int level) {
   if (level == IPPROTO_IP) return &ipv4_family;
   return level == IPPROTO_IPV6 ? &ipv6_family : NULL;
@@ -150,7 +152,7 @@ INTERCEPTED int setsockopt(int fd, int level, int optname, const void* optval, s
   refuse("setsockopt", level, optname);
 }
 
-/* The save tool reads here which tables there are when it is not told one. */
+/* A save tool that is given no table reads here which there are. */
 INTERCEPTED FILE* fopen64(const char* filename, const char* modes) {
   if (strcmp(filename, "/proc/net/ip_tables_names") == 0 ||
       strcmp(filename, "/proc/net/ip6_tables_names") == 0) {
@@ -159,7 +161,7 @@ INTERCEPTED FILE* fopen64(const char* filename, const char* modes) {
   return fopen(filename, modes);
 }
 
-/* A tool that misses a table starts modprobe, which would change the machine and not help. */
+/* A tool that finds no table starts modprobe, which would change the machine and not help. */
 INTERCEPTED int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                             const posix_spawnattr_t* attrp, char* const argv[],
                             char* const envp[]) {

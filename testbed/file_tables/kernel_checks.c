@@ -1,5 +1,5 @@
 /* The loop check walks from every hook and notes which rules it reaches; then every match and
- * target is held against its row in the table of limits. */
+ * target is compared with its row in the list of limits. */
 #include "testbed/file_tables/kernel_checks.h"
 
 #include <errno.h>
@@ -35,7 +35,7 @@ static int check_multiport(const struct use* use) {
   }
 }
 
-/* The kernel counts what a full burst is worth in 32 bits, which hold about a day and a half. */
+/* The kernel holds the time that a full burst stands for in 32 bits: about a day and a half. */
 static int check_limit(const struct use* use) {
   const uint64_t longest = (uint64_t)134217 * XT_LIMIT_SCALE;
   const struct xt_rateinfo* limit = use->data;
@@ -59,7 +59,7 @@ static int check_queue(const struct use* use) {
   return queue->queuenum + queue->queues_total - 1 > UINT16_MAX ? ERANGE : 0;
 }
 
-/* Only a packet that begins a connection has the option: the rule must match no others. */
+/* Only a packet that begins a connection has the segment size: the rule must match no others. */
 static bool matches_only_syn(const struct use* use) {
   const struct xt_entry_match* match = NULL;
   while ((match = next_match(use->table, use->rule, match)) != NULL) {
@@ -204,7 +204,7 @@ static void leave_chain(struct table* table, uint32_t first, uint32_t end) {
 }
 
 /* Walks every way from one hook, and no rule twice. Like the kernel, it takes a goto for a jump
- * that comes back. False when a way runs in a loop or over the table's end. `jumps` has room for
+ * that comes back. False if a way runs in a loop or over the table's end. `jumps` has room for
  * every rule: those of the jumps that the walk has not come back from. */
 static bool walk_from_hook(struct table* table, unsigned hook, uint32_t start, uint32_t* jumps) {
   const uint8_t bit = (uint8_t)(1U << hook);

@@ -1,6 +1,5 @@
-/* What only the kernel checks when it is given a table: the tools have refused wrong options
- * before.
- */
+/* Stands in for the kernel's own checks of a table. Leaves out what the tools themselves refuse,
+ * and every match and target that is not in the list of limits: those it takes for unknown. */
 #pragma once
 
 #include "testbed/file_tables/table.h"

@@ -1,10 +1,9 @@
-/* Stands under the names of the save and restore tools: starts the system's own legacy tool of that
+/* Found under the names of the save and restore tools: starts the system's own legacy tool of that
  * name on the testbed's tables in files.
  *
  * Without the stand-in for the kernel the tool would change this machine's tables, and a library
  * that cannot be preloaded is no error to the dynamic loader. So this program looks for the library
- * first, and has the kernel refuse raw sockets to the tool, whoever runs it and whatever happens.
- */
+ * first, and has the kernel refuse raw sockets to the tool in any case. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <linux/filter.h>
@@ -19,7 +18,7 @@
 #include <unistd.h>
 
 #define LIBRARY "libkernel_tables.so"
-/* Goes by the name that it is started under. */
+/* Decides by the name under which it is started which tool it is. */
 #define LEGACY_TOOLS "/usr/sbin/xtables-legacy-multi"
 
 _Noreturn static void fail(const char* what, const char* why) {
@@ -27,7 +26,7 @@ _Noreturn static void fail(const char* what, const char* why) {
   exit(1);
 }
 
-/* The library is beside this program. It goes before the libraries that the caller preloads. */
+/* The library is beside this program, and is loaded before those that the caller preloads. */
 static void preload_library(void) {
   char directory[4096];
   const ssize_t length = readlink("/proc/self/exe", directory, sizeof directory - 1);

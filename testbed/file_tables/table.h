@@ -47,7 +47,7 @@ struct table {
 extern const char table_names[];
 
 /* Makes a table that was never replaced: every hook accepts. Returns 0 or the kernel's error
- * number: ENOENT when there is no table of that name. */
+ * number: ENOENT if there is no table of that name. */
 int make_initial_table(struct table* table, const struct family* family, const char* name);
 /* Fills table->rules from the other members. EINVAL unless every size and offset is sound: then
  * nothing that is done with the table reads outside the entries. */

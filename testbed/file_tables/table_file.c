@@ -27,7 +27,7 @@ static char* path_of(const char* kind, const char* name, const char* end) {
   return path;
 }
 
-/* A file is the table's description and its entries. False when that is not what it holds. */
+/* A file is the table's description and its entries. False if that is not what it holds. */
 static bool read_table(struct table* table, FILE* file, const char* name) {
   struct stat status;
   if (fstat(fileno(file), &status) != 0 || fread(&table->info, sizeof table->info, 1, file) != 1 ||

@@ -32,11 +32,11 @@ struct ubus_context {
 
 /*
  * Connects and waits for the daemon's hello; a null path means "/var/run/ubus/ubus.sock". Returns a
- * connection for ubus_free, null when there is no daemon or it does not speak the protocol.
+ * connection for ubus_free, null if there is no daemon or it does not speak the protocol.
  */
 struct ubus_context* ubus_connect(const char* path);
 void ubus_free(struct ubus_context* ctx);
-/* Stores the id of the object with this path. Returns a status; `id` is set only when it is 0. */
+/* Stores the id of the object with this path. Returns a status; `id` is set only if it is 0. */
 int ubus_lookup_id(struct ubus_context* ctx, const char* path, uint32_t* id);
 /*
  * Calls a method with the arguments in `msg` and waits for its status; `cb` runs once per reply

@@ -53,7 +53,7 @@ bool growBuffer(blob_buf* buf, int minlen) {
   return true;
 }
 
-// Zeroed bytes after the last attribute, enough for `rawLength` and its padding. Null when the
+// Zeroed bytes after the last attribute, enough for `rawLength` and its padding. Null if the
 // message would be too long or there is no memory. Nothing is counted into the container yet.
 blob_attr* reserve(blob_buf* buf, std::size_t rawLength) {
   if (rawLength > maximumRawLength) return nullptr;
@@ -81,7 +81,7 @@ std::size_t headerLength(std::size_t nameLength) {
   return (2 + nameLength + 1 + 3) & ~std::size_t{3};
 }
 
-// Reserves an attribute with its word and name header in place and room for the data. Null when it
+// Reserves an attribute with its word and name header in place and room for the data. Null if it
 // cannot be added.
 blob_attr* reserveNamed(blob_buf* buf, int type, const char* name, std::size_t dataLength) {
   const std::string_view text = name == nullptr ? "" : name;

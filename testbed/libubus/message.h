@@ -20,7 +20,7 @@ enum class MessageType : std::uint8_t { Hello = 0, Status = 1, Data = 2, Lookup 
 
 enum class BodyId : std::uint8_t { Status = 1, ObjectPath = 2, ObjectId = 3, Method = 4, Data = 7 };
 
-// Those that the testbed itself gives; ubus_strerror has the texts of all.
+// The statuses that the testbed itself returns; ubus_strerror has the texts of all.
 enum class BusStatus : std::uint8_t {
   Ok = 0,
   InvalidCommand = 1,
@@ -56,15 +56,15 @@ struct MessageBody {
   blob_attr* data = nullptr;
 };
 
-// Fills all the bytes from a stream; false when it ends before.
+// Fills all the bytes from a stream; false if it ends before.
 using ReadBytes = std::function<bool(std::span<char>)>;
 
-// The next message. Nullopt when the stream ends, or when no message begins here: the version is
+// The next message. Nullopt if the stream ends, or if no message begins here: the version is
 // not 0, or the length is below 4 or above the limit of 1 MiB.
 std::optional<Message> readMessage(const ReadBytes& read);
 
-// Takes the attribute of a message apart. False when the outer attribute is not a plain one with id
-// 0, when a child does not lie wholly inside it or leaves odd bytes after it, or when one of the
+// Takes the attribute of a message apart. False if the outer attribute is not a plain one with id
+// 0, if a child does not lie wholly inside it or leaves odd bytes after it, or if one of the
 // known ids occurs twice, is extended, or has the wrong length or no NUL at its end. Unknown ids
 // are skipped.
 bool parseBody(std::span<char> attribute, MessageBody& body);
@@ -75,9 +75,9 @@ using DataHandler = std::function<bool(const MessageBody&)>;
 
 // Reads what answers the request with this sequence and peer, up to its end and status:
 //   the daemon's own number from a status message;
-//   NoResponse for a status message without a status when no data came before it, else Ok;
+//   NoResponse for a status message without a status if no data came before it, else Ok;
 //   ParseError for a malformed message or one that the handler refused;
-//   ConnectionFailed when there is no further message.
+//   ConnectionFailed if there is no further message.
 // Messages of another sequence or peer, and of other types, are passed over.
 int readAnswer(const ReadBytes& read, const MessageHeader& request, const DataHandler& handler);
 
@@ -90,7 +90,7 @@ class MessageWriter {
   void addString(BodyId id, std::string_view text);
   // Adds bytes as they are, for example the children of another attribute.
   void addBytes(BodyId id, std::span<const char> bytes);
-  // Hands the message over, header first; nullopt when it is over the limit.
+  // Hands the message over, header first; nullopt if it is over the limit.
   std::optional<std::string> finish();
 
  private:

@@ -1,7 +1,8 @@
-/* Plugins of the save and restore tools for the platform's five matches, on a machine without the
- * kernel modules. The kernel holds such a match as a comment, which always holds, with the match as
- * written for its text. The save tool finds the plugin by the kernel's name, so this object is the
- * plugin of the comment match as well: it prints each of both kinds as what it was. */
+/* Stands in for the platform's plugins of the save and restore tools, for its five matches, and
+ * leaves out the kernel modules: in the kernel such a match is a comment, which matches every
+ * packet, and the comment's text is the match as written. The save tool finds the plugin by the
+ * name in the kernel, so this object is the plugin of the comment match, too. It prints a platform
+ * match as that match, and a real comment as a comment. */
 #include <stdbool.h>
 #include <stdio.h>
 #include <string.h>
@@ -66,7 +67,7 @@ static void check_class_options(struct xt_fcheck_call* call) {
   }
 }
 
-/* The tools know no option that excludes the negation of another. */
+/* The option tables of the tools cannot say that one option excludes the negation of another. */
 static void check_label_options(struct xt_fcheck_call* call) {
   const bool* negated = call->udata;
   if (*negated && (call->xflags & 1 << LABEL_SET) != 0) {
@@ -102,7 +103,7 @@ static void append_value(struct match_data* data, const char* value) {
   if (quoted) append(data, '"');
 }
 
-/* Notes an option of a platform match, in the order in which the rule has them. */
+/* Appends an option of a platform match to its text; called in the order of the rule. */
 static void parse_platform_option(struct xt_option_call* call) {
   struct match_data* data = call->data;
   xtables_option_parse(call);

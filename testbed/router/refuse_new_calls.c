@@ -1,6 +1,6 @@
-/* `refuse_new_calls COMMAND...`: runs a command on a kernel that seems older. proot translates the
- * paths of the system calls that it knows, which are those of 2014; a newer call would reach the
- * machine's own files. Programs and the C library do without it. */
+/* `refuse_new_calls COMMAND...`: runs a command as on an older kernel. proot translates the paths
+ * of the system calls that it knows, which are those of 2014; a newer call would reach the
+ * machine's own files. If that one is refused, programs and the C library use an older one. */
 #include <errno.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>

@@ -30,8 +30,8 @@ Tables compileTables(Hook hook);
 //     count C, add SET, mark V                      counter, blacklist, packet mark
 //     redirect P, reset, reject                     the end of the walk
 //
-// Matches are decided as the kernel decides them. A label that is set is there for the rules behind
-// it. Throws std::runtime_error for a match or target that is not known here.
+// Matches are decided as the kernel decides them. A label that a rule sets is there for the rules
+// after it. Throws std::runtime_error for a match or target that is not known here.
 std::string walk(const Tables& tables, Hook hook, Family family, Packet packet);
 
 }  // namespace policy

@@ -52,7 +52,7 @@ struct Company {
 
 constexpr Company kCompanies[] = {
     {"alone", "", ""},
-    {"behind others", "\tlist user_list 1\n\tlist user_list 2\n", ""},
+    {"after others", "\tlist user_list 1\n\tlist user_list 2\n", ""},
     {"before others", "", "\tlist user_list 8\n\tlist user_list 9\n"},
     {"among others", "\tlist user_list 8\n\tlist user_list 2\n",
      "\tlist user_list 1\n\tlist user_list 9\n"},

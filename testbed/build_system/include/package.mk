@@ -1,4 +1,4 @@
-# See ../rules.mk.
+# See ../rules.mk. Stands in for the file that makes packages.
 $(foreach name,PKG_NAME PKG_VERSION PKG_RELEASE,$(if $($(name)),,$(error no $(name))))
 
 known_fields := SECTION CATEGORY SUBMENU TITLE DEPENDS

@@ -14,7 +14,7 @@
 extern "C" {
 #endif
 
-/* Bytes of the name header; 0 when there is none or when it does not fit into the payload. */
+/* Bytes of the name header; 0 if there is none or if it does not fit into the payload. */
 static inline size_t testbed_blobmsg_header_len(const struct blob_attr* attr) {
   const size_t payload = blob_len(attr);
   size_t header;
@@ -39,13 +39,13 @@ static inline size_t blobmsg_data_len(const struct blob_attr* attr) {
 
 /*
  * Adds one attribute to the open container; a null name counts as an empty one. Returns 0, or -1
- * when there is no memory or the message would pass the 24 bits of a length (16 for the name).
+ * if there is no memory or the message would pass the 24 bits of a length (16 for the name).
  * `data` must not point into the buffer.
  */
 int blobmsg_add_field(struct blob_buf* buf, int type, const char* name, const void* data,
                       unsigned int len);
 /*
- * Opens an array or a table in the open container. Returns the cookie for blob_nest_end, null when
+ * Opens an array or a table in the open container. Returns the cookie for blob_nest_end, null if
  * it cannot be added.
  */
 void* blobmsg_open_nested(struct blob_buf* buf, const char* name, bool array);

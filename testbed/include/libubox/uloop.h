@@ -31,7 +31,7 @@ struct uloop_fd {
 extern bool uloop_handle_sigchld;
 extern bool uloop_support_paramtimer;
 
-/* All but uloop_done return 0, or a negative number when they fail. */
+/* All but uloop_done return 0, or a negative number if they fail. */
 int uloop_init(void);
 void uloop_done(void);
 int uloop_fd_add(struct uloop_fd* record, unsigned int flags);

@@ -150,9 +150,9 @@ TEST_F(TablesInFiles, AreReachedByTheCallsOfTheToolsOnly) {
   socklen_t length = sizeof(ipt_get_entries);
   EXPECT_EQ(getOption(-1, IPPROTO_IP, IPT_SO_GET_ENTRIES, entries.data(), &length), -1);
   EXPECT_EQ(errno, EAGAIN);
-  EXPECT_DEATH(openSocket(AF_INET, SOCK_RAW, IPPROTO_ICMP), "no kernel stands behind socket");
-  EXPECT_DEATH(getOption(-1, IPPROTO_IPV6, 70, entries.data(), &length), "behind getsockopt");
-  EXPECT_DEATH(setOption(-1, IPPROTO_IP, 66, entries.data(), length), "behind setsockopt");
+  EXPECT_DEATH(openSocket(AF_INET, SOCK_RAW, IPPROTO_ICMP), "such call: socket");
+  EXPECT_DEATH(getOption(-1, IPPROTO_IPV6, 70, entries.data(), &length), "such call: getsockopt");
+  EXPECT_DEATH(setOption(-1, IPPROTO_IP, 66, entries.data(), length), "such call: setsockopt");
   dlclose(library);
 }
 

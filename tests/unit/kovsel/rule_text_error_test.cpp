@@ -128,7 +128,7 @@ BrokenProgram nat() {
            {"keywords_user5", 0, "", 154},
            {"host_counter_user5", 0, "1 -j", 177},
            // The exceptions of a class with another name are others, so its value is broken by
-           // what stands behind its number.
+           // what stands after its number.
            {"class_reject_user5", 0, "3 -j", 160},
            {"class_3_except_user5", 0, "", 165},
            {"class_3_except_user5", 1, "a !", 165},

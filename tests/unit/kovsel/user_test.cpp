@@ -48,16 +48,16 @@ constexpr ListedCase kListedCases[] = {
     {"OneDigit", "7", "7"},
     {"LeadingZero", "07", "7"},
     {"ManyLeadingZeros", "000012", "12"},
-    {"LettersBehind", "7abc", "7"},
-    {"BlankBehind", "7 8", "7"},
-    {"PointBehind", "7.9", "7"},
-    {"SignBehind", "7-8", "7"},
+    {"LettersAfter", "7abc", "7"},
+    {"BlankAfter", "7 8", "7"},
+    {"PointAfter", "7.9", "7"},
+    {"SignAfter", "7-8", "7"},
     {"Blanks", "  7", "7"},
     {"TabAndNewline", "\t\n7", "7"},
     {"Plus", "+7", "7"},
     {"BlankAndPlus", " +7", "7"},
     {"TwoSigns", "+-7", "0"},
-    {"BlankBehindTheSign", "- 7", "0"},
+    {"BlankAfterTheSign", "- 7", "0"},
     {"MinusOne", "-1", "4294967295"},
     {"MinusSeven", "-7", "4294967289"},
     {"MinusZero", "-0", "0"},
@@ -84,7 +84,7 @@ constexpr ListedCase kListedCases[] = {
 INSTANTIATE_TEST_SUITE_P(, ListedUser, testing::ValuesIn(kListedCases),
                          [](const auto& test) { return test.param.name; });
 
-TEST(UserOptions, CarryTheNumberBehindTheirName) {
+TEST(UserOptions, CarryTheNumberAfterTheirName) {
   setKovsel("option label_user7 '5'\nlist mac_user7 'a'\nlist mac_user7 'b'\n");
   const User user(section(), "07");
   EXPECT_EQ(user.optionName("label_user"), "label_user7");
