@@ -123,7 +123,7 @@ ask 80 $router $server)sh");
   EXPECT_EQ(result.exitStatus, 0) << result.err;
 }
 
-// The nat table is behind them, so the filter table must end them.
+// They have passed the nat table already, so the filter table must end them.
 TEST_P(Connections, OfARejectedUserThatAreUnderWayAreReset) {
   const ProcessResult result = runNetwork(kRejectedUser, R"sh(
 for family in iptables ip6tables; do

@@ -55,7 +55,7 @@ at_peer ip link set eth0 up
 until ip -br link show dev lan | grep -q ' UP '; do :; done
 until at_peer ip -br link show dev eth0 | grep -q ' UP '; do :; done
 
-# Foreign rules that count what has arrived, behind the hook under test.
+# Foreign rules that count what has arrived, in a hook after the one under test.
 for family in iptables ip6tables; do
   $family -A INPUT -i lan -p udp
   $family -A INPUT -i lan -p tcp --syn

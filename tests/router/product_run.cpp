@@ -20,7 +20,7 @@ show_all() { for_all show; }
 restore_foreign() { for_all restore_one; }
 )sh";
 
-// The mangle table of both families: the rules stand at the end of their hooks, behind the
+// The mangle table of both families: the rules stand at the end of their hooks, after the
 // foreign ones.
 const std::string kSmallMangle = R"(*mangle
 :PREROUTING ACCEPT [0:0]

@@ -65,7 +65,7 @@ std::string newTable(int pass);
 std::string foreignTable(int pass);
 
 // A saved table with further rules of another program, all of one chain, at the end of the chain's
-// own. The generated rules of mangle stand behind them.
+// own. The generated rules of mangle come after them.
 std::string withRules(const std::string& table, const std::string& chain, const std::string& rules);
 
 // Why the system does not let a process be traced, which options with --steps need; else empty. Any
@@ -77,8 +77,8 @@ std::string tracingRefusal();
 std::vector<int> passesFor(const std::string& tables);
 
 // Runs the rows and compares all that is said above, and that the run after each row ends with 0
-// and makes every table new. Prints how many rows there were, unless `what` is empty. Returns the
-// lines of watch_program's report of each row behind the first; none when the router failed.
+// and makes every table new. Prints how many rows there were, unless `what` is empty. Returns, for
+// each row, watch_program's report without its first line; none if the router failed.
 std::vector<std::string> checkFaults(std::string_view what, const std::vector<Fault>& faults,
                                      const Setup& setup = {});
 
