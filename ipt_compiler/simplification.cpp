@@ -128,9 +128,9 @@ bool isMergeCandidate(const Pointer& next) {
 }
 
 // Pass 2, on either edge. An edge to a junction goes to where the junction leads. A chain of
-// junctions is taken in one go: a node after a junction has the junction as a predecessor, too, so
-// no other pass could act on it on the way. But pass 4 compares no-match edges, and two of them may
-// be equal only half-way down a chain. Where it may merge, this edge takes one step at a time.
+// junctions is taken in one go: each stays a predecessor of the node after it, so passes 3 and 4,
+// which ask for a single one, would not act on the way. But pass 4 compares no-match edges, and two
+// may be equal only half-way down a chain. Where it may merge, this edge takes one step at a time.
 bool bypassSuccessor(ProxyIrNode& node, std::size_t index, JunctionChains& junctions) {
   const Pointer& successor = node.successor[index];
   if (!successor || !isJunction(*successor)) return false;
