@@ -217,16 +217,6 @@ TEST(Sequence, OfTwoEmptyProgramsIsTwoLinkedNodes) {
   EXPECT_EQ(graphText(both.first), "0: then 1\n1: end\n");
 }
 
-TEST(Sequence, LinksTheLastNodeOfOneToTheFirstOfTheOther) {
-  const IptProg a = sequence({emptyProgram(), emptyProgram()});
-  const IptProg b = sequence({emptyProgram(), emptyProgram()});
-  const IptProg all = sequence({a, b});
-  EXPECT_EQ(a.last->successor[1], b.first);
-  EXPECT_EQ(all.first, a.first);
-  EXPECT_EQ(all.last, b.last);
-  EXPECT_EQ(wrongPredecessorCounts(all.first), "");
-}
-
 TEST(Sequence, OfAProgramThatWasContinuedThrows) {
   const IptProg a = emptyProgram();
   const IptProg b = emptyProgram();
@@ -242,21 +232,6 @@ TEST(Sequence, OfAProgramWithItselfThrows) {
   const IptProg two = sequence({emptyProgram(), emptyProgram()});
   EXPECT_EQ(errorText<std::logic_error>([&] { sequence({two, two}); }), kNextTwice);
   EXPECT_EQ(graphText(two.first), "0: then 1\n1: end\n");
-}
-
-TEST(Sequence, CopiedProgramsShareTheGraph) {
-  const IptProg original = emptyProgram();
-  const IptProg copy = original;
-  sequence({copy, emptyProgram()});
-  EXPECT_NE(original.last->successor[1], nullptr);
-}
-
-TEST(Sequence, HoldsOnlyTheFirstAndTheLastNode) {
-  IptProg a = emptyProgram();
-  IptProg b = emptyProgram();
-  const IptProg all = sequence({std::move(a), std::move(b)});
-  EXPECT_EQ(all.first.use_count(), 1);
-  EXPECT_EQ(all.last.use_count(), 2);  // the value's and the slot of the first node
 }
 
 TEST(Sequence, OfNothingIsAnEmptyProgram) {
