@@ -63,7 +63,7 @@ NEAREST = [
     ('ipt_compiler/', ['compiler', 'literal', 'driver', 'kovsel', 'configuration']),
     ('wrt_cppwrap/blob_msg', ['blob']),
     ('wrt_cppwrap/', ['configuration', 'bus']),
-    ('firewall_cpp/nfnlq/', ['configuration', 'literal']),
+    ('firewall_cpp/nfnlq/', ['configuration']),
     ('firewall_cpp/kovsel/', ['kovsel']),
     ('firewall_cpp/xtables_lock', ['driver']),
     ('firewall_cpp/chain_programs', ['policy']),

@@ -71,6 +71,7 @@ TEST(SerializedMatches, AreADisjunctionOfConjunctions) {
 TEST(SerializedMatches, EmptyListsAlwaysHold) {
   EXPECT_EQ(readCond({}), condText(makeConstCond(false) || makeConstCond(true)));
   EXPECT_EQ(readCond({"(", ")"}), condText(disjunctionOf({{disjunctionOf({{}})}})));
+  EXPECT_EQ(readCond({""}), condText(disjunctionOf({{leaf("")}})));
 }
 
 TEST(SerializedMatches, IgnoreAnAndAtTheEnd) {
@@ -153,6 +154,7 @@ TEST(SerializedMatches, ReportTheFirstErrorInReadingOrder) {
   const std::vector<std::pair<IptTokens, std::string>> textFirst = {
       {{"-4", "bad"}, "bad"},
       {{"-4", "(", "bad", ")"}, "bad"},
+      {{"bad", "AND", "("}, "bad"},
       {{"bad", "OR", "OR"}, "bad"},
       {{"(", "-4", "OR", "bad", ")", "AND", "worse"}, "bad"},
   };
@@ -283,6 +285,7 @@ TEST(SerializedTargets, RefuseIncompleteBlocks) {
   const std::vector<Tokens> lists = {
       {"IF"},
       {"IF", "-4", "FI"},
+      {"IF", "-4", "THEN"},
       {"IF", "-p tcp", "THEN", "-j REJECT"},
       {"IF", "-4", "THEN", "-j A", "ELSE"},
       {"IF", "-4", "THEN", "-j A", "ELSE", "-j B"},
@@ -292,6 +295,7 @@ TEST(SerializedTargets, RefuseIncompleteBlocks) {
       {"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "FI"},
       {"IF", "-4", "THEN", "-j A", "ELSEIF", "-6", "THEN", "-j B", "ELSE", "-j C", "FI"},
       {"IF", "-4", "THEN", "-j A", "ELSEIF", "IF", "-6", "THEN", "-j B", "FI", "FI"},
+      {"IF", "-4", "THEN", "IF", "-6", "THEN", "FI"},
   };
   for (const Tokens& tokens : lists) {
     EXPECT_EQ(errorText<std::invalid_argument>([&] { readStatements(tokens); }), kInvalidTargets)
@@ -310,6 +314,7 @@ TEST(SerializedTargets, ReadMisplacedKeywordsAsTargetTexts) {
       {{"if"}, "if"},
       {{"IF", "-4", "THEN", "FI", "FI"}, "FI"},
       {{"IF", "-4", "THEN", "THEN", "FI"}, "THEN"},
+      {{"IF", "-4", "THEN", "ELSE", "ELSE", "FI"}, "ELSE"},
       {{"IF", "-4", "THEN", "ELSE", "ELSEIF", "-6", "THEN", "FI"}, "ELSEIF"},
   };
   for (const auto& [tokens, text] : cases) {
@@ -326,8 +331,11 @@ TEST(SerializedTargets, ReportTheFirstErrorInReadingOrder) {
   const std::vector<std::pair<Tokens, std::string>> cases = {
       {{"IF", "M1", "THEN", "T1"}, matches + "1" + badMatches},
       {{"IF", "-4", "THEN", "T1", "ELSE", "T2", "FI"}, target + "1" + badTarget},
+      {{"IF", "-4", "THEN", "T1", "T2"}, target + "1" + badTarget},
       {{"IF", "-4", "THEN", "-j A", "ELSE", "-j B", "T2"}, target + "2" + badTarget},
       {{"IF", "-4", "THEN", "-j A", "ELSEIF", "M2", "THEN", "T1"}, matches + "2" + badMatches},
+      {{"IF", "-4", "THEN", "IF", "M3", "THEN", "T1", "FI", "T2", "FI"},
+       matches + "3" + badMatches},
   };
   for (const auto& [tokens, message] : cases) {
     EXPECT_EQ(errorText<IptCompileFailed>([&, &list = tokens] { readStatements(list); }), message);
