@@ -6,7 +6,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 #include "ipt_compiler/ir_graph.h"
 #include "ipt_compiler/rule_model.h"

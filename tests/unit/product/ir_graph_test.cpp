@@ -6,7 +6,6 @@
 #include <memory>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "ipt_compiler/rule_parser.h"
 #include "tests/support/graph_text.h"
@@ -19,7 +18,6 @@ using _IptIrNode::kNext;
 using _IptIrNode::kNoMatch;
 using test_support::errorText;
 using test_support::graphText;
-using test_support::wrongPredecessorCounts;
 
 constexpr const char* kNextTwice = "IPT compiler: Internal error. setNext() twice.";
 

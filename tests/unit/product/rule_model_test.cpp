@@ -7,7 +7,6 @@
 #include <functional>
 #include <sstream>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "ipt_compiler/ir_graph.h"

@@ -1,12 +1,11 @@
-// The simplification of whole programs, as graphs before and after: what more than one node decides.
-// Its passes over one node are tested in simplify_node_test.cpp.
+// The simplification of whole programs, as graphs before and after: what more than one node
+// decides. Its passes over one node are tested in simplify_node_test.cpp.
 #include "ipt_compiler/simplification.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <string>
-#include <utility>
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/graph_text.h"
