@@ -41,6 +41,8 @@ TESTS = {
     'compiler': ('product_compiler_test', '-*Long*:*Agree*:*Thousand*:CompileHook.GeneratesRules*'),
     'compiler, long': ('product_compiler_test',
                        '*Long*:*Agree*:CompileHook.GeneratesRules*:-*Thousand*'),
+    'literal': ('literal_test', 'LiteralCompiler.*:*/0:-*RichInFamilies*'),
+    'literal, families': ('literal_test', '*RichInFamilies*/0'),
     'equivalence': ('equivalence_test', 'RandomPrograms.Mean*'),
     'driver': ('product_driver_test', '*'),
     'blob': ('product_blob_test', '*'),
@@ -58,16 +60,15 @@ TESTS = {
 # order, so that the likeliest one to fail comes first.
 NEAREST = [
     ('ipt_compiler/ipt_compiler.', ['driver']),
-    ('ipt_compiler/', ['compiler', 'driver', 'kovsel', 'configuration']),
+    ('ipt_compiler/', ['compiler', 'literal', 'driver', 'kovsel', 'configuration']),
     ('wrt_cppwrap/blob_msg', ['blob']),
     ('wrt_cppwrap/', ['configuration', 'bus']),
     ('firewall_cpp/nfnlq/', ['configuration']),
     ('firewall_cpp/kovsel/', ['kovsel']),
     ('firewall_cpp/xtables_lock', ['driver']),
-    ('firewall_cpp/startup', ['configuration']),
     ('firewall_cpp/chain_programs', ['policy']),
     # What a mutant meets before it is called a survivor.
-    ('ipt_compiler/', ['equivalence', 'sanitized compiler', 'compiler, long']),
+    ('ipt_compiler/', ['equivalence', 'literal, families', 'sanitized compiler', 'compiler, long']),
     ('wrt_cppwrap/', ['sanitized configuration']),
     ('firewall_cpp/nfnlq/', ['sanitized configuration']),
     ('', ['policy', 'golden']),

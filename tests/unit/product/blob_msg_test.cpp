@@ -74,16 +74,6 @@ TEST(BlobMsg, AddsACopyOfAnAttributeWithTypeAndName) {
   }
 }
 
-TEST(BlobMsg, GrowsWithItsContent) {
-  BlobMsg message;
-  std::string elements;
-  for (int i = 0; i < 1000; ++i) {
-    message.addString("name", std::string(100, 'x'));
-    elements += wire::text("name", std::string(100, 'x'));
-  }
-  EXPECT_EQ(bytesOf(message.head()), wire::plain(2, elements));
-}
-
 TEST(BlobMsg, FailsWithTheSystemsTextWhenTheBufferDoes) {
   initResult = -ENOMEM;
   try {

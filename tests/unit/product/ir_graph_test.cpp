@@ -6,7 +6,6 @@
 #include <memory>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "ipt_compiler/rule_parser.h"
 #include "tests/support/graph_text.h"
@@ -19,7 +18,6 @@ using _IptIrNode::kNext;
 using _IptIrNode::kNoMatch;
 using test_support::errorText;
 using test_support::graphText;
-using test_support::wrongPredecessorCounts;
 
 constexpr const char* kNextTwice = "IPT compiler: Internal error. setNext() twice.";
 
@@ -217,16 +215,6 @@ TEST(Sequence, OfTwoEmptyProgramsIsTwoLinkedNodes) {
   EXPECT_EQ(graphText(both.first), "0: then 1\n1: end\n");
 }
 
-TEST(Sequence, LinksTheLastNodeOfOneToTheFirstOfTheOther) {
-  const IptProg a = sequence({emptyProgram(), emptyProgram()});
-  const IptProg b = sequence({emptyProgram(), emptyProgram()});
-  const IptProg all = sequence({a, b});
-  EXPECT_EQ(a.last->successor[1], b.first);
-  EXPECT_EQ(all.first, a.first);
-  EXPECT_EQ(all.last, b.last);
-  EXPECT_EQ(wrongPredecessorCounts(all.first), "");
-}
-
 TEST(Sequence, OfAProgramThatWasContinuedThrows) {
   const IptProg a = emptyProgram();
   const IptProg b = emptyProgram();
@@ -242,21 +230,6 @@ TEST(Sequence, OfAProgramWithItselfThrows) {
   const IptProg two = sequence({emptyProgram(), emptyProgram()});
   EXPECT_EQ(errorText<std::logic_error>([&] { sequence({two, two}); }), kNextTwice);
   EXPECT_EQ(graphText(two.first), "0: then 1\n1: end\n");
-}
-
-TEST(Sequence, CopiedProgramsShareTheGraph) {
-  const IptProg original = emptyProgram();
-  const IptProg copy = original;
-  sequence({copy, emptyProgram()});
-  EXPECT_NE(original.last->successor[1], nullptr);
-}
-
-TEST(Sequence, HoldsOnlyTheFirstAndTheLastNode) {
-  IptProg a = emptyProgram();
-  IptProg b = emptyProgram();
-  const IptProg all = sequence({std::move(a), std::move(b)});
-  EXPECT_EQ(all.first.use_count(), 1);
-  EXPECT_EQ(all.last.use_count(), 2);  // the value's and the slot of the first node
 }
 
 TEST(Sequence, OfNothingIsAnEmptyProgram) {

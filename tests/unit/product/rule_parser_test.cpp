@@ -111,13 +111,6 @@ TEST(NextToken, SaysWhereTheTokenIs) {
   }
 }
 
-TEST(NextToken, EndsWithTheTextAfterABackslash) {
-  for (const std::string_view text : {"\\", "ab\\", "\"\\", "a \\"}) {
-    const Token last = nextToken(text, text.find_last_of(' ') + 1);
-    EXPECT_EQ(last.end(), text.size()) << text;
-  }
-}
-
 // Every start begins with no quote open, even inside a quoted stretch.
 TEST(NextToken, StartsOutsideQuotesWhereverItStarts) {
   const std::string_view text = "\"a b\" c";
@@ -210,12 +203,10 @@ TEST(ParseTarget, AcceptsEveryOtherWordAsArgument) {
 
 TEST(ParseTarget, KeepsTheTokensAsWritten) {
   const std::vector<std::pair<const char*, const char*>> cases = {
-      {"-j ACCEPT", "-j ACCEPT"},
       {"-j", "-j"},
       {"--match", "--match"},
       {"-j  MARK   --set-mark 0x10", "-j MARK --set-mark 0x10"},
       {"  --jump   MARK  --set-mark 0x1 ", "--jump MARK --set-mark 0x1"},
-      {"-m tavrix-xtcounter --inc 3", "-m tavrix-xtcounter --inc 3"},
       {"-j LOG --log-prefix \"a  -p\\\" b\"", "-j LOG --log-prefix \"a  -p\\\" b\""},
       {"-j A \\", "-j A \\"},
   };
@@ -234,16 +225,11 @@ TEST(ParseTarget, ErrorsQuoteTheTextAsGiven) {
   const std::vector<std::pair<const char*, const char*>> cases = {
       {"", "'' as a target. not a valid parameter of iptables."},
       {"   ", "'   ' as a target. not a valid parameter of iptables."},
-      {"ACCEPT", "'ACCEPT' as a target. not a valid parameter of iptables."},
       {" x  y ", "' x  y ' as a target. not a valid parameter of iptables."},
-      {"-g chain", "'-g chain' as a target. must be a match or a jump."},
-      {"-p tcp", "'-p tcp' as a target. must be a match or a jump."},
       // What stands first is reported first.
       {"-p tcp -j A", "'-p tcp -j A' as a target. must be a match or a jump."},
       {"x -j A", "'x -j A' as a target. not a valid parameter of iptables."},
-      {"-j ACCEPT -p tcp", "'-j ACCEPT -p tcp' as a target. redundant parameters: '-p tcp'."},
       {"-j DROP !", "'-j DROP !' as a target. redundant parameters: '!'."},
-      {"-j -j", "'-j -j' as a target. redundant parameters: '-j'."},
       {"-j A -4 -6", "'-j A -4 -6' as a target. redundant parameters: '-4 -6'."},
   };
   for (const auto& [text, message] : cases) EXPECT_EQ(targetError(text), place + message);
@@ -297,12 +283,9 @@ TEST(ParseMatches, ListsOptionsByKind) {
   const std::vector<std::pair<const char*, const char*>> cases = {
       {"", ""},
       {"    ", ""},
-      {"-p tcp", "3 -p tcp"},
       {"  -p   tcp", "3 -p tcp"},
       {"-s 1 -p 2", "3 -p 2 | 4 -s 1"},
-      {"-m mark --mark 0x1/0x1", "10 -m mark --mark 0x1/0x1"},
       {"-m b --x -m a --y", "10 -m b --x | 10 -m a --y"},
-      {"! -s 10.0.0.1", "4 ! -s 10.0.0.1"},
       {"!  -s  10.0.0.1", "4 ! -s 10.0.0.1"},
       {"-s ! 10.0.0.1", "4 -s ! 10.0.0.1"},
       {"-p tcp ! -s 10.0.0.1", "3 -p tcp | 4 ! -s 10.0.0.1"},
@@ -353,7 +336,6 @@ TEST(ParseMatches, ErrorsQuoteTheTextOrTheSegmentAsGiven) {
   const std::string notAParameter = " as matches. not a valid parameter of iptables.";
   const std::string notAMatch = " as matches. not a valid match of iptables.";
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"tcp", "'tcp'" + notAParameter},
       {"  tcp  -4", "'  tcp  -4'" + notAParameter},
       {"!", "'!'" + notAParameter},
       {"! ", "'! '" + notAParameter},
@@ -364,9 +346,7 @@ TEST(ParseMatches, ErrorsQuoteTheTextOrTheSegmentAsGiven) {
       {"-p tcp ", "'-p tcp '" + notAParameter},
       {"-4 -p tcp  ", "'-4 -p tcp  '" + notAParameter},
       {"-s ! 10.0.0.1 ", "'-s ! 10.0.0.1 '" + notAParameter},
-      {"-j ACCEPT", "'-j ACCEPT'" + notAMatch},
       {"--goto  x", "'--goto  x'" + notAMatch},
-      {"! -j ACCEPT", "'! -j ACCEPT'" + notAMatch},
       {"! ! -4", "'! ! '" + notAMatch},
       // Spaces at the end: up to the "!" of an argument in the old order, else the word alone.
       {"-j a  ", "'-j'" + notAMatch},

@@ -1,12 +1,11 @@
-// The simplification of whole programs, as graphs before and after; its passes over one node are
-// tested in simplify_node_test.cpp.
+// The simplification of whole programs, as graphs before and after: what more than one node
+// decides. Its passes over one node are tested in simplify_node_test.cpp.
 #include "ipt_compiler/simplification.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <string>
-#include <utility>
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/graph_text.h"
@@ -36,11 +35,8 @@ std::string simplified(Build build) {
   return graphText(prog.first);
 }
 
-TEST(Simplify, LeavesAnEmptyProgramAndItsExit) {
-  EXPECT_EQ(simplified([] { return makeEmptyProg(); }), "0: then 1\n1: exit end\n");
-}
-
 TEST(Simplify, NeverBypassesTheFirstNode) {
+  EXPECT_EQ(simplified([] { return makeEmptyProg(); }), "0: then 1\n1: exit end\n");
   EXPECT_EQ(simplified([] {
               return sequence({makeEmptyProg(), makeEmptyProg(), makeEmptyProg()});
             }),
@@ -59,43 +55,6 @@ TEST(Simplify, JoinsTargetsAcrossJunctions) {
               return sequence({target("-j A"), makeEmptyProg(), makeEmptyProg(), target("-j B")});
             }),
             "0: \"-j A\" \"-j B\" then 1\n1: exit end\n");
-}
-
-TEST(Simplify, OfAnIfBlock) {
-  EXPECT_EQ(simplified([] { return If(cond("-p a")).then({target("-j A")}); }),
-            "0: if \"-p a\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
-  EXPECT_EQ(
-      simplified([] { return If(cond("-p a")).then({target("-j A")}).orElse({target("-j B")}); }),
-      "0: if \"-p a\" then 1 else 3\n1: \"-j A\" then 2\n2: exit end\n3: \"-j B\" then 2\n");
-  EXPECT_EQ(simplified([] { return If(cond("-p a")); }), "0: then 1\n1: exit end\n");
-}
-
-TEST(Simplify, MergesConditionsWithTheSameNoMatchNode) {
-  EXPECT_EQ(simplified([] { return If(cond("-m x") && cond("-p a")).then({target("-j A")}); }),
-            "0: if \"-p a -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
-  EXPECT_EQ(
-      simplified([] { return If(cond("-m x")).then({If(cond("-p a")).then({target("-j A")})}); }),
-      "0: if \"-p a -m x\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
-}
-
-TEST(Simplify, RemovesConstants) {
-  const auto ifElse = [](IptCond condition) {
-    return If(condition).then({target("-j A")}).orElse({target("-j B")});
-  };
-  EXPECT_EQ(simplified([&] {
-              return sequence({makeEmptyProg(), ifElse(makeConstCond(true))});
-            }),
-            "0: \"-j A\" then 1\n1: exit end\n");
-  EXPECT_EQ(simplified([&] {
-              return sequence({makeEmptyProg(), ifElse(makeConstCond(false))});
-            }),
-            "0: \"-j B\" then 1\n1: exit end\n");
-  EXPECT_EQ(simplified([&] { return ifElse(makeConstCond(true)); }),
-            "0: \"-j A\" then 1\n1: exit end\n");
-  EXPECT_EQ(simplified([&] { return ifElse(makeConstCond(true) && cond("-p a")); }),
-            "0: if \"-p a\" then 1 else 3\n1: \"-j A\" then 2\n2: exit end\n3: \"-j B\" then 2\n");
-  EXPECT_EQ(simplified([&] { return ifElse(cond("-p a") || makeConstCond(true)); }),
-            "0: \"-j A\" then 1\n1: exit end\n");
 }
 
 // While the first bypassed node counts, the conditions after it merge among themselves. So

@@ -107,12 +107,6 @@ as the next node
   0: then 1   | 0: then 1
   1: then 2   | 1: exit end
   2: exit end
-several of them
-  0: then 1   | 0: then 1
-  1: then 2   | 1: exit end
-  2: then 3
-  3: then 4
-  4: exit end
 where the condition does not hold
   0: if "-p a" then 1 else 2 | 0: if "-p a" then 1 else 2
   1: "-j A" then 3           | 1: "-j A" then 2
@@ -260,11 +254,6 @@ not at all if nothing can move
   0: if "-p a" then 1 else 3 | unchanged
   1: if "-p b" then 2 else 3
   2: "-j A" then 3
-  3: exit end
-modules move as a block
-  0: if "-m a" then 1 else 3      | 0: if "-p b -m a -m b" then 1 else 2
-  1: if "-p b -m b" then 2 else 3 | 1: "-j A" then 2
-  2: "-j A" then 3                | 2: exit end
   3: exit end
 not with another no-match node
   0: if "-p a" then 1 else 3 | unchanged

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <optional>
@@ -28,6 +27,7 @@ static_assert(!std::is_copy_constructible_v<XtablesLock> &&
               !std::is_move_constructible_v<XtablesLock> &&
               !std::is_copy_assignable_v<XtablesLock> && !std::is_move_assignable_v<XtablesLock>);
 
+// The file is made private if there is none, and never written.
 const std::string kOpenCall =
     "open /var/run/xtables.lock " + std::to_string(O_RDONLY | O_CREAT) + " " + std::to_string(0600);
 // Without a flag that would keep it from waiting.
@@ -54,20 +54,6 @@ TEST_F(XtablesLockTest, IsHeldAsLongAsTheObjectLives) {
   lock.reset();
   EXPECT_TRUE(isFree());
   EXPECT_EQ(systemCalls().log, (std::vector<std::string>{kOpenCall, kFlockCall, "close"}));
-}
-
-TEST_F(XtablesLockTest, MakesAnEmptyPrivateFileWhenThereIsNone) {
-  { const XtablesLock lock; }
-  struct stat status {};
-  ASSERT_EQ(stat(systemCalls().lockFile.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0600U);
-  EXPECT_EQ(status.st_size, 0);
-}
-
-TEST_F(XtablesLockTest, LeavesTheContentOfTheFile) {
-  test_support::writeFile(systemCalls().lockFile, "content");
-  { const XtablesLock lock; }
-  EXPECT_EQ(test_support::readFile(systemCalls().lockFile), "content");
 }
 
 TEST_F(XtablesLockTest, FailsWhenTheFileCannotBeOpened) {
