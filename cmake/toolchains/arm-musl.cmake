@@ -8,12 +8,13 @@ find_program(ZIG zig NO_CMAKE_FIND_ROOT_PATH
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZIG)
 set(CMAKE_C_COMPILER ${ZIG} cc -target arm-linux-musleabihf)
 set(CMAKE_CXX_COMPILER ${ZIG} c++ -target arm-linux-musleabihf)
-# This machine's ar does not know the architecture.
+# This machine's ar and objcopy do not know the architecture.
 foreach(language C CXX)
   set(CMAKE_${language}_ARCHIVE_CREATE "\"${ZIG}\" ar qcs <TARGET> <OBJECTS>")
   set(CMAKE_${language}_ARCHIVE_APPEND "\"${ZIG}\" ar qs <TARGET> <OBJECTS>")
   set(CMAKE_${language}_ARCHIVE_FINISH "")
 endforeach()
+set(CMAKE_OBJCOPY arm-linux-gnueabihf-objcopy)
 set(CMAKE_CROSSCOMPILING_EMULATOR /usr/bin/qemu-arm-static)
 
 # This machine's own libraries are of another architecture.

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -330,7 +332,8 @@ TEST(BusdStart, SaysWhyItFails) {
     std::string err;
   };
   const std::vector<Failure> rows = {
-      {"--socket=" + (dir / "file"), 1, "ubusd: " + (dir / "file") + ": Address already in use\n"},
+      {"--socket=" + (dir / "file"), 1,
+       "ubusd: " + (dir / "file") + ": " + std::strerror(EADDRINUSE) + "\n"},
       {"--socket=", 1, "ubusd: not a usable socket path: \"\"\n"},
       {"--sockets=x", 2, usage},
       {"--ready-fd=1x", 2, usage},

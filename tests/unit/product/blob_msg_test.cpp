@@ -15,25 +15,20 @@
 #include "tests/unit/product/error_text.h"
 #include "wrt_cppwrap/blob_msg_parser.h"
 
-// Let single calls of the library fail; the names are the linker's.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// The product's calls of the library arrive here, so that one of them can fail.
 namespace {
 int initResult = 0;
 int addResult = 0;
 }  // namespace
 extern "C" {
-int __real_blob_buf_init(blob_buf* buffer, int id);
-int __wrap_blob_buf_init(blob_buf* buffer, int id) {
-  return initResult != 0 ? initResult : __real_blob_buf_init(buffer, id);
+int redirected_blob_buf_init(blob_buf* buffer, int id) {
+  return initResult != 0 ? initResult : blob_buf_init(buffer, id);
 }
-int __real_blobmsg_add_field(blob_buf* buffer, int type, const char* name, const void* data,
-                             unsigned int length);
-int __wrap_blobmsg_add_field(blob_buf* buffer, int type, const char* name, const void* data,
-                             unsigned int length) {
-  return addResult != 0 ? addResult : __real_blobmsg_add_field(buffer, type, name, data, length);
+int redirected_blobmsg_add_field(blob_buf* buffer, int type, const char* name, const void* data,
+                                 unsigned int length) {
+  return addResult != 0 ? addResult : blobmsg_add_field(buffer, type, name, data, length);
 }
 }
-// NOLINTEND(bugprone-reserved-identifier)
 
 namespace wrt_cppwrap {
 namespace {

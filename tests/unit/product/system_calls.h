@@ -1,6 +1,6 @@
 // Stands between the product and the system calls of a run that a test must not make for real: the
-// lock file of the machine, starting tools. The test program wraps these calls at link time
-// (-Wl,--wrap); all other uses of them pass through.
+// lock file of the machine, starting tools. The product's calls arrive here; those of the tests do
+// not.
 #pragma once
 
 #include <functional>
@@ -10,10 +10,10 @@
 namespace test_support {
 
 struct SystemCalls {
-  std::vector<std::string> log;  // calls that concern the lock, as "open PATH FLAGS MODE"
+  std::vector<std::string> log;  // calls for the lock, as "open PATH FLAGS MODE"
 
-  std::string lockFile;     // opened in place of the machine's lock file; empty: open fails
-  bool flockFails = false;  // on the lock file
+  std::string lockFile;  // opened in place of the machine's lock file; empty: open fails
+  bool flockFails = false;
   bool popenFails = false;  // for any command
   int systemResult = 0;     // what system() returns; the command is not run
   std::function<void(const std::string&)> onSystem;  // gets the command
