@@ -32,18 +32,17 @@ tests() {
 # build_for_image PRESET COMPILER...: the packages as an image gets them, in build/PRESET-image/packages.
 # The platform's libraries are shared ones; the testbed's stand in for them.
 build_for_image() {
-  local build=build/$1-image platform=$PWD/build/$1-image/platform link='' options
+  local build=build/$1-image platform=$PWD/build/$1-image/platform options
   mkdir -p "$platform/lib"
   cp -r testbed/include "$platform"
   quietly "${@:2}" -Os -std=c++20 -shared -fPIC -I. -Itestbed/include testbed/libubox/*.cpp \
     -o "$platform/lib/libubox.so"
   quietly "${@:2}" -Os -std=c++20 -shared -fPIC -I. -Itestbed/include testbed/libubus/*.cpp \
     -o "$platform/lib/libubus.so"
-  [ "$1" != arm-musl ] || link=-dynamic
   options=$(sed -n 's/^CMAKE_OPTIONS += //p' openwrt/Makefile)
   # shellcheck disable=SC2086  # several words
   quietly cmake -G Ninja -S . -B "$build" --toolchain "cmake/toolchains/$1.cmake" $options \
-    -DCMAKE_FIND_ROOT_PATH="$platform" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_EXE_LINKER_FLAGS="$link" \
+    -DCMAKE_FIND_ROOT_PATH="$platform" -DCMAKE_INSTALL_PREFIX=/usr \
     -DCMAKE_C_FLAGS=-Os -DCMAKE_CXX_FLAGS=-Os \
     -DCMAKE_C_FLAGS_RELEASE=-DNDEBUG -DCMAKE_CXX_FLAGS_RELEASE=-DNDEBUG
   quietly cmake --build "$build"
@@ -51,7 +50,7 @@ build_for_image() {
   testbed/build_system/make_packages "$build" "$build/packages"
 }
 
-# bytes FILE...: their sizes in kB, rounded up.
+# kilobytes FILE...: their sizes in kB, rounded up.
 kilobytes() { cat "$@" | wc -c | awk '{ print int(($1 + 1023) / 1024) }'; }
 
 # peak COMMAND...: the most memory that it has at once, in kB. The emulator's own is in it.
@@ -79,18 +78,22 @@ for library; do
       quietly cmake --build --preset "$built"
     fi
   done
-  build_for_image "$preset" "${compiler[@]}"
-
   unit=$(tests "$preset")
   golden=$(PROGRAM_UNDER_TEST=$PWD/build/$preset/emulated/firewall_cpp tests debug -R '^golden\.')
   echo 'int main() {}' > "build/$preset/empty.cpp"
   "${compiler[@]}" -Os "build/$preset/empty.cpp" -o "build/$preset/empty"
   memory=$(($(peak "${emulator[@]}" "build/$preset/bin/firewall_cpp") -
     $(peak "${emulator[@]}" "build/$preset/empty")))
-  packages=build/$preset-image/packages
-  program=$(kilobytes "$packages/firewall_cpp/root/usr/sbin/firewall_cpp")
-  mapfile -t files < <(find "$packages"/*/root -type f)
-  all=$(kilobytes "${files[@]}")
-  echo "$preset: $unit unit tests and $golden golden tests passed; program $program kB, both packages" \
-    "$all kB; peak memory on the example $memory kB above that of an empty program"
+  # The compiler for musl has its libraries for static programs only.
+  if [ "$library" = musl ]; then
+    size="static program $(kilobytes "build/$preset/bin/firewall_cpp") kB"
+  else
+    build_for_image "$preset" "${compiler[@]}"
+    packages=build/$preset-image/packages
+    mapfile -t files < <(find "$packages"/*/root -type f)
+    size="program $(kilobytes "$packages/firewall_cpp/root/usr/sbin/firewall_cpp") kB,"
+    size+=" both packages $(kilobytes "${files[@]}") kB"
+  fi
+  echo "$preset: $unit unit tests and $golden golden tests passed; $size; peak memory on the example" \
+    "$memory kB above that of an empty program"
 done
