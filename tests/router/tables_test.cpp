@@ -1,5 +1,5 @@
-// What runs of the product leave in the kernel's tables, one after the other and two at once. Faults
-// and households have the rest.
+// What runs of the product leave in the kernel's tables, one after the other and two at once.
+// Faults and households have the rest.
 #include "tests/router/product_run.h"
 
 namespace product_test {
