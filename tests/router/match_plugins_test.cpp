@@ -56,6 +56,9 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PlatformMatches, testing::Values("legacy", "nft"
                          [](const auto& kind) { return kind.param; });
 
 TEST_P(PlatformMatches, AndRealCommentsArePrintedBackAsWritten) {
+  const std::string tag = " -m comment --comment ipt_compiler";
+  const std::string except = " -m tavrix-conndurvan --invert --subclass ";
+  const std::string counter = " -m tavrix-xtcounter --inc 1";
   std::vector<std::pair<std::string, std::string>> rules;
   for (const std::string& rule : std::vector<std::string>{
            "-m tavrix-connlabel --label 16",
@@ -70,12 +73,9 @@ TEST_P(PlatformMatches, AndRealCommentsArePrintedBackAsWritten) {
            "-m tavrix-xtcounter --inc 2001",
            "-m tavrix-xthostset --set-name words",
            // Beside other matches and each other.
-           "-p tcp -m tavrix-connlabel --label 16 -m comment --comment ipt_compiler -j ACCEPT",
-           "-m tavrix-conndurvan --class 7 -m tavrix-conndurvan --invert --subclass 71"
-           " -m tavrix-conndurvan --invert --subclass 72 -m comment --comment ipt_compiler"
-           " -j RETURN",
-           "-m mark --mark 0x2 -m tavrix-connlabel --mark 0x1 --label 16 -m tavrix-xtcounter"
-           " --inc 1",
+           "-p tcp -m tavrix-connlabel --label 16" + tag + " -j ACCEPT",
+           "-m tavrix-conndurvan --class 7" + except + "71" + except + "72" + tag + " -j RETURN",
+           "-m mark --mark 0x2 -m tavrix-connlabel --mark 0x1 --label 16" + counter,
            // Values may hold any character.
            "-m tavrix-connlabel --label 0x10/0xff:a,b",
            R"(-m tavrix-xthostset --set-name "a \"quoted\" \\ word")",
