@@ -5,6 +5,8 @@
 demo_packages=(g++ cmake ninja-build iptables libxtables-dev iproute2 ipset util-linux proot)
 check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format clang-tidy
                 libgtest-dev libgmock-dev libbenchmark-dev libboost-graph-dev git
+                # Both ends of connections through the router.
+                socat
                 # The shell and the C library of routers, and a second reader of their scripts.
                 busybox musl-tools shellcheck)
 mutation_packages=("${check_packages[@]}" lld python3)

@@ -50,7 +50,6 @@ for config in configs/*; do
     fi
   done
 done
-. ./after
 )";
 
 std::vector<std::string> linesOf(const std::string& text) {
@@ -88,7 +87,6 @@ void prepare(const TempDir& dir, const Scenario& scenario) {
                             scenario.configs[i].value_or(""));
   }
   test_support::writeFile(dir / "before", scenario.before);
-  test_support::writeFile(dir / "after", scenario.after);
 }
 
 RunRecord readRecord(const fs::path& directory, Tools tools) {
@@ -167,12 +165,14 @@ std::string programError(const std::string& err) {
 }
 
 std::vector<std::string> expectedCalls(std::size_t count) {
-  std::vector<std::string> calls;
-  for (const PassName& pass : kPasses) {
-    const std::string tool(pass.tool);
-    calls.push_back(tool + "-save -t " + std::string(pass.table));
-    calls.push_back("LD_PRELOAD=/usr/lib/libxtlock_intercept.so " + tool + "-restore");
-  }
+  std::vector<std::string> calls = {
+      "iptables-save -t mangle",  "LD_PRELOAD=/usr/lib/libxtlock_intercept.so iptables-restore",
+      "iptables-save -t nat",     "LD_PRELOAD=/usr/lib/libxtlock_intercept.so iptables-restore",
+      "iptables-save -t filter",  "LD_PRELOAD=/usr/lib/libxtlock_intercept.so iptables-restore",
+      "ip6tables-save -t mangle", "LD_PRELOAD=/usr/lib/libxtlock_intercept.so ip6tables-restore",
+      "ip6tables-save -t nat",    "LD_PRELOAD=/usr/lib/libxtlock_intercept.so ip6tables-restore",
+      "ip6tables-save -t filter", "LD_PRELOAD=/usr/lib/libxtlock_intercept.so ip6tables-restore",
+  };
   calls.resize(count);
   return calls;
 }

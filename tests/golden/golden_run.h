@@ -44,9 +44,7 @@ struct Scenario {
   // The tables before the first run, by PassName::key. With Tools::Files they are restored, and the
   // others are empty ones; with Tools::Texts their save text is empty.
   std::map<std::string, std::string> tables;
-  // Shell text run on the router before the first run and after the last.
-  std::string before;
-  std::string after;
+  std::string before;  // shell text run on the router before the first run
 };
 
 // With Tools::Files the texts are without the version and the time that the save tools print.

@@ -16,7 +16,8 @@ same 'what it defines' 'flock' "$(nm -D --defined-only --format=posix "$work/lib
 same 'what it calls' 'fstat getenv stat syscall' \
   "$(nm -D --undefined-only --format=posix "$work/library.so" | awk '$2 == "U" { print $1 }' | sort | xargs)"
 
-# Takes the lock of a file without waiting: "taken", or the error.
+# Takes the lock of a file without waiting, for writing and then once more for reading: "taken",
+# "busy" or another error.
 cat > "$work/take.c" << 'END'
 #include <errno.h>
 #include <fcntl.h>
@@ -24,20 +25,27 @@ cat > "$work/take.c" << 'END'
 #include <string.h>
 #include <sys/file.h>
 
+static const char* take(const char* file, int mode) {
+  if (flock(open(file, O_RDONLY | O_CREAT, 0600), mode | LOCK_NB) == 0) return "taken";
+  return errno == EWOULDBLOCK ? "busy" : strerror(errno);
+}
+
 int main(int argc, char** argv) {
-  const int fd = argc == 2 ? open(argv[1], O_RDONLY | O_CREAT, 0600) : -1;
-  puts(flock(fd, LOCK_EX | LOCK_NB) == 0 ? "taken" : strerror(errno));
+  const char* first = take(argv[argc - 1], LOCK_EX);
+  printf("%s, %s\n", first, take(argv[argc - 1], LOCK_SH));
 }
 END
 musl-gcc "$work/take.c" -o "$work/take"
-# take LOCK TABLES_LOCK: while another process holds LOCK.
-take() { flock "$work/$1" env LD_PRELOAD="$work/library.so" XTABLES_LOCKFILE="$work/$2" "$work/take" "$work/$1"; }
-same 'the library is needed' 'Resource temporarily unavailable' \
-  "$(flock "$work/a" "$work/take" "$work/a")"
-same "the tables' lock" taken "$(take a a)"
 : > "$work/b"
-same 'another lock' 'Resource temporarily unavailable' "$(take a b)"
-same 'the tables lock has no file' 'Resource temporarily unavailable' "$(take a none)"
-same 'a free lock' taken \
-  "$(LD_PRELOAD="$work/library.so" XTABLES_LOCKFILE="$work/b" "$work/take" "$work/a")"
-same 'no file' 'Bad file descriptor' "$(LD_PRELOAD="$work/library.so" "$work/take")"
+ln -s a "$work/link"
+# preloaded TABLES_LOCK FILE; and the same for lock a, or another name of it, while somebody has it.
+preloaded() { LD_PRELOAD="$work/library.so" XTABLES_LOCKFILE="$1" "$work/take" "$work/$2"; }
+held() { (flock 9 && preloaded "$1" "${2-a}" 9>&-) 9> "$work/a"; }
+same 'the library is needed' 'busy, busy' "$(flock "$work/a" "$work/take" "$work/a")"
+same "the tables' lock" 'taken, taken' "$(held "$work/a")"
+same 'under another name' 'taken, taken' "$(held "$work/a" link)"
+same 'another lock' 'busy, busy' "$(held "$work/b")"
+same "the tables' lock has no file" 'busy, busy' "$(held "$work/none")"
+same "the tables' lock has no name" 'busy, busy' "$(held '')"
+same 'a free lock is really taken' 'taken, busy' "$(preloaded "$work/b" a)"
+same 'no file' 'Bad file descriptor, Bad file descriptor' "$(preloaded "$work/b" none/a)"

@@ -232,10 +232,18 @@ void fillInFamily(std::vector<std::string>& names, Family family) {
   }
 }
 
-Chains parseHook(const std::string& chain, tavrix::IptProg program) {
-  return test_support::parseChains(":" + chain + " ACCEPT [0:0]\n" +
-                                   test_support::compiledText(std::move(program), chain));
-}
+struct Place {
+  Hook hook;
+  const char* chain;
+  tavrix::IptProg (*makeProgram)();
+};
+
+constexpr Place kPlaces[] = {
+    {Hook::kManglePrerouting, "PREROUTING", tavrix::kovsel::mangleProgram},
+    {Hook::kNatPrerouting, "PREROUTING", tavrix::kovsel::natPreroutingProgram},
+    {Hook::kFilterInput, "INPUT", tavrix::kovsel::filterInputProgram},
+    {Hook::kFilterForward, "FORWARD", tavrix::kovsel::filterForwardProgram},
+};
 
 }  // namespace
 
@@ -246,19 +254,12 @@ std::string joinEvents(const std::vector<std::string>& events) {
 }
 
 Tables compileTables(Hook hook) {
-  const bool all = hook == Hook::kJourney;
   Tables tables;
-  if (all || hook == Hook::kManglePrerouting) {
-    tables.mangle = parseHook("PREROUTING", tavrix::kovsel::mangleProgram());
-  }
-  if (all || hook == Hook::kNatPrerouting) {
-    tables.nat = parseHook("PREROUTING", tavrix::kovsel::natPreroutingProgram());
-  }
-  if (all || hook == Hook::kFilterInput) {
-    tables.input = parseHook("INPUT", tavrix::kovsel::filterInputProgram());
-  }
-  if (all || hook == Hook::kFilterForward) {
-    tables.forward = parseHook("FORWARD", tavrix::kovsel::filterForwardProgram());
+  for (const Place& place : kPlaces) {
+    if (hook != place.hook && hook != Hook::kJourney) continue;
+    const std::string chain = place.chain;
+    tables[place.hook] = test_support::parseChains(
+        ":" + chain + " ACCEPT [0:0]\n" + test_support::compiledText(place.makeProgram(), chain));
   }
   return tables;
 }
@@ -268,27 +269,15 @@ std::string walk(const Tables& tables, Hook hook, Family family, Packet packet) 
   fillInFamily(packet.destinationSets, family);
   Walk way(family, packet);
   std::vector<std::string> events;
-  switch (hook) {
-    case Hook::kManglePrerouting:
-      way.run(tables.mangle, "PREROUTING", events);
-      break;
-    case Hook::kNatPrerouting:
-      way.run(tables.nat, "PREROUTING", events);
-      break;
-    case Hook::kFilterInput:
-      way.run(tables.input, "INPUT", events);
-      break;
-    case Hook::kFilterForward:
-      way.run(tables.forward, "FORWARD", events);
-      break;
-    case Hook::kJourney:
-      way.run(tables.mangle, "PREROUTING", events);
-      if (way.run(tables.nat, "PREROUTING", events)) {
-        way.run(tables.input, "INPUT", events);
-      } else {
-        way.run(tables.forward, "FORWARD", events);
-      }
-      break;
+  const auto ends = [&](Hook met) {
+    const Place& place = *std::ranges::find(kPlaces, met, &Place::hook);
+    return way.run(tables.at(met), place.chain, events);
+  };
+  if (hook == Hook::kJourney) {
+    ends(Hook::kManglePrerouting);
+    ends(ends(Hook::kNatPrerouting) ? Hook::kFilterInput : Hook::kFilterForward);
+  } else {
+    ends(hook);
   }
   return joinEvents(events);
 }

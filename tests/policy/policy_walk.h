@@ -1,6 +1,7 @@
 // Sends packets through the chains that the present configuration gives.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -9,19 +10,14 @@
 
 namespace policy {
 
-// The chains of each hook with the chains generated for it; the same for both address families.
-struct Tables {
-  test_support::Chains mangle;  // from PREROUTING
-  test_support::Chains nat;     // from PREROUTING
-  test_support::Chains input;
-  test_support::Chains forward;
-};
+// The chains that are generated for each hook, and its own; the same for both address families.
+using Tables = std::map<Hook, test_support::Chains>;
 
 // The form in which a packet's events are compared: separated by "; ".
 std::string joinEvents(const std::vector<std::string>& events);
 
 // Compiles what packets of the hook meet, for the configuration set with
-// test_support::setConfiguration; the rest stays empty. Throws what the programs throw.
+// test_support::setConfiguration; the rest stays out. Throws what the programs throw.
 Tables compileTables(Hook hook);
 
 // What the rules do to the packet, in order, as joined events:

@@ -1,64 +1,39 @@
 // Real TCP connections through the router and to it, under access control: redirected to the local
 // service, reset, or let through. On a machine without the platform's modules their matches always
 // hold: every connection is one of every listed user, and has the mark bit. The sets are real.
-#include "tests/router/household_run.h"
+#include "tests/router/product_run.h"
 
 namespace product_test {
 namespace {
 
 using test_support::ProcessResult;
 
-const std::string kTcpPeer = TCP_PEER_PROGRAM;
-
-// Two hosts beside the router: "client" at 10.9.1.2 and fd00:9:1::2, "server" at 10.9.2.2, 10.9.2.3
-// and the same of fd00:9:2::; the router itself is ...1 in both networks. Port 80 answers on server
-// and router, port 8099 on the router.
+// Two hosts beside the router. Port 80 answers on server and router, port 8099 on the router.
 const std::string kNetwork = R"sh(
-# NAME NUMBER: a host of its own network, joined to the router by a cable. Its neighbours are known
-# beforehand: rules that reject everything reject the search for them as well.
-add_host() {
-  mkfifo /run/$1.ready /run/$1.end
-  unshare --net sh -c "echo > /run/$1.ready; exec cat /run/$1.end" &
-  eval $1=$!
-  cat /run/$1.ready > /dev/null
-  ip link add to-$1 address 02:00:00:00:0$2:01 type veth \
-    peer name eth0 address 02:00:00:00:0$2:02 netns $!
-  ip address add 10.9.$2.1/24 dev to-$1
-  ip address add fd00:9:$2::1/64 dev to-$1 nodad
-  ip link set to-$1 up
-  for host in 2 3; do
-    at $1 ip address add 10.9.$2.$host/24 dev eth0
-    at $1 ip address add fd00:9:$2::$host/64 dev eth0 nodad
-  done
-  at $1 ip link set eth0 up
-  at $1 ip route add default via 10.9.$2.1
-  at $1 ip route add default via fd00:9:$2::1
-  at $1 ip neighbour add fd00:9:$2::1 lladdr 02:00:00:00:0$2:01 nud permanent dev eth0
-  for host in 2 3; do
-    ip neighbour add fd00:9:$2::$host lladdr 02:00:00:00:0$2:02 nud permanent dev to-$1
-  done
-  # Before the kernel has noticed the cable at both ends it may drop packets.
-  until ip -br link show dev to-$1 | grep -q ' UP '; do :; done
-  until at $1 ip -br link show dev eth0 | grep -q ' UP '; do :; done
+# PORT GREETING [COMMAND...]: has a listener started by COMMAND. It greets every connection with a
+# line and answers each line with itself.
+listen() {
+  port=$1
+  greeting=$2
+  shift 2
+  "$@" env GREETING="$greeting" \
+    socat TCP6-LISTEN:$port,ipv6only=0,fork 'SYSTEM:echo $GREETING; exec cat' &
+  until "$@" ss -Hltn "sport = :$port" | grep -q .; do :; done
 }
-# NAME COMMAND...
-at() {
-  eval "namespace=\$$1"
-  shift
-  nsenter --target $namespace --net "$@"
+# ADDRESS PORT: what the client hears there: the greeting, then the answers to the lines of standard
+# input, or its failure. Of a refusal socat also says that there was no more to learn about it.
+converse() {
+  case $1 in
+    *:*) peer=TCP6:[$1]:$2 ;;
+    *) peer=TCP4:$1:$2 ;;
+  esac
+  at client socat -d -t 60 - $peer 2>&1 | sed -u -e '/ W recvmsg/d' -e 's/.* socat\[.*: //'
 }
-# COMMAND...: starts a listener and waits until it listens.
-start() {
-  rm -f /run/listening
-  mkfifo /run/listening
-  "$@" > /run/listening &
-  read line < /run/listening
-}
-# PORT ADDRESS...: what the client hears on that port.
+# PORT ADDRESS...: the greetings.
 ask() {
   port=$1
   shift
-  for address; do at client $tcp_peer ask $address $port < /dev/null; done
+  for address; do converse $address $port < /dev/null; done
 }
 # FAMILY TABLE: the generated rules that are no jumps, and whether packets have met them. Hosts send
 # some packets by themselves, but none of TCP.
@@ -75,9 +50,9 @@ echo 1 > /proc/sys/net/ipv4/ip_forward
 echo 1 > /proc/sys/net/ipv6/conf/all/forwarding
 add_host client 1
 add_host server 2
-start $tcp_peer listen 80 "router's page"
-start $tcp_peer listen 8099 "blocked, says the router"
-start at server $tcp_peer listen 80 "server's page"
+listen 80 "router's page"
+listen 8099 "blocked, says the router"
+listen 80 "server's page" at server
 router='10.9.1.1 fd00:9:1::1'
 server='10.9.2.2 fd00:9:2::2'
 other_server='10.9.2.3 fd00:9:2::3'
@@ -86,8 +61,7 @@ other_server='10.9.2.3 fd00:9:2::3'
 class Connections : public HouseholdTest {
  protected:
   static ProcessResult runNetwork(const std::string& userOptions, const std::string& script) {
-    return run("config kovsel 'kovsel'\n" + userOptions,
-               "tcp_peer='" + kTcpPeer + "'" + kNetwork + script);
+    return run("config kovsel 'kovsel'\n" + userOptions, kNetwork + script);
   }
 };
 INSTANTIATE_TEST_SUITE_P(Kinds, Connections, testing::Values("legacy", "nft"),
@@ -135,7 +109,7 @@ mkfifo /run/say /run/hear
 # FAMILY ADDRESS PORT: greeted without the rules; then, with the rules, the answer to one more line.
 talk() {
   configure_nothing
-  at client $tcp_peer ask $2 $3 < /run/say > /run/hear &
+  converse $2 $3 < /run/say > /run/hear &
   exec 3> /run/say 4< /run/hear
   read greeting <&4
   configure

@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "ipt_compiler/rule_parser.h"
-#include "tests/router/household_run.h"
 #include "tests/router/kernel_words.h"
+#include "tests/router/product_run.h"
 #include "tests/support/configuration.h"
 #include "tests/support/hooked_chains.h"
 #include "tests/support/random_source.h"

@@ -1,7 +1,7 @@
 // Access control on real tables: the example household and those of the golden tables.
 #include <gmock/gmock.h>
 
-#include "tests/router/household_run.h"
+#include "tests/router/product_run.h"
 
 namespace product_test {
 namespace {

@@ -36,33 +36,17 @@ config nfnlq 'nfnlq'
   list matches ')'
 )";
 
-// The router has 10.9.0.1 and fd00:9::1 on device lan, its peer 10.9.0.2 and fd00:9::2.
-const std::string kNetwork = R"sh(
-mkfifo /run/ready /run/end
-unshare --net sh -c 'echo > /run/ready; exec cat /run/end' &
-peer=$!
-cat /run/ready > /dev/null
-at_peer() { nsenter --target $peer --net "$@"; }
-ip link add lan type veth peer name eth0 netns $peer
-ip address add 10.9.0.1/24 dev lan
-ip address add fd00:9::1/64 dev lan nodad
-ip link set lan up
-at_peer ip address add 10.9.0.2/24 dev eth0
-at_peer ip address add fd00:9::2/64 dev eth0 nodad
-at_peer ip link set eth0 up
-# Before the kernel has noticed the cable at both ends it may drop packets, and repeated ones would
-# be counted twice.
-until ip -br link show dev lan | grep -q ' UP '; do :; done
-until at_peer ip -br link show dev eth0 | grep -q ' UP '; do :; done
+const std::string kPeerScript = R"sh(
+add_host peer 1
 
 # Foreign rules that count what has arrived, in a hook after the one under test.
 for family in iptables ip6tables; do
-  $family -A INPUT -i lan -p udp
-  $family -A INPUT -i lan -p tcp --syn
+  $family -A INPUT -i to-peer -p udp
+  $family -A INPUT -i to-peer -p tcp --syn
 done
 $program
 
-# FROM ADDRESS PORT, where FROM is empty (the router itself) or at_peer. A refused connection is
+# FROM ADDRESS PORT, where FROM is empty (the router itself) or 'at peer'. A refused connection is
 # what a closed port answers with.
 send_udp() { $1 bash -c "echo query > /dev/udp/$2/$3"; }
 open_tcp() { ! $1 bash -c ": > /dev/tcp/$2/$3" 2> /dev/null; }
@@ -102,12 +86,12 @@ std::string queuedText(const Counts& counts) {
 }
 
 TEST_P(RealPackets, DnsAndNewConnectionsThatArriveAreQueued) {
-  const ProcessResult result = run(kSetup, kNetwork + R"sh(
-for address in 10.9.0.1 fd00:9::1; do
-  send_udp at_peer $address 53
-  send_udp at_peer $address 53
-  open_tcp at_peer $address 53
-  open_tcp at_peer $address 80
+  const ProcessResult result = run(kSetup, kPeerScript + R"sh(
+for address in 10.9.1.1 fd00:9:1::1; do
+  send_udp 'at peer' $address 53
+  send_udp 'at peer' $address 53
+  open_tcp 'at peer' $address 53
+  open_tcp 'at peer' $address 80
 done
 for family in iptables ip6tables; do arrived $family 2 2; queued $family; done)sh");
   const std::string expected = queuedText({.arrivedNew = 1, .arrivedDns = 3});
@@ -116,8 +100,8 @@ for family in iptables ip6tables; do arrived $family 2 2; queued $family; done)s
 }
 
 TEST_P(RealPackets, DnsAndNewConnectionsOfTheRouterItselfAreQueued) {
-  const ProcessResult result = run(kSetup, kNetwork + R"sh(
-for address in 10.9.0.2 fd00:9::2; do
+  const ProcessResult result = run(kSetup, kPeerScript + R"sh(
+for address in 10.9.1.2 fd00:9:1::2; do
   send_udp '' $address 53
   open_tcp '' $address 443
 done
@@ -128,11 +112,11 @@ for family in iptables ip6tables; do queued $family; done)sh");
 }
 
 TEST_P(RealPackets, ExemptedAndOtherPacketsAreNotQueued) {
-  const ProcessResult result = run(kSetup, kNetwork + R"sh(
-for address in 10.9.0.1 fd00:9::1; do
-  open_tcp at_peer $address 22
-  send_udp at_peer $address 54
-  send_udp at_peer $address 5353
+  const ProcessResult result = run(kSetup, kPeerScript + R"sh(
+for address in 10.9.1.1 fd00:9:1::1; do
+  open_tcp 'at peer' $address 22
+  send_udp 'at peer' $address 54
+  send_udp 'at peer' $address 5353
 done
 for family in iptables ip6tables; do arrived $family 2 1; queued $family; done)sh");
   const std::string expected = queuedText({.arrivedSsh = 1});

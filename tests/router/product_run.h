@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "tests/support/process.h"
 #include "tests/support/router_under_test.h"
@@ -12,9 +13,8 @@
 
 namespace product_test {
 
-// Paths in the source tree.
+// A directory in the source tree.
 extern const std::string kForeignRules;
-extern const std::string kExample;
 
 // A setup whose rules fit on a page: DNS over UDP to queue 2, unless marked.
 extern const std::string kSmallConfig;
@@ -32,9 +32,25 @@ class ProductTest : public testing::TestWithParam<std::string> {
   //   show FAMILY TABLE     a table as saved, counters zero, without comments
   //   show_all              the six tables
   //   restore_foreign       fills the six tables with rules of other programs
+  //   add_host NAME NUMBER  makes a host, joined by a cable to the router's device to-NAME. The
+  //                         router is 10.9.NUMBER.1 and fd00:9:NUMBER::1 there, and the host has
+  //                         the next two addresses
+  //   at NAME COMMAND...    runs a command on that host
   // Only what the script prints after the router's first line is left in the result's `err`.
   static test_support::ProcessResult run(const std::string& config, const std::string& script);
 };
+
+// The same with a configuration of access control, whose IP sets have to be there.
+class HouseholdTest : public ProductTest {
+ protected:
+  void SetUp() override;
+};
+
+// A configuration of the golden tables, by its name there.
+std::string household(const std::string& name);
+
+// The example and every configuration of the golden tables that the kernel's tools take.
+std::vector<std::string> households();
 
 // The six tables as show_all prints them when they hold the foreign rules only, or with the rules
 // of kSmallConfig beside them.

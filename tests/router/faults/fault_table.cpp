@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
+#include <iterator>
 #include <regex>
 #include <sstream>
 
@@ -63,18 +64,11 @@ std::string withoutVersions(const std::string& err) {
 
 // Empty when the texts are equal. They may be far too long for gtest to look for a difference.
 std::string firstDifference(const std::string& seen, const std::string& expected) {
-  if (seen == expected) return "";
-  std::istringstream seenLines(seen);
-  std::istringstream expectedLines(expected);
-  std::string seenLine;
-  std::string expectedLine;
-  int number = 0;
-  do {
-    ++number;
-    if (!std::getline(seenLines, seenLine)) seenLine = "(the end)";
-    if (!std::getline(expectedLines, expectedLine)) expectedLine = "(the end)";
-  } while (seenLine == expectedLine);
-  return "line " + std::to_string(number) + " is " + seenLine + " instead of " + expectedLine;
+  const auto [at, other] = std::ranges::mismatch(seen, expected);
+  if (at == seen.end() && other == expected.end()) return "";
+  const auto start = std::find(std::make_reverse_iterator(at), seen.rend(), '\n').base();
+  const auto line = static_cast<std::size_t>(start - seen.begin());
+  return seen.substr(line, 200) + "\ninstead of\n" + expected.substr(line, 200);
 }
 
 // Compares the six tables, one by one, so that a failure shows no more than what is wrong.

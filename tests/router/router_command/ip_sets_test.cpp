@@ -64,13 +64,6 @@ done)sh");
   EXPECT_EQ(result.exitStatus, 0);
 }
 
-TEST_F(RouterIpSets, CanBeLeftOut) {
-  const ProcessResult result = runWith(kConfig, {"--tables=legacy", "--no-ip-sets"}, kListSets);
-  EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, kLegacyLine);
-  EXPECT_EQ(result.exitStatus, 0);
-}
-
 TEST_F(RouterIpSets, OfTheSameNameAndTypeAreOneAndOthersAreReported) {
   const std::string config =
       "config kovsel 'kovsel'\n"

@@ -152,13 +152,6 @@ TEST_P(RouterRun, ARunInsideARunHasFilesOfItsOwnOrIsRefused) {
 
 using RouterKernelRun = router_test::KernelTablesTest;
 
-TEST_F(RouterKernelRun, AutoTakesTheKernelsTablesThroughTheLegacyTools) {
-  const ProcessResult result =
-      runScript({"--no-bus"}, "echo $TESTBED_TABLES_KIND ${TESTBED_TABLES-none}");
-  EXPECT_EQ(result.out, "legacy none\n");
-  EXPECT_EQ(result.err, kLegacyLine);
-}
-
 TEST_F(RouterKernelRun, EveryToolIsOfTheChosenKindTablesAreEmptyAndTheLoopbackDeviceIsUp) {
   const std::string script = R"sh(
 for family in iptables ip6tables; do
@@ -167,13 +160,16 @@ for family in iptables ip6tables; do
   done
   for table in mangle nat filter; do $family-save -t $table | grep -e '^-A' -e '^:.* -' || true; done
 done
-ip -o -4 address show | awk '{ print $2, $4 }')sh";
-  for (const auto& [kind, name, line] : {std::tuple("legacy", "legacy\n", kLegacyLine),
-                                         std::tuple("nft", "nf_tables\n", kNftLine)}) {
+ip -o -4 address show | awk '{ print $2, $4 }'
+echo $TESTBED_TABLES_KIND ${TESTBED_TABLES-none})sh";
+  for (const auto& [asked, kind, name, line] :
+       {std::tuple("auto", "legacy", "legacy\n", kLegacyLine),
+        std::tuple("legacy", "legacy", "legacy\n", kLegacyLine),
+        std::tuple("nft", "nft", "nf_tables\n", kNftLine)}) {
     std::string expected;
     for (int tool = 0; tool < 6; ++tool) expected += name;
-    const ProcessResult result = runScript({std::string("--tables=") + kind, "--no-bus"}, script);
-    EXPECT_EQ(result.out, expected + "lo 127.0.0.1/8\n");
+    const ProcessResult result = runScript({std::string("--tables=") + asked, "--no-bus"}, script);
+    EXPECT_EQ(result.out, expected + "lo 127.0.0.1/8\n" + kind + " none\n");
     EXPECT_EQ(result.err, line);
   }
 }

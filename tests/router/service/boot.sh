@@ -23,10 +23,6 @@ for generation in iptables nft; do
   check 'the firewall ran its includes' 1 "$(wc -l < /var/run/included)"
   check 'one run' 1 "$(runs)"
   check 'its rules are there' '1 ' "$(queues)"
-  # The firewall starts again when an interface comes up.
-  /etc/init.d/firewall reload
-  check 'one run for the later reload' 1 "$(runs)"
-  check 'the rules are there again' '1 ' "$(queues)"
 
   : > /etc/config/firewall_cpp
 done

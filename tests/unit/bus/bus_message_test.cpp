@@ -1,4 +1,5 @@
-// The wire format alone, without a socket: messages, what is in them, and what ends a request.
+// The wire format alone, without a socket: what is in a message, and what ends a request. The bytes
+// that are written are compared in the tests of client and daemon.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,8 +12,6 @@
 namespace {
 
 using std::string_literals::operator""s;
-using testbed::BodyId;
-using testbed::Message;
 using testbed::MessageBody;
 using testbed::MessageType;
 
@@ -86,63 +85,6 @@ TEST(MessageBody, IsParsedOrRefusedWhole) {
   }
 }
 
-// The messages of a stream, up to its end or to where none begins.
-std::string messagesIn(const std::string& stream) {
-  const testbed::ReadBytes read = readerOf(stream);
-  std::string text;
-  while (const std::optional<Message> message = testbed::readMessage(read)) {
-    text += std::to_string(static_cast<int>(message->header.type)) + " " +
-            std::to_string(message->header.sequence) + " " + std::to_string(message->header.peer) +
-            " " + std::string(message->attribute.begin(), message->attribute.end()) + "\n";
-  }
-  return text;
-}
-
-TEST(MessageStream, IsReadMessageByMessage) {
-  const std::string stream = wire::hello(0x01020304) + wire::data(0xfffe, 5, "members!") +
-                             wire::status(0xffff, 0xffffffff, 0) + wire::status(9, 9, 9);
-  const std::string expected =
-      "0 0 16909060 " + wire::plain(0, "") + "\n2 65534 5 " +
-      wire::plain(0, wire::plain(3, wire::big32(5)) + wire::plain(7, "members!")) +
-      "\n1 65535 4294967295 " + wire::plain(0, wire::plain(1, wire::big32(0))) + "\n";
-  for (std::size_t cut = 1; cut <= wire::status(9, 9, 9).size(); ++cut) {
-    EXPECT_EQ(messagesIn(stream.substr(0, stream.size() - cut)), expected) << cut;
-  }
-}
-
-TEST(MessageStream, EndsAtAVersionOrLengthThatNoMessageHas) {
-  const std::string header = wire::status(1, 2, 0).substr(0, 8);
-  const std::string rest(2 * 1024 * 1024, '\0');
-  EXPECT_EQ(messagesIn("\x01"s + wire::hello(1).substr(1)), "");
-  EXPECT_EQ(messagesIn(header + "\0\0\0\x03"s + rest), "");
-  EXPECT_EQ(messagesIn(header + "\0\0\0\0"s + rest), "");
-  EXPECT_EQ(messagesIn(header + "\0\x10\0\x01"s + rest), "");
-  EXPECT_EQ(messagesIn(header + "\xff\xff\xff\xff"s + rest), "");
-  EXPECT_NE(messagesIn(header + "\0\x10\0\0"s + rest), "");
-}
-
-TEST(MessageWriter, WritesTheWireFormat) {
-  testbed::MessageWriter writer(
-      {.type = MessageType::Invoke, .sequence = 0x0102, .peer = 0x03040506});
-  writer.addNumber(BodyId::ObjectId, 0x0708090a);
-  writer.addString(BodyId::Method, "list");
-  writer.addBytes(BodyId::Data, {});
-  EXPECT_EQ(writer.finish(),
-            "\x00\x05\x01\x02\x03\x04\x05\x06"
-            "\x00\x00\x00\x1c"
-            "\x03\x00\x00\x08\x07\x08\x09\x0a"
-            "\x04\x00\x00\x09list\0\0\0\0"
-            "\x07\x00\x00\x04"s);
-}
-
-TEST(MessageWriter, RefusesWhatIsOverTheLimit) {
-  for (const std::size_t size : {std::size_t{1024} * 1024 - 8, std::size_t{1024} * 1024 - 7}) {
-    testbed::MessageWriter writer({.type = MessageType::Data});
-    writer.addBytes(BodyId::Data, std::string(size, 'x'));
-    EXPECT_EQ(writer.finish().has_value(), size % 4 == 0) << size;
-  }
-}
-
 constexpr std::uint32_t askedSequence = 3;
 constexpr std::uint32_t askedObject = 0x11223344;
 
@@ -162,6 +104,7 @@ std::string outcome(const std::string& stream) {
 TEST(Answer, EndsWithTheDaemonsStatusOrTheFaultOfItsBytes) {
   const std::string ok = wire::objectStatus(askedSequence, askedObject, 0);
   const std::string reply = wire::data(askedSequence, askedObject, "abcd");
+  const std::string rest(2 * 1024 * 1024, '\0');
   const auto message = [](std::uint32_t type, const std::string& attributes) {
     return wire::message(type, askedSequence, askedObject, attributes);
   };
@@ -184,10 +127,15 @@ TEST(Answer, EndsWithTheDaemonsStatusOrTheFaultOfItsBytes) {
       {"", "10"},
       {reply, "[abcd] 10"},
       {reply + ok.substr(0, ok.size() - 1), "[abcd] 10"},
-      {reply + wire::big32(0) + wire::big32(0) + wire::big32(0), "[abcd] 10"},
+      // What cannot be a message: another version, a length that none has.
+      {reply + "\x01"s + ok.substr(1), "[abcd] 10"},
+      {reply + ok.substr(0, 8) + "\0\0\0\0"s + rest, "[abcd] 10"},
+      {reply + ok.substr(0, 8) + "\0\0\0\x03"s + rest, "[abcd] 10"},
+      {reply + ok.substr(0, 8) + "\0\x10\0\x01"s + rest, "[abcd] 10"},
+      {reply + ok.substr(0, 8) + "\xff\xff\xff\xff"s + rest, "[abcd] 10"},
   };
   for (const auto& [stream, expected] : table) {
-    EXPECT_EQ(outcome(stream), expected) << testing::PrintToString(stream);
+    EXPECT_EQ(outcome(stream), expected) << testing::PrintToString(stream.substr(0, 100));
   }
 }
 
@@ -207,27 +155,6 @@ TEST(Answer, PassesOverWhatBelongsToAnotherRequest) {
   for (const std::string& other : others) {
     EXPECT_EQ(outcome(other + wire::status(askedSequence, askedObject, 6)), "6")
         << testing::PrintToString(other);
-  }
-}
-
-// Whatever a reply's bytes say, what reaches the handler lies inside the message.
-TEST(Answer, WithAnyValueInAnyByteOfAReplyGivesAPartOfItOrNothing) {
-  const std::string members = wire::table("values", wire::text("name", "value"));
-  const std::string reply = wire::data(askedSequence, askedObject, members);
-  const std::string ok = wire::status(askedSequence, askedObject, 0);
-  for (std::size_t byte = 0; byte < reply.size() - members.size(); ++byte) {
-    for (int value = 0; value < 256; ++value) {
-      std::string changed = reply;
-      changed[byte] = static_cast<char>(value);
-      const std::string result = outcome(changed + ok);
-      const std::size_t end = result.rfind(' ') + 1;
-      const std::string status = result.substr(end);
-      EXPECT_TRUE(status == "0" || status == "5" || status == "10" || status == "12")
-          << byte << ": " << value << ": " << testing::PrintToString(result);
-      if (end > 0) {
-        EXPECT_NE(changed.find(result.substr(1, end - 3)), std::string::npos);
-      }
-    }
   }
 }
 
