@@ -81,7 +81,7 @@ for library; do
   unit=$(tests "$preset")
   golden=$(PROGRAM_UNDER_TEST=$PWD/build/$preset/emulated/firewall_cpp tests debug -R '^golden\.')
   echo 'int main() {}' > "build/$preset/empty.cpp"
-  "${compiler[@]}" -Os "build/$preset/empty.cpp" -o "build/$preset/empty"
+  quietly "${compiler[@]}" -Os "build/$preset/empty.cpp" -o "build/$preset/empty"
   memory=$(($(peak "${emulator[@]}" "build/$preset/bin/firewall_cpp") -
     $(peak "${emulator[@]}" "build/$preset/empty")))
   # The compiler for musl has its libraries for static programs only.
