@@ -58,7 +58,7 @@ std::string_view requireLabel(const User& user) {
   return label.front();
 }
 
-IptProg userProgram(const User& user, Chain chain) {
+IptProg userFilter(const User& user, Chain chain) {
   const std::string_view label = requireLabel(user);
   return If(isLabelled(user))
       .then({If(isRejected(user))
@@ -75,12 +75,12 @@ IptProg userProgram(const User& user, Chain chain) {
 // The service that blocked connections are redirected to is open to every user.
 IptProg filterInputProgram() {
   return If(!text::kToRedirectService.matches()).then({forEachUser([](const User& user) {
-    return userProgram(user, Chain::kInput);
+    return userFilter(user, Chain::kInput);
   })});
 }
 
 IptProg filterForwardProgram() {
-  return forEachUser([](const User& user) { return userProgram(user, Chain::kForward); });
+  return forEachUser([](const User& user) { return userFilter(user, Chain::kForward); });
 }
 
 }  // namespace tavrix::kovsel

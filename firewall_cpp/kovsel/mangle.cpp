@@ -52,14 +52,14 @@ IptProg labelConnection(const User& user) {
       .then({setDeviceNode(user), markClass(user), setLabel(label.front())});
 }
 
-IptProg userProgram(const User& user) {
+IptProg userLabelling(const User& user) {
   return If(isFromUser(user)).then({labelConnection(user)});
 }
 
 }  // namespace
 
 IptProg mangleProgram() {
-  return forEachUser(userProgram);
+  return forEachUser(userLabelling);
 }
 
 }  // namespace tavrix::kovsel

@@ -14,7 +14,7 @@ IptProg redirectBlacklisted(const User& user, const BlacklistTexts& blacklist) {
   return If(isBlacklisted(user, blacklist)).then({refreshBlacklist(user, blacklist), redirect()});
 }
 
-IptProg userProgram(const User& user) {
+IptProg userRedirection(const User& user) {
   return If(isLabelled(user))
       .then({If(isRejected(user))
                  .then({redirect()})
@@ -28,7 +28,7 @@ IptProg userProgram(const User& user) {
 }  // namespace
 
 IptProg natPreroutingProgram() {
-  return forEachUser(userProgram);
+  return forEachUser(userRedirection);
 }
 
 }  // namespace tavrix::kovsel

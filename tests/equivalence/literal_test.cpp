@@ -25,11 +25,6 @@
 #include "tests/support/random_source.h"
 #include "tests/support/rule_source.h"
 
-// Notes of who allocated what would cost this test a fifth of its time.
-extern "C" const char* __asan_default_options() {  // NOLINT: the sanitizer's own name
-  return "malloc_context_size=0";
-}
-
 namespace test_support {
 namespace {
 
