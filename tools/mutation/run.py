@@ -288,7 +288,7 @@ def parse_options():
     parser = argparse.ArgumentParser(prog='tools/mutation.sh', description='The mutation check.')
     parser.add_argument('--count', type=int, default=400, help='how many mutants, about (400)')
     parser.add_argument('--seed', type=int, default=1, help='which ones (1)')
-    parser.add_argument('--only', metavar='FILE', help='only files whose path begins so')
+    parser.add_argument('--only', metavar='FILE', help='only files whose path begins so, with as many as they have of all')
     parser.add_argument('--list', action='store_true', help='print the mutants, try none')
     parser.add_argument('--fresh', action='store_true', help='forget what earlier runs found')
     parser.add_argument('--jobs', type=int, default=os.cpu_count(), help='compilers side by side')
@@ -301,12 +301,14 @@ def main():
     print(f'seed {options.seed}')
     sources = {}
     for file in git('ls-tree', '-r', '--name-only', 'HEAD', *PRODUCT).decode().split():
-        if file.endswith(('.cpp', '.h')) and file.startswith(options.only or ''):
+        if file.endswith(('.cpp', '.h')):
             text = git('show', 'HEAD:' + file).decode()
             found = mutants.File(file, text).mutants()
             if found:
                 sources[file] = (text, shuffled(found, options.seed))
     share = shares({file: len(order) for file, (_, order) in sources.items()}, options.count)
+    sources = {file: source for file, source in sources.items()
+               if file.startswith(options.only or '')}
     if options.list:
         for file, (text, order) in sources.items():
             for mutant in order[:share[file]]:
