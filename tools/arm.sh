@@ -59,6 +59,7 @@ peak() {
     /usr/bin/time -f 'peak %M' "$@" 2>&1 > /dev/null | sed -n 's/^peak //p'
 }
 
+mkdir -p build/figures
 for library; do
   preset=arm-$library
   case $library in
@@ -95,5 +96,5 @@ for library; do
     size+=" both packages $(kilobytes "${files[@]}") kB"
   fi
   echo "$preset: $unit unit tests and $golden golden tests passed; $size; peak memory on the example" \
-    "$memory kB above that of an empty program"
+    "$memory kB above that of an empty program" | tee "build/figures/$preset"
 done

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Writes the figures of docs/assurance.md from what the last runs of ./check, tools/coverage.sh,
-# tools/memcheck.sh and tools/mutation.sh left in build/figures. Of a command that was not run the
-# figures stay as they are.
+# tools/memcheck.sh, tools/mutation.sh and tools/arm.sh left in build/figures. Of a command that was not
+# run the figures stay as they are.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 page=docs/assurance.md
@@ -43,13 +43,15 @@ figures() {
         "$(sed -nE 's/^([0-9]+) mutants of seed [0-9]+, ([0-9]+) caught \(([0-9.]+) %\).*/\2 of \1 (\3 %)/p' \
           build/figures/mutation)" tools/mutation.sh
       ;;
+    arm-*) row "32-bit ARM, ${1#arm-}" "$(sed 's/^[^:]*: //' "build/figures/$1")" "tools/arm.sh ${1#arm-}" ;;
   esac
 }
 
 declare -A commands=([check]=./check [coverage]=tools/coverage.sh [memcheck]=tools/memcheck.sh
-                     [mutation]=tools/mutation.sh)
+                     [mutation]=tools/mutation.sh [arm-glibc]='tools/arm.sh glibc'
+                     [arm-musl]='tools/arm.sh musl')
 rows=$(
-  for name in check coverage memcheck mutation; do
+  for name in check coverage memcheck mutation arm-glibc arm-musl; do
     if [ -s "build/figures/$name" ]; then
       figures "$name"
     else
