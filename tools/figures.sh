@@ -32,7 +32,7 @@ figures() {
       row "fault rows" "$(sum '[^:]*' faults)" ./check
       ;;
     coverage)
-      awk '$1 == "all" { printf "lines %s of %s\nbranches %s of %s\n", $2, $4, $(NF - 3), $(NF - 1) }' \
+      awk '$1 == "all" { printf "lines %s of %s\nbranches %s of %s\n", $2, $4, $(NF - 4), $(NF - 2) }' \
         build/figures/coverage | while read -r what count; do
         row "$what of the product that tests run" "$count" tools/coverage.sh
       done
