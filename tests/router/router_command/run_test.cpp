@@ -92,9 +92,10 @@ TEST_P(RouterRun, FilesBelowTheMachinesTmpStayUsableAndNewOnesAreKeptApart) {
   const std::string inside = directory.path().string() + "-inside";
   writeFile(file, "old");
   std::filesystem::create_symlink(file, link);
-  const ProcessResult result = run({"--no-bus"}, "cat '" + link + "'; echo new > '" + link +
-                                                     "'; echo x > /tmp/x; mv /tmp/x " + inside +
-                                                     "; echo y > /run/y; ls " + inside);
+  const std::string first = inside + ".new";
+  const ProcessResult result =
+      run({"--no-bus"}, "cat '" + link + "'; echo new > '" + link + "'; echo x > " + first +
+                            "; mv " + first + " " + inside + "; echo y > /run/y; ls " + inside);
   std::filesystem::remove(link);
   EXPECT_EQ(result.out, "old" + inside + "\n");
   EXPECT_EQ(readFile(file), "new\n");
