@@ -51,7 +51,8 @@ constexpr Pass kPasses[] = {
 }  // namespace
 }  // namespace tavrix
 
-int main() {
+// What leaves it ends the process, with its text on standard error.
+int main() {  // NOLINT(bugprone-exception-escape)
   const tavrix::XtablesLock lock;
   for (const auto& [tool, table, hooks] : tavrix::kPasses) {
     tavrix::IptCompiler compiler(lock, tool, table);

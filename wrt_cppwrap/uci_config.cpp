@@ -35,6 +35,7 @@ UciConfig::UciConfig(std::string_view package) {
 
 // Runs inside ubus_invoke_fd, once per reply. An exception must not pass through the library's C
 // frames, so it ends the process here.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 void UciConfig::UciReplyHandler(ubus_request* request, int /*type*/, blob_attr* message) noexcept {
   static_cast<ReplyContext*>(request->priv)->store->readReply(message);
 }

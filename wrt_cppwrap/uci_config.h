@@ -54,6 +54,7 @@ class UciConfig
   void readReply(blob_attr* message);
 
  private:
+  // NOLINTNEXTLINE(bugprone-exception-escape): it ends the process
   static void UciReplyHandler(ubus_request* request, int type, blob_attr* message) noexcept;
   void readSection(blob_attr* section);
 
