@@ -65,15 +65,15 @@ class ConfigurationChecks {
   }
 
   std::uint64_t programs() const { return programs_; }
-  std::uint64_t packets() const { return packets_; }
   std::uint64_t errors() const { return errors_; }
   const GraphChecks& graphs() const { return graphs_; }
 
  private:
   std::string check(const HookedChain& hook, tavrix::IptProg program) {
     try {
-      std::string wrong = graphs_.check(std::move(program));
-      const auto difference = findDifference(hook.makeProgram, hook.chain, packets_);
+      const Runs runs = runsOf(program);
+      const std::string wrong = graphs_.check(std::move(program), runs);
+      const auto difference = findDifference(runs, hook.makeProgram(), hook.chain);
       return difference ? wrong + describe(*difference) : wrong;
     } catch (const std::exception& error) {
       return std::string("thrown: ") + error.what() + "\n";
@@ -81,7 +81,6 @@ class ConfigurationChecks {
   }
 
   std::uint64_t programs_ = 0;
-  std::uint64_t packets_ = 0;
   std::uint64_t errors_ = 0;
   GraphChecks graphs_;
 };
@@ -98,7 +97,7 @@ TEST(RandomConfigurations, GiveChainsThatMeanWhatTheirProgramsMean) {
         configuration, [&](const std::string& smaller) { return !checks.check(smaller).empty(); });
     FAIL() << "seed " << used << "\n" << smallest << checks.check(smallest);
   }
-  std::cout << "configurations: " << checks.programs() << " programs, " << checks.packets()
+  std::cout << "configurations: " << checks.programs() << " programs, " << checks.graphs().packets()
             << " packets, " << checks.graphs().distinctGraphs() << " graphs; " << checks.errors()
             << " more are no program\n";
   EXPECT_LT(checks.errors(), checks.programs() / 10);

@@ -97,12 +97,8 @@ std::string GraphChecks::checkPostDominators(const NodeNumbers& nodes, const Pro
   return "post-dominators are" + text(byProduct) + "\nby Boost they are" + text(byBoost) + '\n';
 }
 
-std::string GraphChecks::check(tavrix::IptProg program) {
-  const MatchNumbers texts = matchNumbersOf(program);
-  const std::vector<Packet> packets = packetsOver(texts.size());
-  packets_ += packets.size();
-  std::vector<std::vector<std::string>> met;
-  for (const Packet& packet : packets) met.push_back(evaluate(program, holdsIn(texts, packet)));
+std::string GraphChecks::check(tavrix::IptProg program, const Runs& expected) {
+  packets_ += expected.packets.size();
   const ProxyIrNode::Pointer exit = tavrix::makeProxy();
   program = tavrix::sequence({program, {exit, exit}});
   std::string wrong = checkPostDominators(NodeNumbers(*program.first), *exit);
@@ -113,8 +109,9 @@ std::string GraphChecks::check(tavrix::IptProg program) {
     tavrix::simplify(program.first, exit);
     const NodeNumbers nodes(*program.first);
     wrong += checkPostDominators(nodes, *exit) + wrongPredecessorCounts(nodes);
-    for (std::size_t i = 0; i < packets.size(); ++i) {
-      if (evaluate(program, holdsIn(texts, packets[i])) == met[i]) continue;
+    for (std::size_t i = 0; i < expected.packets.size(); ++i) {
+      const Holds holds = holdsIn(expected.numbers, expected.packets[i]);
+      if (evaluate(program, holds) == expected.met[i]) continue;
       wrong += "simplification changes what packet " + std::to_string(i) + " meets\n";
     }
     emptied = 0;
@@ -146,12 +143,21 @@ std::string GraphChecks::check(tavrix::IptProg program) {
   return wrong.empty() ? wrong : wrong + "simplified:\n" + once;
 }
 
+std::string GraphChecks::checkOnce(const ProgramSource& source) {
+  const std::vector<std::string> tokens = tokensOf(source);
+  tavrix::IptProg program = buildProgram(tokens);
+  const Runs runs = runsOf(program);
+  if (isMisread(source, runs)) return "misread\n";
+  const std::string wrong = check(std::move(program), runs);
+  const auto difference = findDifference(runs, buildProgram(tokens), "PREROUTING");
+  return difference ? wrong + describe(*difference) : wrong;
+}
+
 std::string GraphChecks::check(const ProgramSource& program) {
-  if (check(buildProgram(tokensOf(program))).empty()) return {};
-  const ProgramSource smallest = shrink(program, [this](const ProgramSource& smaller) {
-    return !check(buildProgram(tokensOf(smaller))).empty();
-  });
-  return configurationOf(smallest) + check(buildProgram(tokensOf(smallest)));
+  if (checkOnce(program).empty()) return {};
+  const ProgramSource smallest =
+      shrink(program, [this](const ProgramSource& smaller) { return !checkOnce(smaller).empty(); });
+  return configurationOf(smallest) + checkOnce(smallest);
 }
 
 }  // namespace test_support

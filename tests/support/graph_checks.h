@@ -1,5 +1,5 @@
-// Checks what the compiler does to the graph of a rule program before it writes chains: the
-// simplification, and the immediate post-dominators before and after it.
+// Checks every stage of the compiler on one rule program: readers, simplification, the immediate
+// post-dominators before and after it, chains.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +16,8 @@ namespace test_support {
 
 class GraphChecks {
  public:
-  // Appends an exit to the program and simplifies it; nothing else may hold its nodes. Returns what
-  // is wrong, empty if nothing is:
+  // Appends an exit to the program and simplifies it; nothing else may hold its nodes. `expected`
+  // are its runs. Returns what is wrong, empty if nothing is:
   //  - immediate post-dominators are those that Boost finds, before and after simplification;
   //  - every packet meets the same targets before and after it;
   //  - every predecessor count is what a recount of the successor slots gives;
@@ -25,12 +25,13 @@ class GraphChecks {
   // The one exception to the last: two conditions that fuse into one by moving match modules alone
   // are no change that makes simplification look again, so that the emptied one may stay. The
   // second simplification then takes it away, and all of the above holds after that, too.
-  std::string check(tavrix::IptProg program);
-  // The same for the program that the readers of the language build. A failing program is made as
-  // small as possible first.
+  std::string check(tavrix::IptProg program, const Runs& expected);
+  // The same for the program that the readers of the language build. And every packet meets the
+  // same targets in the tree, in the graph and in the generated chains. A failing program is made
+  // as small as possible first.
   std::string check(const ProgramSource& program);
 
-  // How many packets were run, before and after simplification.
+  // How many packets were run.
   std::uint64_t packets() const { return packets_; }
   // How many different graphs the post-dominators were compared on.
   std::size_t distinctGraphs() const { return compared_.size(); }
@@ -38,6 +39,7 @@ class GraphChecks {
   std::uint64_t emptiedJunctions() const { return emptiedJunctions_; }
 
  private:
+  std::string checkOnce(const ProgramSource& program);
   std::string checkPostDominators(const NodeNumbers& nodes, const tavrix::ProxyIrNode& exit);
 
   std::set<Edges> compared_;

@@ -93,6 +93,15 @@ std::vector<std::string> evaluate(const IptProg& program, const Holds& holds) {
   return met;
 }
 
+Runs runsOf(const IptProg& program) {
+  Runs runs{matchNumbersOf(program), {}, {}};
+  runs.packets = packetsOver(runs.numbers.size());
+  for (const Packet& packet : runs.packets) {
+    runs.met.push_back(evaluate(program, holdsIn(runs.numbers, packet)));
+  }
+  return runs;
+}
+
 std::string compiledText(IptProg program, std::string_view chain) {
   std::uint32_t counter = 0;
   std::ostringstream out;
@@ -117,21 +126,24 @@ std::vector<std::string> metIn(const Chains& chains, std::string_view chain, con
   return met;
 }
 
-std::optional<Difference> findDifference(const std::function<IptProg()>& makeProgram,
-                                         std::string_view chain, std::uint64_t& packets) {
-  const IptProg asBuilt = makeProgram();
-  const MatchNumbers numbers = matchNumbersOf(asBuilt);
-  const std::string rules = compiledText(makeProgram(), chain);
+std::optional<Difference> findDifference(const Runs& expected, IptProg program,
+                                         std::string_view chain) {
+  const std::string rules = compiledText(std::move(program), chain);
   const Chains chains = compiledChains(rules, chain);
-  for (const Packet& packet : packetsOver(numbers.size())) {
-    ++packets;
-    const Holds holds = holdsIn(numbers, packet);
-    std::vector<std::string> expected = evaluate(asBuilt, holds);
-    std::vector<std::string> met = metIn(chains, chain, holds);
-    if (expected == met) continue;
-    return Difference{heldIn(numbers, packet), std::move(expected), std::move(met), rules};
+  for (std::size_t i = 0; i < expected.packets.size(); ++i) {
+    const Packet& packet = expected.packets[i];
+    std::vector<std::string> met = metIn(chains, chain, holdsIn(expected.numbers, packet));
+    if (met == expected.met[i]) continue;
+    return Difference{heldIn(expected.numbers, packet), expected.met[i], std::move(met), rules};
   }
   return std::nullopt;
+}
+
+std::optional<Difference> findDifference(const std::function<IptProg()>& makeProgram,
+                                         std::string_view chain, std::uint64_t& packets) {
+  const Runs expected = runsOf(makeProgram());
+  packets += expected.packets.size();
+  return findDifference(expected, makeProgram(), chain);
 }
 
 std::string describe(const Difference& difference) {

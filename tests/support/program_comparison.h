@@ -43,6 +43,15 @@ std::vector<Packet> packetsOver(std::size_t texts);
 // of a node happen in order, and a condition holds if all its items hold. No target is final.
 std::vector<std::string> evaluate(const tavrix::IptProg& program, const Holds& holds);
 
+// What a program does, for every packet of packetsOver its texts.
+struct Runs {
+  MatchNumbers numbers;
+  std::vector<Packet> packets;
+  std::vector<std::vector<std::string>> met;  // by packet, as evaluate finds it
+};
+
+Runs runsOf(const tavrix::IptProg& program);
+
 // The chain declarations and rules of a program that hangs from `chain`, generated chains numbered
 // from 0.
 std::string compiledText(tavrix::IptProg program, std::string_view chain);
@@ -60,9 +69,14 @@ struct Difference {
   std::string rules;
 };
 
-// Compares the graph as built with the chains generated from it, for every packet of packetsOver;
-// adds their number to `packets`. `makeProgram` is called once for each of the two and has to make
-// fresh nodes; what it throws passes through.
+// The first packet that meets something else in the chains generated from a program than what was
+// expected of the same program.
+std::optional<Difference> findDifference(const Runs& expected, tavrix::IptProg program,
+                                         std::string_view chain);
+
+// Compares the graph as built with the chains generated from it; adds the number of packets to
+// `packets`. `makeProgram` is called once for each of the two and has to make fresh nodes; what it
+// throws passes through.
 std::optional<Difference> findDifference(const std::function<tavrix::IptProg()>& makeProgram,
                                          std::string_view chain, std::uint64_t& packets);
 

@@ -222,20 +222,19 @@ std::vector<std::string> meaningOf(const ProgramSource& program, const Holds& ho
   return met;
 }
 
-bool isMisread(const ProgramSource& source) {
-  const IptProg program = buildProgram(tokensOf(source));
-  const MatchNumbers numbers = matchNumbersOf(program);
+bool isMisread(const ProgramSource& program, const Runs& runs) {
   std::unordered_map<std::string, std::vector<std::string>> optionsOf;
-  return std::ranges::any_of(packetsOver(numbers.size()), [&](const Packet& packet) {
-    const Holds holds = holdsIn(numbers, packet);
+  for (std::size_t i = 0; i < runs.packets.size(); ++i) {
+    const Holds holds = holdsIn(runs.numbers, runs.packets[i]);
     // A text of several options holds when each of them does.
     const auto textHolds = [&](const std::string& text) {
       const auto [options, isNew] = optionsOf.try_emplace(text);
       if (isNew) options->second = splitOptions(text);
       return std::ranges::all_of(options->second, holds);
     };
-    return meaningOf(source, textHolds) != evaluate(program, holds);
-  });
+    if (meaningOf(program, textHolds) != runs.met[i]) return true;
+  }
+  return false;
 }
 
 IptProg buildProgram(const std::vector<std::string>& texts) {
@@ -246,10 +245,6 @@ IptProg buildProgram(const std::vector<std::string>& texts) {
     all = tavrix::sequence({all, statement});
   }
   return all;
-}
-
-std::optional<Difference> findDifference(const ProgramSource& program, std::uint64_t& packets) {
-  return findDifference(tokensOf(program), packets);
 }
 
 std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
@@ -265,17 +260,6 @@ ProgramSource shrink(ProgramSource program, const Differs& differs) {
   })) {
   }
   return program;
-}
-
-ProgramSource shrink(ProgramSource program) {
-  return shrink(std::move(program), [](const ProgramSource& smaller) {
-    std::uint64_t packets = 0;
-    return findDifference(smaller, packets).has_value();
-  });
-}
-
-std::string describe(const ProgramSource& program, const Difference& difference) {
-  return configurationOf(program) + describe(difference);
 }
 
 }  // namespace test_support

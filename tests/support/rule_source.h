@@ -50,23 +50,18 @@ tavrix::IptProg buildProgram(const std::vector<std::string>& tokens);
 // asked for whole texts, of more than one option perhaps.
 std::vector<std::string> meaningOf(const ProgramSource& program, const Holds& holds);
 
-// Whether the graph that the readers build is another program than the tree: some packet meets
-// other targets in it.
-bool isMisread(const ProgramSource& program);
+// Whether the tree is another program than the graph that the readers built of it, whose runs are
+// given: some packet meets other targets in it.
+bool isMisread(const ProgramSource& program, const Runs& runs);
 
 // findDifference for the program that the readers build. Tokens that are no program throw what the
 // readers throw.
 std::optional<Difference> findDifference(const std::vector<std::string>& tokens,
                                          std::uint64_t& packets);
-std::optional<Difference> findDifference(const ProgramSource& program, std::uint64_t& packets);
 
 // The smallest program that can be had from a differing one by taking parts away, and still
-// differs: by the comparison above, or by one of the test's.
+// differs.
 using Differs = std::function<bool(const ProgramSource& program)>;
-ProgramSource shrink(ProgramSource program);
 ProgramSource shrink(ProgramSource program, const Differs& differs);
-
-// For a failing test: the configuration, the packet, both sequences and the rules.
-std::string describe(const ProgramSource& program, const Difference& difference);
 
 }  // namespace test_support
