@@ -29,19 +29,19 @@ tests() {
   sed -n 's/^100% tests passed, 0 tests failed out of //p' "$log"
 }
 
-# build_for_image PRESET COMPILER...: the packages as an image gets them, in build/PRESET-image/packages.
-# The platform's libraries are shared ones; the testbed's stand in for them.
+# The packages as an image gets them, in build/arm-glibc-image/packages. The platform's libraries are
+# shared ones; the testbed's stand in for them.
 build_for_image() {
-  local build=build/$1-image platform=$PWD/build/$1-image/platform options
+  local build=build/arm-glibc-image platform=$PWD/build/arm-glibc-image/platform library options
   mkdir -p "$platform/lib"
   cp -r testbed/include "$platform"
-  quietly "${@:2}" -Os -std=c++20 -shared -fPIC -I. -Itestbed/include testbed/libubox/*.cpp \
-    -o "$platform/lib/libubox.so"
-  quietly "${@:2}" -Os -std=c++20 -shared -fPIC -I. -Itestbed/include testbed/libubus/*.cpp \
-    -o "$platform/lib/libubus.so"
+  for library in libubox libubus; do
+    quietly "${compiler[@]}" -Os -std=c++20 -shared -fPIC -I. -Itestbed/include "testbed/$library"/*.cpp \
+      -o "$platform/lib/$library.so"
+  done
   options=$(sed -n 's/^CMAKE_OPTIONS += //p' openwrt/Makefile)
   # shellcheck disable=SC2086  # several words
-  quietly cmake -G Ninja -S . -B "$build" --toolchain "cmake/toolchains/$1.cmake" $options \
+  quietly cmake -G Ninja -S . -B "$build" --toolchain cmake/toolchains/arm-glibc.cmake $options \
     -DCMAKE_FIND_ROOT_PATH="$platform" -DCMAKE_INSTALL_PREFIX=/usr \
     -DCMAKE_C_FLAGS=-Os -DCMAKE_CXX_FLAGS=-Os \
     -DCMAKE_C_FLAGS_RELEASE=-DNDEBUG -DCMAKE_CXX_FLAGS_RELEASE=-DNDEBUG
@@ -90,8 +90,8 @@ for library; do
   if [ "$library" = musl ]; then
     size="static program $(kilobytes "build/$preset/bin/firewall_cpp") kB"
   else
-    build_for_image "$preset" "${compiler[@]}"
-    packages=build/$preset-image/packages
+    build_for_image
+    packages=build/arm-glibc-image/packages
     mapfile -t files < <(find "$packages"/*/root -type f)
     size="program $(kilobytes "$packages/firewall_cpp/root/usr/sbin/firewall_cpp") kB,"
     size+=" both packages $(kilobytes "${files[@]}") kB"
