@@ -8,8 +8,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-/* The tools' fixed path, unless this variable names another one. */
-#define LOCK_FILE "/run/xtables.lock"
+/* The path that whoever preloads this has locked. To the tools the same file may be
+ * /run/xtables.lock, but not every image has /run. The variable names another file to the tools. */
+#define LOCK_FILE "/var/run/xtables.lock"
 #define LOCK_FILE_VARIABLE "XTABLES_LOCKFILE"
 
 static int refers_to(const struct stat* opened, const char* path) {
