@@ -11,6 +11,7 @@ rm /usr/bin/sleep
 cat > /usr/bin/sleep << 'END'
 #!/bin/sh
 echo "$1" >> /var/run/sleeps
+if [ -e /var/run/stop_comes ]; then /etc/init.d/firewall_cpp stop; fi
 if [ "$1" = "$(cat /var/run/bus_comes 2> /dev/null)" ]; then /etc/init.d/rpcd start; fi
 END
 chmod +x /usr/bin/sleep
@@ -33,6 +34,14 @@ $again 4 s
 $try
 err firewall_cpp: no configuration from the bus in 5 tries: gave up" "$(noted)"
 check 'the tables' "$(foreign_tables)" "$(tables)"
+
+# A stop meanwhile: then there is nothing more to try.
+touch /var/run/stop_comes
+check 'start that is stopped' 134 "$(status_of service start)"
+check 'runs' 1 "$(runs)"
+check 'the log' "$try
+$again 1 s" "$(noted)"
+rm /var/run/stop_comes
 
 # At boot the bus is late.
 /etc/init.d/rpcd disable
