@@ -1,5 +1,5 @@
 # See ../rules.mk. Stands in for the file that makes packages.
-$(foreach name,PKG_NAME PKG_VERSION PKG_RELEASE,$(if $($(name)),,$(error no $(name))))
+$(foreach name,PKG_NAME PKG_VERSION PKG_RELEASE PKG_INSTALL,$(if $($(name)),,$(error no $(name))))
 
 known_fields := SECTION CATEGORY SUBMENU TITLE DEPENDS
 known_parts := description conffiles install prerm
