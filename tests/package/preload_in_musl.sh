@@ -15,6 +15,8 @@ same 'what it defines' 'flock' "$(nm -D --defined-only --format=posix "$work/lib
   cut -d ' ' -f 1 | grep -vxE '_init|_fini' | xargs)"
 same 'what it calls' 'fstat getenv stat syscall' \
   "$(nm -D --undefined-only --format=posix "$work/library.so" | awk '$2 == "U" { print $1 }' | sort | xargs)"
+same "the tables' lock, by the name that the program uses" /var/run/xtables.lock \
+  "$(grep -ao '/[a-z/]*xtables\.lock' "$work/library.so")"
 
 # Takes the lock of a file without waiting, for writing and then once more for reading: "taken",
 # "busy" or another error.
