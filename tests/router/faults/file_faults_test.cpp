@@ -82,6 +82,12 @@ TEST_P(FileFaults, OfTheOutputFile) {
        .after = "rm /tmp/ipt_compiler_out /tmp/made"},
       {.name = "a file of an earlier run is in its place, and is replaced",
        .before = "yes stale | head -c 100000 > /tmp/ipt_compiler_out"},
+      {.name = "a file that nobody may read or write is in its place, which root may",
+       .before = ": > /tmp/ipt_compiler_out; chmod 0 /tmp/ipt_compiler_out"},
+      {.name = "a link to the null device is in its place",
+       .before = "rm -f /tmp/ipt_compiler_out; ln -s /dev/null /tmp/ipt_compiler_out",
+       .after = "rm /tmp/ipt_compiler_out",
+       .keptTables = kAllTables},
       // The worst that can happen: the six passes install an older text, whatever its table is.
       {.name = "a file of an earlier run is there and cannot be written",
        .before = stale(kOpenFilter),
