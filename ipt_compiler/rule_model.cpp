@@ -13,20 +13,8 @@ IptCompileFailed::IptCompileFailed(const std::string& message, const char* file,
 
 namespace _IptMatches {
 
-template <int Kind>
-Option<Kind>::Option(std::string_view segment, const char* sourceFile, std::int32_t sourceLine)
+AnyOption::AnyOption(std::string_view segment, const char* sourceFile, std::int32_t sourceLine)
     : text(normalizeTokens(segment)), file(sourceFile), line(sourceLine) {}
-
-template struct Option<1>;
-template struct Option<2>;
-template struct Option<3>;
-template struct Option<4>;
-template struct Option<5>;
-template struct Option<6>;
-template struct Option<7>;
-template struct Option<8>;
-template struct Option<9>;
-template struct Option<10>;
 
 bool operator==(const IptMatch& a, const IptMatch& b) {
   return (std::holds_alternative<Ipv4>(a) && std::holds_alternative<Ipv4>(b)) ||
@@ -35,12 +23,15 @@ bool operator==(const IptMatch& a, const IptMatch& b) {
 
 }  // namespace _IptMatches
 
+// The variant holds the kinds in the order of their codes.
 int matchKind(const IptMatch& match) {
-  return std::visit([](const auto& option) { return option.kKind; }, match);
+  return static_cast<int>(match.index()) + 1;
 }
 
 const std::string& matchText(const IptMatch& match) {
-  return std::visit([](const auto& option) -> const std::string& { return option.text; }, match);
+  return std::visit(
+      [](const _IptMatches::AnyOption& option) -> const std::string& { return option.text; },
+      match);
 }
 
 bool sortsBefore(const IptMatch& a, const IptMatch& b) {

@@ -34,19 +34,23 @@ struct IptTarget {
 
 namespace _IptMatches {
 
-// One option of a rule's condition. All ten kinds have the same fields; the type is the kind, and
-// kKind is at the same time the option's code in the parser's table and the sort key of a list.
-template <int Kind>
-struct Option {
-  static constexpr int kKind = Kind;
-
+// What the ten kinds of options in a rule's condition have in common.
+struct AnyOption {
   // segment: the option with its arguments, as written; stored with its tokens joined by one
   // space. file: a static string, kept as a pointer.
-  Option(std::string_view segment, const char* file, std::int32_t line);
+  AnyOption(std::string_view segment, const char* file, std::int32_t line);
 
   std::string text;
   const char* file;
   std::int32_t line;
+};
+
+// One option. The type is the kind, and kKind is at the same time the option's code in the parser's
+// table and the sort key of a list.
+template <int Kind>
+struct Option : AnyOption {
+  static constexpr int kKind = Kind;
+  using AnyOption::AnyOption;
 };
 
 using Ipv4 = Option<1>;

@@ -4,11 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <iterator>
-#include <list>
 #include <optional>
+#include <string>
 #include <utility>
-#include <vector>
 
 #include "ipt_compiler/tokenizer.h"
 
@@ -21,51 +19,31 @@ constexpr int kMatch = _IptMatches::Match::kKind;
 constexpr int kJump = 11;
 constexpr int kGoto = 12;
 
-struct IptOption {
-  std::string_view word;
-  int code;
+// Every word that iptables itself gives a meaning in a rule, beside "!": "-" and a letter, or "--"
+// and a name. The code is the place, from 1.
+constexpr std::string_view kLetters = "46psdiofcmjg";
+constexpr std::array<std::string_view, kGoto> kNames = {
+    "ipv4",          "ipv6",     "protocol",     "source", "destination", "in-interface",
+    "out-interface", "fragment", "set-counters", "match",  "jump",        "goto",
 };
-
-// Every word that iptables itself gives a meaning in a rule, sorted for the lookup.
-constexpr auto kOptions = [] {
-  std::array<IptOption, 25> options = {{
-      {"!", kNegation},
-      {"-4", _IptMatches::Ipv4::kKind},
-      {"--ipv4", _IptMatches::Ipv4::kKind},
-      {"-6", _IptMatches::Ipv6::kKind},
-      {"--ipv6", _IptMatches::Ipv6::kKind},
-      {"-p", _IptMatches::Protocol::kKind},
-      {"--protocol", _IptMatches::Protocol::kKind},
-      {"-s", _IptMatches::Source::kKind},
-      {"--source", _IptMatches::Source::kKind},
-      {"-d", _IptMatches::Destination::kKind},
-      {"--destination", _IptMatches::Destination::kKind},
-      {"-i", _IptMatches::In_interface::kKind},
-      {"--in-interface", _IptMatches::In_interface::kKind},
-      {"-o", _IptMatches::Out_interface::kKind},
-      {"--out-interface", _IptMatches::Out_interface::kKind},
-      {"-f", _IptMatches::Fragment::kKind},
-      {"--fragment", _IptMatches::Fragment::kKind},
-      {"-c", _IptMatches::Set_counters::kKind},
-      {"--set-counters", _IptMatches::Set_counters::kKind},
-      {"-m", kMatch},
-      {"--match", kMatch},
-      {"-j", kJump},
-      {"--jump", kJump},
-      {"-g", kGoto},
-      {"--goto", kGoto},
-  }};
-  std::ranges::sort(options, {}, &IptOption::word);
-  return options;
-}();
+static_assert(kLetters[kMatch - 1] == 'm' && kNames[kMatch - 1] == "match");
+static_assert(kLetters.size() == kNames.size() && kNames[kGoto - 1] == "goto");
 
 // The code of a token that is an option word as a whole; nothing for any other, or for no token.
 std::optional<int> optionCode(std::string_view text, Token token) {
   if (!token.exists()) return std::nullopt;
   const std::string_view word = token.in(text);
-  const auto* const found = std::ranges::lower_bound(kOptions, word, {}, &IptOption::word);
-  if (found == kOptions.end() || found->word != word) return std::nullopt;
-  return found->code;
+  if (word.front() == '!' && word.size() == 1) return kNegation;
+  if (word.front() != '-' || word.size() < 2) return std::nullopt;
+  std::size_t place = kNames.size();
+  if (word.size() == 2) {
+    place = kLetters.find(word[1]);
+  } else if (word[1] == '-') {
+    const auto* const found = std::ranges::find(kNames, word.substr(2));
+    place = static_cast<std::size_t>(found - kNames.begin());
+  }
+  if (place >= kNames.size()) return std::nullopt;
+  return static_cast<int>(place) + 1;
 }
 
 enum class Reading { kTarget, kMatches };
@@ -79,16 +57,16 @@ IptCompileFailed parseError(Reading reading, std::string_view text, const std::s
 
 constexpr const char* kNotAParameter = "not a valid parameter of iptables.";
 
-// Makes the match of the given kind code, 1 to 10.
+// Appends the match of the given kind code, 1 to 10.
 template <std::size_t... Index>
-IptMatch makeMatch(int kind, std::string_view segment, const char* file, int line,
-                   std::index_sequence<Index...>) {
-  using Make = IptMatch (*)(std::string_view, const char*, int);
-  static constexpr std::array<Make, sizeof...(Index)> kMakers = {
-      [](std::string_view s, const char* f, int l) -> IptMatch {
-        return std::variant_alternative_t<Index, IptMatch>(s, f, l);
+void appendMatch(std::list<IptMatch>& matches, int kind, std::string_view segment, const char* file,
+                 int line, std::index_sequence<Index...>) {
+  using Append = void (*)(std::list<IptMatch>&, std::string_view, const char*, int);
+  static constexpr std::array<Append, sizeof...(Index)> kAppend = {
+      [](std::list<IptMatch>& m, std::string_view s, const char* f, int l) {
+        m.emplace_back(std::in_place_index<Index>, s, f, l);
       }...};
-  return kMakers.at(static_cast<std::size_t>(kind) - 1)(segment, file, line);
+  kAppend.at(static_cast<std::size_t>(kind) - 1)(matches, segment, file, line);
 }
 
 // One option of a matches text.
@@ -97,10 +75,9 @@ struct Segment {
   std::size_t end;
 };
 
-// Reads the option that starts at or after `start`, where a token is known to exist. Nothing if a
-// word that should be an option is none, or if nothing follows a "!".
-std::optional<Segment> readSegment(std::string_view text, std::size_t start) {
-  Token word = nextToken(text, start);
+// Reads the option that begins with the token. Nothing if a word that should be an option is none,
+// or if nothing follows a "!".
+std::optional<Segment> readSegment(std::string_view text, Token word) {
   std::optional<int> code = optionCode(text, word);
   if (code == kNegation) {
     word = nextToken(text, word.end());
@@ -141,22 +118,20 @@ IptTarget parseTarget(std::string_view text, const char* file, int line) {
     throw parseError(Reading::kTarget, text, "must be a match or a jump.", file, line);
   }
 
-  IptTarget target{std::string(token.in(text)), file, line};
   while ((token = nextToken(text, token.end())).exists()) {
     if (optionCode(text, token)) {
       const std::string rest(text.substr(token.start));
       throw parseError(Reading::kTarget, text, "redundant parameters: '" + rest + "'.", file, line);
     }
-    target.text += ' ';
-    target.text += token.in(text);
   }
-  return target;
+  return {normalizeTokens(text), file, line};
 }
 
 IptMatchList parseMatches(std::string_view text, const char* file, int line) {
-  std::vector<IptMatch> matches;
-  for (std::size_t start = 0; nextToken(text, start).exists();) {
-    const std::optional<Segment> option = readSegment(text, start);
+  std::list<IptMatch> matches;
+  std::size_t start = 0;
+  for (Token word{}; (word = nextToken(text, start)).exists();) {
+    const std::optional<Segment> option = readSegment(text, word);
     if (!option) throw parseError(Reading::kMatches, text, kNotAParameter, file, line);
 
     // The length is the position of the end, on purpose: rule_parser.h says what follows from it.
@@ -164,14 +139,12 @@ IptMatchList parseMatches(std::string_view text, const char* file, int line) {
     if (option->code < _IptMatches::Ipv4::kKind || option->code > kMatch) {
       throw parseError(Reading::kMatches, segment, "not a valid match of iptables.", file, line);
     }
-    matches.push_back(makeMatch(option->code, segment, file, line,
-                                std::make_index_sequence<std::variant_size_v<IptMatch>>()));
+    appendMatch(matches, option->code, segment, file, line,
+                std::make_index_sequence<std::variant_size_v<IptMatch>>());
     start = option->end;
   }
-  std::ranges::stable_sort(matches, sortsBefore);
-  return {std::list<IptMatch>(std::make_move_iterator(matches.begin()),
-                              std::make_move_iterator(matches.end())),
-          file, line};
+  matches.sort(sortsBefore);
+  return {std::move(matches), file, line};
 }
 
 }  // namespace tavrix

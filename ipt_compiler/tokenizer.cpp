@@ -28,6 +28,7 @@ Token nextToken(std::string_view text, std::size_t from) {
 
 std::string normalizeTokens(std::string_view text) {
   std::string joined;
+  joined.reserve(text.size());  // and not more: there are many
   for (Token token = nextToken(text, 0); token.exists(); token = nextToken(text, token.end())) {
     if (!joined.empty()) joined += ' ';
     joined += token.in(text);
