@@ -1,12 +1,14 @@
 // The schedule of a run: one pass per tool and table, in this order. A pass that fails ends the
 // run; tables that were committed before it stay.
 #include <cstdint>
-#include <span>
+#include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "firewall_cpp/chain_programs.h"
 #include "firewall_cpp/xtables_lock.h"
+#include "ipt_compiler/chain_generation.h"
 #include "ipt_compiler/ipt_compiler.h"
 
 namespace tavrix {
@@ -16,51 +18,53 @@ struct HookPlan {
   std::string_view chain;
   std::uint32_t position;
   IptProg (*makeProgram)();
+  std::shared_ptr<const HookText> text = nullptr;
 
-  ChainHook make() const {
-    return {.chain = chain, .position = position, .ownChain = false, .program = makeProgram()};
+  // Compiled, so that each program is gone before the next one is built. Both address families get
+  // the same ones, so the second takes what was compiled for the first.
+  ChainHook make() {
+    constexpr bool kOwnChain = false;
+    if (!text) {
+      IptProg program = makeProgram();
+      text = std::make_shared<HookText>(generate(program, chain, kOwnChain));
+    }
+    return {chain, position, kOwnChain, {}, text};
   }
 };
 
-// The hooks of one table, the same for both address families. The asymmetry is intended: in mangle
-// the generated jumps come after every saved rule, in nat and filter before.
-constexpr HookPlan kMangleHooks[] = {
-    {"PREROUTING", kHookAtEnd, manglePreroutingProgram},
-    {"OUTPUT", kHookAtEnd, mangleOutputProgram},
-};
-constexpr HookPlan kNatHooks[] = {
-    {"PREROUTING", 0, natPreroutingProgram},
-};
-constexpr HookPlan kFilterHooks[] = {
-    {"INPUT", 0, filterInputProgram},
-    {"FORWARD", 0, filterForwardProgram},
+struct Table {
+  std::string_view name;
+  std::vector<HookPlan> hooks;  // one or two
 };
 
-struct Pass {
-  std::string_view tool;
-  std::string_view table;
-  std::span<const HookPlan> hooks;  // one or two
-};
+void run() {
+  // The hooks of each table, the same for both address families. The asymmetry is intended: in
+  // mangle the generated jumps come after every saved rule, in nat and filter before.
+  Table tables[] = {
+      {"mangle",
+       {{"PREROUTING", kHookAtEnd, manglePreroutingProgram},
+        {"OUTPUT", kHookAtEnd, mangleOutputProgram}}},
+      {"nat", {{"PREROUTING", 0, natPreroutingProgram}}},
+      {"filter", {{"INPUT", 0, filterInputProgram}, {"FORWARD", 0, filterForwardProgram}}},
+  };
 
-constexpr Pass kPasses[] = {
-    {"iptables", "mangle", kMangleHooks}, {"iptables", "nat", kNatHooks},
-    {"iptables", "filter", kFilterHooks}, {"ip6tables", "mangle", kMangleHooks},
-    {"ip6tables", "nat", kNatHooks},      {"ip6tables", "filter", kFilterHooks},
-};
+  const XtablesLock lock;
+  for (const std::string_view tool : {"iptables", "ip6tables"}) {
+    for (auto& [table, hooks] : tables) {
+      IptCompiler compiler(lock, tool, table);
+      ChainHook hook = hooks.front().make();
+      if (hooks.size() == 2) {
+        compiler.commit(std::move(hook), hooks.back().make());
+      } else {
+        compiler.commit(std::move(hook));
+      }
+    }
+  }
+}
 
 }  // namespace
 }  // namespace tavrix
 
-// What leaves it ends the process, with its text on standard error.
-int main() {  // NOLINT(bugprone-exception-escape)
-  const tavrix::XtablesLock lock;
-  for (const auto& [tool, table, hooks] : tavrix::kPasses) {
-    tavrix::IptCompiler compiler(lock, tool, table);
-    tavrix::ChainHook hook = hooks.front().make();
-    if (hooks.size() == 2) {
-      compiler.commit(std::move(hook), hooks.back().make());
-    } else {
-      compiler.commit(std::move(hook));
-    }
-  }
+int main() {
+  tavrix::run();
 }

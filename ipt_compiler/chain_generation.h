@@ -7,18 +7,22 @@
 #include <iosfwd>
 #include <string_view>
 
+#include "ipt_compiler/hook_text.h"
 #include "ipt_compiler/rule_program.h"
 
 namespace tavrix {
 
-// Turns one rule program into chain declarations and rules on `out`.
-//   counter    number of the next generated chain of this table; raised by each one made
+// Compiles a program.
 //   program    compiled in place: it gets an exit node and is simplified. Only its last node may
 //              lack a next one, which the builders see to
 //   chainName  the chain from which the program hangs
 //   ownChain   the chain holds nothing after the program: control may run off its end
 // Throws std::logic_error if the program's last node was continued already, and
 // std::invalid_argument if one of its nodes is part of another analysis.
+HookText generate(IptProg& program, std::string_view chainName, bool ownChain);
+
+// The same, written to `out`.
+//   counter  number of the next generated chain of this table; raised by each one made
 void compileHook(std::uint32_t& counter, std::ostream& out, IptProg& program,
                  std::string_view chainName, bool ownChain);
 

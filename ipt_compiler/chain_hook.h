@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
+#include "ipt_compiler/hook_text.h"
 #include "ipt_compiler/rule_program.h"
 
 namespace tavrix {
@@ -16,6 +18,8 @@ struct ChainHook {
   std::uint32_t position;  // 0: before the chain's saved rules, n: after the n-th, or kHookAtEnd
   bool ownChain;           // the chain holds nothing else: see compileHook
   IptProg program;
+  // The program compiled, if it is; may be shared by hooks of one chain name.
+  std::shared_ptr<const HookText> text = nullptr;
 };
 
 }  // namespace tavrix

@@ -1,73 +1,43 @@
-// What a graph vertex carries to take part in a depth-first order or in a topological sort: which
-// list holds it now. A vertex is in at most one list of each kind. The errors thrown here mean that
-// two analyses use the same vertex at the same time.
+// What a graph vertex carries to take part in a depth-first order or in a topological sort. A
+// vertex is part of at most one of each kind. The errors thrown here mean that two analyses use the
+// same vertex at the same time.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <list>
 #include <stdexcept>
 
 namespace tavrix {
 
-// Membership of Vertex, the class that derives from this one, in a depth-first order.
-template <class Vertex>
+// Membership of a vertex in a depth-first order: a table whose elements have a member `node`.
 class DfsVertex {
  public:
-  // The visited vertices, the last one first. Its destruction frees them for the next order.
-  class OrderList {
-   public:
-    OrderList() = default;
-    ~OrderList() {
-      for (Vertex* vertex : vertices) vertex->dfsMembership = nullptr;
-    }
-    OrderList(const OrderList&) = delete;
-    OrderList& operator=(const OrderList&) = delete;
+  static constexpr std::uint32_t kNowhere = 0xFFFFFFFF;
 
-    std::list<Vertex*> vertices;
-  };
-
-  // Puts the vertex at the front of `order` if it is in no order. Returns whether it did; false if
-  // the vertex was in `order` already. Throws std::invalid_argument if it is in another one.
-  bool visit(OrderList& order) {
-    if (dfsMembership == &order) return false;
-    if (dfsMembership != nullptr) throw std::invalid_argument("DfsVertex conflict!");
-    order.vertices.push_front(static_cast<Vertex*>(this));
-    dfsMembership = &order;
-    return true;
+  // Whether the vertex is in the table. Throws std::invalid_argument if it is in another one.
+  template <class Table>
+  bool isVisited(const Table& order) const {
+    if (rulesIndex == kNowhere) return false;
+    if (rulesIndex < order.size() && order[rulesIndex].node == this) return true;
+    throw std::invalid_argument("DfsVertex conflict!");
   }
 
-  OrderList* dfsMembership = nullptr;
+  std::uint32_t rulesIndex = kNowhere;  // the vertex's place in the table
 };
 
-// Membership of Vertex in the ready or the pending list of a topological sort, and its part of the
-// sort's own graph.
-template <class Vertex>
+// Membership of a vertex in a topological sort.
 class TopoSortVertex {
  public:
-  struct Entry {
-    Vertex* vertex;
-    std::size_t nodeIndex;  // in the sort's vector of nodes
-  };
-  using EntryList = std::list<Entry>;
-
-  // Moves the vertex from the list expectedFrom to the end of `to`. Throws std::invalid_argument
-  // if it is in another list or in none.
-  void moveTo(EntryList& to, const EntryList& expectedFrom) {
-    if (topoMembership.owner != &expectedFrom) {
+  // Whether the vertex is in the sort of that number. Throws std::invalid_argument if it is in
+  // another one.
+  bool isEntered(std::uint32_t sort) const {
+    if (topoMembership != 0 && topoMembership != sort) {
       throw std::invalid_argument("TopoSortVertex conflict!");
     }
-    to.splice(to.end(), *topoMembership.owner, topoMembership.position);
-    topoMembership.owner = &to;
+    return topoMembership != 0;
   }
 
-  struct Membership {
-    EntryList* owner = nullptr;
-    typename EntryList::iterator position;
-  };
-  Membership topoMembership;
-  std::uint32_t pendingPredecessors = 0;
-  std::list<Vertex*> topoSuccessors;
+  std::uint32_t topoMembership = 0;       // the number of the sort that holds the vertex; 0: none
+  std::uint32_t pendingPredecessors = 0;  // those that the sort has not taken yet
 };
 
 }  // namespace tavrix

@@ -30,9 +30,16 @@ ProxyIrNode::~ProxyIrNode() {
   }
 }
 
-void ProxyIrNode::setNext(const Pointer& target) {
+const NodeContent ProxyIrNode::kNothing;
+
+NodeContent& ProxyIrNode::makeContent() {
+  if (content_ == nullptr) content_ = std::make_unique<NodeContent>();
+  return *content_;
+}
+
+void ProxyIrNode::setNext(Pointer target) {
   if (successor[kNext]) failSetNextTwice();
-  setSuccessor(kNext, target);
+  setSuccessor(kNext, std::move(target));
 }
 
 void ProxyIrNode::setSuccessor(std::size_t index, Pointer target) {
@@ -51,8 +58,8 @@ std::string debugText(const ProxyIrNode& node) {
   const ProxyIrNode::Pointer& noMatch = node.successor[kNoMatch];
   std::ostringstream text;
   text << "{id: " << &node;
-  for (const IptTarget& target : node.targets) text << ", tgt: " << target.text;
-  text << ", matches: " << matchesText(node.matches);
+  for (const IptTarget& target : node.targets()) text << ", tgt: " << target.text;
+  text << ", matches: " << matchesText(node.matches());
   text << ", alwaysTure: " << (node.isUnconditional() ? 1 : 0);
   if (next) text << ", true: " << next.get();
   if (noMatch) text << ", false: " << noMatch.get();

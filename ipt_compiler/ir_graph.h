@@ -26,7 +26,13 @@ inline constexpr std::size_t kNext = 1;
 // The order in which every walk takes a node's successors.
 inline constexpr std::array<std::size_t, 2> kSuccessorOrder = {kNext, kNoMatch};
 
-class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIrNode> {
+// What a node does and tests.
+struct NodeContent {
+  std::list<IptTarget> targets;  // what happens when control arrives, in order
+  IptMatchList matches;          // the condition that is tested afterwards
+};
+
+class ProxyIrNode : public DfsVertex, public TopoSortVertex {
  public:
   using Pointer = std::shared_ptr<ProxyIrNode>;
 
@@ -38,7 +44,7 @@ class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIr
   ProxyIrNode& operator=(const ProxyIrNode&) = delete;
 
   // Sets successor[kNext], once. Throws std::logic_error and changes nothing if it is set.
-  void setNext(const Pointer& target);
+  void setNext(Pointer target);
   // Replaces successor[index], which may be empty before and after.
   void setSuccessor(std::size_t index, Pointer target);
   // The same. Two names on purpose: builders wire a new condition with setBranch, passes rewire a
@@ -50,15 +56,25 @@ class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIr
   // Whether control always goes on at successor[kNext]. Looks at the element count that
   // mergeMatches left, and not at the items: generated rules depend on that.
   bool isUnconditional() const {
-    return matches.elementCount == 0 || successor[kNoMatch] == successor[kNext];
+    return content_ == nullptr || content_->matches.elementCount == 0 ||
+           successor[kNoMatch] == successor[kNext];
   }
 
-  bool isExit = false;                 // ends the program: never bypassed, absorbed or merged
-  std::uint32_t predecessorCount = 0;  // successor slots of existing nodes that point here
-  std::list<IptTarget> targets;        // what happens when control arrives, in order
-  IptMatchList matches;                // the condition that is tested afterwards
+  // The node's content, empty in a junction.
+  const std::list<IptTarget>& targets() const { return content().targets; }
+  const IptMatchList& matches() const { return content().matches; }
+  // The same, to be changed.
+  NodeContent& makeContent();
+
+  std::uint32_t predecessorCount : 31 = 0;  // successor slots of existing nodes that point here
+  bool isExit : 1 = false;                  // ends the program: never bypassed, absorbed or merged
   std::array<Pointer, 2> successor;
-  std::uint32_t rulesIndex = 0;  // the node's record in chain generation; written there only
+
+ private:
+  static const NodeContent kNothing;
+  const NodeContent& content() const { return content_ != nullptr ? *content_ : kNothing; }
+
+  std::unique_ptr<NodeContent> content_;  // most nodes are junctions and have none
 };
 
 // The node in one line, for diagnosis. The misspelt "alwaysTure" is kept on purpose: people search
@@ -66,6 +82,7 @@ class ProxyIrNode : public DfsVertex<ProxyIrNode>, public TopoSortVertex<ProxyIr
 std::string debugText(const ProxyIrNode& node);
 
 }  // namespace _IptIrNode
+
 // Throws the std::logic_error of a node that is continued twice.
 [[noreturn]] void failSetNextTwice();
 

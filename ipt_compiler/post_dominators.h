@@ -1,55 +1,33 @@
 // Immediate post-dominators: for every vertex of a graph with one exit, the first vertex that all
 // paths from it to the exit have in common. Chain generation ends a conditional region there.
+//
+// They make a tree with the exit as its root: what is on all paths from a vertex are its ancestors.
+// So the immediate post-dominator of a vertex is the nearest common ancestor of its successors, and
+// in a graph without cycles the successors can all be put into the tree first.
 #pragma once
 
 #include <cstdint>
-#include <unordered_map>
-#include <vector>
-
-#include "ipt_compiler/graph_order.h"
 
 namespace tavrix {
 
-// One vertex: its edges, set by the owner of the graph, and what the computation keeps about it
-// while it runs.
-class IdomVertex : public DfsVertex<IdomVertex> {
+// One vertex; without a successor it is the exit. Others point at it, so it stays where it is.
+class IdomVertex {
  public:
-  std::vector<IdomVertex*> successors;
-  std::vector<IdomVertex*> predecessors;
+  // Adds an edge to a vertex all of whose edges are there already. The exit must be the same.
+  void addSuccessor(IdomVertex& successor);
+
+  // The immediate post-dominator. Throws std::invalid_argument for the exit, which has none.
+  IdomVertex& postDominator() const;
 
  private:
-  friend class PostDominators;
+  static IdomVertex& nearestCommonAncestor(IdomVertex& one, IdomVertex& other);
 
-  std::uint32_t dfsNumber_ = 0;
-  IdomVertex* dfsParent_ = nullptr;
-  IdomVertex* immediateDominator_ = nullptr;
-  IdomVertex* semidominator_ = nullptr;
-  std::vector<IdomVertex*> bucket_;  // vertices whose semidominator this one is
-  IdomVertex* ancestor_ = nullptr;   // in the forest of linked vertices; null for a root
-  IdomVertex* label_ = nullptr;      // of least semidominator on the path to the ancestor
+  IdomVertex* parent_ = nullptr;
+  // An ancestor further up, so that any ancestor is a logarithmic number of steps away: a jump
+  // takes in the parent's jump and the one after it when these are of equal length, else it is one
+  // step. Vertices of the same depth jump to the same depth.
+  IdomVertex* jump_ = nullptr;
+  std::uint32_t depth_ = 0;
 };
-
-// The result of one computation over the vertices from which `root`, the exit, can be reached.
-class PostDominators {
- public:
-  // Throws std::invalid_argument if a vertex takes part in another computation.
-  explicit PostDominators(IdomVertex& root);
-
-  // The immediate post-dominator. Throws std::invalid_argument for a vertex that has none in this
-  // computation: the root, or one of another graph.
-  IdomVertex& of(const IdomVertex& vertex) const;
-
- private:
-  static void number(IdomVertex& root, IdomVertex::OrderList& order);
-  static void compress(IdomVertex& vertex);
-  static IdomVertex& evaluate(IdomVertex& vertex);
-
-  std::unordered_map<const IdomVertex*, IdomVertex*> immediate_;
-};
-
-// The same as the constructor. Two names on purpose: this one is the step of chain generation.
-inline PostDominators postDominators(IdomVertex& root) {
-  return PostDominators(root);
-}
 
 }  // namespace tavrix

@@ -4,7 +4,6 @@
 #include "ipt_compiler/restore_text.h"
 
 #include <ostream>
-#include <sstream>
 
 #include "ipt_compiler/chain_generation.h"
 #include "ipt_compiler/generated_marks.h"
@@ -13,6 +12,14 @@ namespace tavrix {
 namespace {
 
 using HookList = std::list<ChainHook>;
+
+// Whether an earlier run wrote the line. Most lines of others have not even the word.
+bool isGenerated(std::string_view line) {
+  const auto has = [line](std::string_view text) {
+    return line.find(text) != std::string_view::npos;
+  };
+  return has("ipt_compiler") && (has(kChainPrefix) || has(kRuleMark));
+}
 
 // How far the output has come in one hooked chain.
 struct ChainProgress {
@@ -24,12 +31,9 @@ class RestoreTextWriter {
  public:
   RestoreTextWriter(std::ostream& out, HookMap& hooks) : out_(out), hooks_(hooks) {}
 
-  // line: one saved line with its newline.
+  // line: one saved line with its newline. It must exist until writeCopied is called.
   void writeLine(std::string_view line) {
-    if (line.find(kRuleMark) != std::string_view::npos ||
-        line.find(kChainPrefix) != std::string_view::npos) {
-      return;
-    }
+    if (isGenerated(line)) return;
     if (line.front() == ':') {
       writeDeclaration(line);
     } else {
@@ -38,24 +42,26 @@ class RestoreTextWriter {
     }
   }
 
+  void writeCopied() {
+    out_ << copied_;
+    copied_ = {};
+  }
+
  private:
   void writeDeclaration(std::string_view line) {
     const std::string_view chain = line.substr(1, line.find(' ') - 1);
     const auto hooked = hooks_.find(chain);
-    out_ << line;
+    copy(line);
     if (hooked == hooks_.end()) return;
-    // The key is the hook's literal, since the line's buffer is used again.
     const auto [entry, isNew] = progress_.insert({hooked->first, {0, hooked->second.begin()}});
     emitHooksAt(entry->second.next, hooked->second.end(), entry->second.ruleCount);
   }
 
   // Copies the line, and counts it if it is a rule: if it begins with "-A" and a chain name.
   void writeOtherLine(std::string_view line) {
-    out_ << line;
-    const std::size_t blank = line.find(' ');
-    if (blank == std::string_view::npos || line.substr(0, blank) != "-A") return;
-    const std::size_t nameStart = blank + 1;
-    const std::string_view chain = line.substr(nameStart, line.find(' ', nameStart) - nameStart);
+    copy(line);
+    if (!line.starts_with("-A ")) return;
+    const std::string_view chain = line.substr(3, line.find(' ', 3) - 3);
     // The save tools declare every chain before its rules; a rule of another chain is only copied.
     const auto entry = progress_.find(chain);
     if (entry == progress_.end()) return;
@@ -73,14 +79,24 @@ class RestoreTextWriter {
   // intended: a hook whose position the chain does not reach holds back even those at kHookAtEnd.
   void emitHooksAt(HookList::iterator& next, HookList::iterator end, std::uint32_t position) {
     for (; next != end && next->position == position; ++next) {
-      std::ostringstream block;
-      compileHook(chainCounter_, block, next->program, next->chain, next->ownChain);
-      out_ << block.str();
+      writeCopied();
+      if (next->text) {
+        next->text->write(chainCounter_, out_);
+      } else {
+        compileHook(chainCounter_, out_, next->program, next->chain, next->ownChain);
+      }
     }
+  }
+
+  // Lines that stand one after another are written at once.
+  void copy(std::string_view line) {
+    if (copied_.data() + copied_.size() != line.data()) writeCopied();
+    copied_ = {copied_.empty() ? line.data() : copied_.data(), copied_.size() + line.size()};
   }
 
   std::ostream& out_;
   HookMap& hooks_;
+  std::string_view copied_;         // to be written
   std::uint32_t chainCounter_ = 0;  // one numbering for all hooks of the table
   std::map<std::string_view, ChainProgress, std::less<>> progress_;
 };
@@ -89,11 +105,19 @@ class RestoreTextWriter {
 
 void writeRestoreText(std::ostream& out, const std::string& savedText, HookMap& hooks) {
   RestoreTextWriter writer(out, hooks);
-  std::istringstream saved(savedText);
-  for (std::string line; std::getline(saved, line);) {
-    line += '\n';
-    writer.writeLine(line);
+  std::string lastLine;  // if it has no newline
+  std::string_view rest = savedText;
+  while (!rest.empty()) {
+    const std::size_t newline = rest.find('\n');
+    if (newline == std::string_view::npos) {
+      lastLine.append(rest).append("\n");
+      writer.writeLine(lastLine);
+      break;
+    }
+    writer.writeLine(rest.substr(0, newline + 1));
+    rest.remove_prefix(newline + 1);
   }
+  writer.writeCopied();
 }
 
 }  // namespace tavrix

@@ -2,6 +2,10 @@
 // of consecutive rules and fuses consecutive conditions, until nothing changes.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <queue>
 #include <unordered_map>
 
 #include "ipt_compiler/ir_graph.h"
@@ -12,17 +16,42 @@ namespace tavrix {
 // last is removed. Throws std::invalid_argument if a node is part of another analysis.
 void simplify(const ProxyIrNode::Pointer& first, const ProxyIrNode::Pointer& last);
 
-// Where chains of junctions end, remembered for one walk over the graph, so that a long chain is
-// not followed anew from every edge into it. What is remembered stays right: in topological order
-// all edges into a chain are looked at before one of its nodes changes.
-class JunctionChains {
+// One round over the graph in topological order (Kahn's algorithm), as it is when the round begins.
+class SimplificationRound {
  public:
+  // Enters everything that can be reached from first, to which nothing leads. Throws
+  // std::invalid_argument if a node is part of another analysis.
+  explicit SimplificationRound(ProxyIrNode& first);
+  // Frees the nodes that were not taken for other analyses.
+  ~SimplificationRound();
+  SimplificationRound(const SimplificationRound&) = delete;
+  SimplificationRound& operator=(const SimplificationRound&) = delete;
+
+  // The next node in order; null if all have been taken.
+  ProxyIrNode* takeReady();
+
   // The first node after `junction` that is no junction.
   const ProxyIrNode::Pointer& endOf(ProxyIrNode& junction);
 
+  // Leads an edge elsewhere. A node that loses its last pointer lives on until the round is over:
+  // it still counts as a predecessor.
+  void redirect(ProxyIrNode& node, std::size_t index, const ProxyIrNode::Pointer& target);
+
+  // Empties the no-match slot, which must be set, of a node that may not have been taken yet.
+  void clearNoMatch(ProxyIrNode& node);
+
  private:
-  // Per junction that was passed, the last one of its chain.
-  std::unordered_map<const ProxyIrNode*, ProxyIrNode*> lastJunction_;
+  using NodeQueue = std::queue<ProxyIrNode*>;
+
+  SimplificationRound();
+  void countOff(ProxyIrNode* successor);
+  ProxyIrNode& lastJunction(ProxyIrNode& junction);
+
+  const std::uint32_t number_;  // of the sort
+  NodeQueue ready_;             // all their predecessors have been taken
+  std::unordered_map<const ProxyIrNode*, ProxyIrNode*> clearedNoMatch_;  // of nodes not yet taken
+  std::unordered_map<const ProxyIrNode*, ProxyIrNode*> lastJunction_;    // of long chains
+  std::deque<ProxyIrNode::Pointer> bypassed_;
 };
 
 // The passes over one node, repeated as long as they change something; returns whether they did. A
@@ -37,6 +66,6 @@ class JunctionChains {
 // Suppose that an earlier merge left n with an element count of 0. The bypass leads n's no-match
 // edge past j to e, and reports it. The merge takes n for unconditional and gives it the no-match
 // edge of c, which leads to j. Without the second test this would go on for ever.
-bool simplifyNode(ProxyIrNode& node, JunctionChains& junctions);
+bool simplifyNode(ProxyIrNode& node, SimplificationRound& round);
 
 }  // namespace tavrix

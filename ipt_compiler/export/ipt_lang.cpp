@@ -12,7 +12,7 @@ namespace {
 // A condition node and its two exits.
 IptCond makeCondition(IptMatchList matches) {
   IptCond cond{makeProxy(), makeProxy(), makeProxy()};
-  cond.entry->matches = std::move(matches);
+  if (matches.file != nullptr) cond.entry->makeContent().matches = std::move(matches);
   cond.entry->setBranch(_IptIrNode::kNext, cond.trueExit);
   cond.entry->setBranch(_IptIrNode::kNoMatch, cond.falseExit);
   return cond;
@@ -50,7 +50,7 @@ IptCond operator||(IptCond a, IptCond b) {
 
 IptProg makeTarget(std::string_view text, const char* file, int line) {
   const auto node = makeProxy();
-  node->targets.push_back(parseTarget(text, file, line));
+  node->makeContent().targets.push_back(parseTarget(text, file, line));
   return {node, node};
 }
 

@@ -152,7 +152,7 @@ Nodes reachable(const tavrix::IptProg& program, const ProxyIrNode* closed) {
     toVisit.pop_back();
     if (node == nullptr || !seen.insert(node).second) continue;
     if (node != closed) toVisit.push_back(node->successor[tavrix::_IptIrNode::kNext].get());
-    if (!node->matches.items.empty()) {
+    if (!node->matches().items.empty()) {
       toVisit.push_back(node->successor[tavrix::_IptIrNode::kNoMatch].get());
     }
   }
@@ -164,7 +164,7 @@ bool testsV4WhereItIsKnownToHold(const Tokens& tokens) {
   const tavrix::IptProg program = buildProgram(tokens);
   Nodes v4;
   for (const ProxyIrNode* node : reachable(program, nullptr)) {
-    if (matchesText(node->matches).starts_with("-4")) v4.insert(node);
+    if (matchesText(node->matches()).starts_with("-4")) v4.insert(node);
   }
   for (const ProxyIrNode* test : v4) {
     const Nodes others = reachable(program, test);

@@ -51,12 +51,12 @@ void Questions::add(const tavrix::IptProg& program) {
   };
   const test_support::NodeNumbers nodes(*program.first);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
-    const std::string text = matchesText(nodes[i].matches);
+    const std::string text = matchesText(nodes[i].matches());
     if (!text.empty()) {
-      conditions_.try_emplace(text, nodes[i].matches);
+      conditions_.try_emplace(text, nodes[i].matches());
       number(text);
     }
-    for (const tavrix::IptTarget& target : nodes[i].targets) number(target.text);
+    for (const tavrix::IptTarget& target : nodes[i].targets()) number(target.text);
   }
 }
 

@@ -1,8 +1,6 @@
 #include "tests/support/graph_checks.h"
 
 #include <algorithm>
-#include <deque>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -44,20 +42,30 @@ Edges edgesOf(const NodeNumbers& nodes) {
   return edges;
 }
 
-// As postDominatorsByBoost, by the product.
-std::vector<std::size_t> postDominatorsByProduct(std::size_t size, const Edges& edges,
-                                                 std::size_t exit) {
-  std::deque<tavrix::IdomVertex> vertices(size);
-  std::unordered_map<const tavrix::IdomVertex*, std::size_t> numbers;
-  for (std::size_t i = 0; i < size; ++i) numbers.emplace(&vertices[i], i);
-  for (const auto& [from, to] : edges) {
-    vertices[from].successors.push_back(&vertices[to]);
-    vertices[to].predecessors.push_back(&vertices[from]);
+// As postDominatorsByBoost, by the product. Every path ends at the exit.
+std::vector<std::size_t> postDominatorsByProduct(std::size_t size, const Edges& edges) {
+  std::vector<std::vector<std::size_t>> successors(size);
+  for (const auto& [from, to] : edges) successors[from].push_back(to);
+  std::vector<tavrix::IdomVertex> vertices(size);
+  std::vector<bool> isLinked(size, false);
+  // A vertex is linked after its successors.
+  std::vector<std::size_t> path = {0};
+  while (!path.empty()) {
+    const std::size_t vertex = path.back();
+    const auto first =
+        std::ranges::find_if(successors[vertex], [&](std::size_t next) { return !isLinked[next]; });
+    if (first != successors[vertex].end()) {
+      path.push_back(*first);
+      continue;
+    }
+    for (const std::size_t next : successors[vertex]) vertices[vertex].addSuccessor(vertices[next]);
+    isLinked[vertex] = true;
+    path.pop_back();
   }
-  const tavrix::PostDominators found = tavrix::postDominators(vertices[exit]);
   std::vector<std::size_t> dominators(size, size);
   for (std::size_t i = 0; i < size; ++i) {
-    if (i != exit) dominators[i] = numbers.at(&found.of(vertices[i]));
+    if (successors[i].empty()) continue;
+    dominators[i] = static_cast<std::size_t>(&vertices[i].postDominator() - vertices.data());
   }
   return dominators;
 }
@@ -69,17 +77,19 @@ std::string text(const std::vector<std::size_t>& numbers) {
 }
 
 bool isJunction(const ProxyIrNode& node) {
-  return !node.isExit && node.targets.empty() && node.isUnconditional();
+  return !node.isExit && node.targets().empty() && node.isUnconditional();
 }
 
 // Whether `next` may be what is left of a condition whose modules all moved into the one of `node`.
 bool isEmptied(const ProxyIrNode& node, const ProxyIrNode& next) {
-  const auto modules = std::ranges::count_if(node.matches.items, [](const tavrix::IptMatch& match) {
-    return tavrix::matchKind(match) == tavrix::_IptMatches::Match::kKind;
-  });
+  const auto modules =
+      std::ranges::count_if(node.matches().items, [](const tavrix::IptMatch& match) {
+        return tavrix::matchKind(match) == tavrix::_IptMatches::Match::kKind;
+      });
   return modules >= 2 && node.successor[kNext].get() == &next &&
          node.successor[kNoMatch].get() != &next && next.predecessorCount == 1 &&
-         next.matches.items.empty() && next.matches.elementCount == 0 && !next.successor[kNoMatch];
+         next.matches().items.empty() && next.matches().elementCount == 0 &&
+         !next.successor[kNoMatch];
 }
 
 }  // namespace
@@ -88,7 +98,7 @@ std::string GraphChecks::checkPostDominators(const NodeNumbers& nodes, const Pro
   const Edges edges = edgesOf(nodes);
   if (compared_.contains(edges)) return {};
   const std::size_t exitNumber = nodes.of(exit);
-  const auto byProduct = postDominatorsByProduct(nodes.size(), edges, exitNumber);
+  const auto byProduct = postDominatorsByProduct(nodes.size(), edges);
   const auto byBoost = postDominatorsByBoost(nodes.size(), edges, exitNumber);
   if (byProduct == byBoost) {
     compared_.insert(edges);

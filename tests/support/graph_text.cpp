@@ -33,11 +33,11 @@ std::string graphText(const ProxyIrNode::Pointer& first) {
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     const ProxyIrNode& node = nodes[i];
     text << i << ':';
-    for (const tavrix::IptTarget& target : node.targets) text << " \"" << target.text << '"';
+    for (const tavrix::IptTarget& target : node.targets()) text << " \"" << target.text << '"';
     if (node.isExit) text << " exit";
-    if (!node.matches.items.empty()) text << " if \"" << matchesText(node.matches) << '"';
-    if (node.matches.elementCount != node.matches.items.size()) {
-      text << " (count " << node.matches.elementCount << ')';
+    if (!node.matches().items.empty()) text << " if \"" << matchesText(node.matches()) << '"';
+    if (node.matches().elementCount != node.matches().items.size()) {
+      text << " (count " << node.matches().elementCount << ')';
     }
     if (node.successor[kNext]) text << " then " << nodes.of(*node.successor[kNext]);
     if (node.successor[kNoMatch]) text << " else " << nodes.of(*node.successor[kNoMatch]);
@@ -66,9 +66,9 @@ ProxyIrNode::Pointer graphOf(const std::string& text) {
       if (words.peek() == '"') {
         words >> std::quoted(word);
         if (isCondition) {
-          node->matches = tavrix::parseMatches(word, "graph", 1);
+          node->makeContent().matches = tavrix::parseMatches(word, "graph", 1);
         } else {
-          node->targets.push_back(tavrix::parseTarget(word, "graph", 1));
+          node->makeContent().targets.push_back(tavrix::parseTarget(word, "graph", 1));
         }
         continue;
       }
@@ -76,7 +76,7 @@ ProxyIrNode::Pointer graphOf(const std::string& text) {
       if (word == "if") {
         isCondition = true;
       } else if (word == "(count") {
-        words >> node->matches.elementCount;
+        words >> node->makeContent().matches.elementCount;
         words.ignore();  // the parenthesis
       } else if (word == "then") {
         node->setSuccessor(kNext, nodeOf(words));

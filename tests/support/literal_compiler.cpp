@@ -391,10 +391,10 @@ Program copyOf(Graph& graph, const tavrix::IptProg& program) {
   std::vector<Node*> nodes;
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     Node* const node = nodes.emplace_back(graph.makeProxy());
-    for (const tavrix::IptTarget& target : numbers[i].targets) {
+    for (const tavrix::IptTarget& target : numbers[i].targets()) {
       node->targets.push_back(target.text);
     }
-    for (const tavrix::IptMatch& match : numbers[i].matches.items) {
+    for (const tavrix::IptMatch& match : numbers[i].matches().items) {
       node->matches.items.push_back({tavrix::matchKind(match), tavrix::matchText(match)});
       ++node->matches.elementCount;
     }

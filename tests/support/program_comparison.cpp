@@ -39,7 +39,7 @@ MatchNumbers matchNumbersOf(const IptProg& program) {
     const ProxyIrNode* const node = toVisit.back();
     toVisit.pop_back();
     if (node == nullptr || !seen.insert(node).second) continue;
-    for (const tavrix::IptMatch& match : node->matches.items) {
+    for (const tavrix::IptMatch& match : node->matches().items) {
       numbers.try_emplace(tavrix::matchText(match), numbers.size());
     }
     for (const auto& successor : node->successor) toVisit.push_back(successor.get());
@@ -84,9 +84,9 @@ std::vector<Packet> packetsOver(std::size_t texts) {
 std::vector<std::string> evaluate(const IptProg& program, const Holds& holds) {
   std::vector<std::string> met;
   for (const ProxyIrNode* node = program.first.get(); node != nullptr;) {
-    for (const tavrix::IptTarget& target : node->targets) met.push_back(target.text);
+    for (const tavrix::IptTarget& target : node->targets()) met.push_back(target.text);
     const bool condition = std::ranges::all_of(
-        node->matches.items, [&](const auto& match) { return holds(tavrix::matchText(match)); });
+        node->matches().items, [&](const auto& match) { return holds(tavrix::matchText(match)); });
     node =
         node->successor[condition ? tavrix::_IptIrNode::kNext : tavrix::_IptIrNode::kNoMatch].get();
   }

@@ -120,7 +120,7 @@ TEST(NoUsers, HaveEmptyProgramsAndATestOfThePortInInput) {
                              tavrix::kovsel::filterForwardProgram}) {
     EXPECT_EQ(test_support::graphText(program().first), "0: end\n");
   }
-  EXPECT_EQ(tavrix::matchesText(tavrix::kovsel::filterInputProgram().first->matches),
+  EXPECT_EQ(tavrix::matchesText(tavrix::kovsel::filterInputProgram().first->matches()),
             "-p tcp -m tcp --dport 8099");
 }
 

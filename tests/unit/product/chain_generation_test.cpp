@@ -93,17 +93,21 @@ TEST(CompileHook, LeavesNoScratchDataInTheGraph) {
   generate(prog, counter);
   for (const ProxyIrNode::Pointer& node :
        {prog.first, prog.first->successor[0], prog.first->successor[1], prog.last}) {
-    EXPECT_EQ(node->dfsMembership, nullptr);
-    EXPECT_EQ(node->topoMembership.owner, nullptr);
-    EXPECT_TRUE(node->topoSuccessors.empty());
+    EXPECT_EQ(node->topoMembership, 0U);
+    EXPECT_EQ(node->rulesIndex, ProxyIrNode::kNowhere);
   }
 }
 
 TEST(CompileHook, PassesTheErrorsOfTheAnalysesOn) {
-  IptProg prog = target("-j A");
-  ProxyIrNode::OrderList otherAnalysis;
-  prog.first->visit(otherAnalysis);
   std::uint32_t counter = 0;
+  IptProg prog = target("-j A");
+  prog.first->topoMembership = 0xFFFFFFFF;
+  EXPECT_EQ(errorText<std::invalid_argument>([&] { generate(prog, counter); }),
+            "TopoSortVertex conflict!");
+
+  const IptProg held = target("-j A");
+  held.first->rulesIndex = 3;
+  prog = If(cond("-4")).then({held});
   EXPECT_EQ(errorText<std::invalid_argument>([&] { generate(prog, counter); }),
             "DfsVertex conflict!");
 }

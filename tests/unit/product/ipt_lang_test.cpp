@@ -28,8 +28,8 @@ TEST(MakeTarget, IsOneRuleNode) {
   const IptProg prog = makeTarget("-j  A", "f", 12);
   EXPECT_EQ(prog.first, prog.last);
   EXPECT_EQ(graphText(prog.first), "0: \"-j A\" end\n");
-  EXPECT_STREQ(prog.first->targets.front().file, "f");
-  EXPECT_EQ(prog.first->targets.front().line, 12);
+  EXPECT_STREQ(prog.first->targets().front().file, "f");
+  EXPECT_EQ(prog.first->targets().front().line, 12);
   EXPECT_EQ(prog.first->predecessorCount, 0U);
   EXPECT_EQ(graphText(makeTarget(std::string("-m a --b"), "f", 1).first), "0: \"-m a --b\" end\n");
 }
@@ -39,8 +39,8 @@ TEST(MakeMatches, IsAConditionNodeWithTwoOpenExits) {
   EXPECT_EQ(graphText(c.entry), "0: if \"-p tcp -m x\" then 1 else 2\n1: end\n2: end\n");
   EXPECT_EQ(c.entry->successor[1], c.trueExit);
   EXPECT_EQ(c.entry->successor[0], c.falseExit);
-  EXPECT_STREQ(c.entry->matches.file, "f");
-  EXPECT_EQ(c.entry->matches.line, 12);
+  EXPECT_STREQ(c.entry->matches().file, "f");
+  EXPECT_EQ(c.entry->matches().line, 12);
   EXPECT_EQ(wrongPredecessorCounts(c.entry), "");
 }
 
@@ -49,8 +49,8 @@ TEST(MakeConstCond, IsAConditionNodeWithoutMatches) {
   EXPECT_EQ(graphText(always.entry), "0: then 1 else 2\n1: end\n2: end\n");
   EXPECT_EQ(always.entry->successor[1], always.trueExit);
   EXPECT_EQ(always.entry->successor[0], always.falseExit);
-  EXPECT_EQ(always.entry->matches.file, nullptr);
-  EXPECT_EQ(always.entry->matches.line, 0);
+  EXPECT_EQ(always.entry->matches().file, nullptr);
+  EXPECT_EQ(always.entry->matches().line, 0);
   EXPECT_TRUE(always.entry->isUnconditional());
 
   const IptCond never = makeConstCond(false);

@@ -29,15 +29,14 @@ IptProg emptyProgram() {
 TEST(IrNode, FreshOneIsEmpty) {
   const auto node = makeProxy();
   EXPECT_EQ(node.use_count(), 1);
-  EXPECT_EQ(node->dfsMembership, nullptr);
-  EXPECT_EQ(node->topoMembership.owner, nullptr);
+  EXPECT_EQ(node->topoMembership, 0U);
   EXPECT_EQ(node->pendingPredecessors, 0U);
-  EXPECT_TRUE(node->topoSuccessors.empty());
+  EXPECT_EQ(node->rulesIndex, ProxyIrNode::kNowhere);
   EXPECT_FALSE(node->isExit);
   EXPECT_EQ(node->predecessorCount, 0U);
-  EXPECT_TRUE(node->targets.empty());
-  EXPECT_TRUE(node->matches.items.empty());
-  EXPECT_EQ(node->matches.elementCount, 0U);
+  EXPECT_TRUE(node->targets().empty());
+  EXPECT_TRUE(node->matches().items.empty());
+  EXPECT_EQ(node->matches().elementCount, 0U);
   EXPECT_EQ(node->successor[0], nullptr);
   EXPECT_EQ(node->successor[1], nullptr);
   EXPECT_NE(makeProxy(), node);
@@ -123,7 +122,7 @@ TEST(IrNode, IsUnconditionalWithoutElementsOrWithEqualSuccessors) {
   const auto a = makeProxy();
   const auto b = makeProxy();
   EXPECT_TRUE(node->isUnconditional());
-  node->matches = parseMatches("-p tcp", "f", 1);
+  node->makeContent().matches = parseMatches("-p tcp", "f", 1);
   EXPECT_TRUE(node->isUnconditional());  // both successors are null
   node->setSuccessor(1, a);
   EXPECT_FALSE(node->isUnconditional());
@@ -131,7 +130,7 @@ TEST(IrNode, IsUnconditionalWithoutElementsOrWithEqualSuccessors) {
   EXPECT_TRUE(node->isUnconditional());
   node->setSuccessor(0, b);
   EXPECT_FALSE(node->isUnconditional());
-  node->matches = {};
+  node->makeContent().matches = {};
   EXPECT_TRUE(node->isUnconditional());
 }
 
@@ -139,13 +138,13 @@ TEST(IrNode, IsUnconditionalWithoutElementsOrWithEqualSuccessors) {
 TEST(IrNode, IsUnconditionalReadsTheElementCountAndNotTheItems) {
   const auto node = makeProxy();
   node->setSuccessor(1, makeProxy());
-  node->matches = parseMatches("-4", "f", 1);
+  node->makeContent().matches = parseMatches("-4", "f", 1);
   IptMatchList duplicate = parseMatches("-4", "f", 1);
-  mergeMatches(node->matches, duplicate);
-  EXPECT_EQ(node->matches.items.size(), 1U);
+  mergeMatches(node->makeContent().matches, duplicate);
+  EXPECT_EQ(node->matches().items.size(), 1U);
   EXPECT_TRUE(node->isUnconditional());
-  node->matches = std::move(duplicate);
-  EXPECT_TRUE(node->matches.items.empty());
+  node->makeContent().matches = std::move(duplicate);
+  EXPECT_TRUE(node->matches().items.empty());
   EXPECT_FALSE(node->isUnconditional());
 }
 
@@ -187,6 +186,25 @@ TEST(IrNode, LongChainsAreDestroyedInALoop) {
   }
   EXPECT_TRUE(last.expired());
   EXPECT_EQ(kept->predecessorCount, 0U);
+}
+
+// A hundred thousand branches, each of which meets again where the next one begins.
+TEST(IrNode, LongRowsOfBranchesAreDestroyedInALoop) {
+  std::weak_ptr<ProxyIrNode> last;
+  {
+    const auto first = makeProxy();
+    ProxyIrNode::Pointer node = first;
+    for (int i = 0; i < 100'000; ++i) {
+      const auto arm = makeProxy();
+      const auto join = makeProxy();
+      node->setSuccessor(static_cast<std::size_t>(i % 2), arm);
+      node->setSuccessor(static_cast<std::size_t>(1 - i % 2), join);
+      arm->setNext(join);
+      node = join;
+    }
+    last = node;
+  }
+  EXPECT_TRUE(last.expired());
 }
 
 // Dies from its start, but its middle is held: the rest stays, with exact counts.

@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "ipt_compiler/chain_generation.h"
 #include "ipt_compiler/export/ipt_lang.h"
 #include "ipt_compiler/restore_text.h"
 
@@ -28,16 +30,29 @@ IptProg twoTargets() {
 }
 
 // Files hooks as they come: tests give those of one chain in ascending position.
-std::string restoreText(const std::string& saved, const std::vector<RuleHook>& hooks) {
+std::string restoreText(const std::string& saved, const std::vector<RuleHook>& hooks,
+                        bool areCompiled) {
   HookMap map;
   for (const RuleHook& hook : hooks) {
     IptProg program =
         hook.target == "chain" ? twoTargets() : makeTarget("-j " + hook.target, "f", 1);
-    map[hook.chain].push_back({hook.chain, hook.position, false, std::move(program)});
+    ChainHook filed = {hook.chain, hook.position, false, std::move(program)};
+    if (areCompiled) {
+      filed.text = std::make_shared<HookText>(generate(filed.program, hook.chain, false));
+      filed.program = {};
+    }
+    map[hook.chain].push_back(std::move(filed));
   }
   std::ostringstream out;
   writeRestoreText(out, saved, map);
   return out.str();
+}
+
+// The same whether the hooks come as programs or compiled.
+std::string restoreText(const std::string& saved, const std::vector<RuleHook>& hooks) {
+  const std::string text = restoreText(saved, hooks, false);
+  EXPECT_EQ(restoreText(saved, hooks, true), text);
+  return text;
 }
 
 std::string generatedRule(const std::string& chain, const std::string& target) {

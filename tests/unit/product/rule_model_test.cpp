@@ -122,9 +122,9 @@ TEST(NodeDebugText, ListsTargetsMatchesAndSuccessorsInThisOrder) {
   const auto node = makeProxy();
   const auto next = makeProxy();
   const auto noMatch = makeProxy();
-  node->targets.push_back(parseTarget("-j A", kFile, 1));
-  node->targets.push_back(parseTarget("-m b --c", kFile, 1));
-  node->matches = parseMatches("-m x -p tcp", kFile, 1);
+  node->makeContent().targets.push_back(parseTarget("-j A", kFile, 1));
+  node->makeContent().targets.push_back(parseTarget("-m b --c", kFile, 1));
+  node->makeContent().matches = parseMatches("-m x -p tcp", kFile, 1);
   node->setSuccessor(_IptIrNode::kNext, next);
   node->setSuccessor(_IptIrNode::kNoMatch, noMatch);
   EXPECT_EQ(debugText(*node), "{id: " + address(node) +
@@ -137,7 +137,7 @@ TEST(NodeDebugText, ListsTargetsMatchesAndSuccessorsInThisOrder) {
 TEST(NodeDebugText, LeavesOutEmptySuccessors) {
   const auto node = makeProxy();
   const auto noMatch = makeProxy();
-  node->matches = parseMatches("-4", kFile, 1);
+  node->makeContent().matches = parseMatches("-4", kFile, 1);
   EXPECT_EQ(debugText(*node), "{id: " + address(node) + ", matches: -4, alwaysTure: 1}");
   node->setSuccessor(_IptIrNode::kNoMatch, noMatch);
   EXPECT_EQ(debugText(*node), "{id: " + address(node) +

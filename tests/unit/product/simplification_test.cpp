@@ -79,7 +79,7 @@ TEST(Simplify, JoinsALongChainOfTargets) {
   const ProxyIrNode::Pointer exit = makeProxy();
   prog = sequence({prog, {exit, exit}});
   simplify(prog.first, exit);
-  EXPECT_EQ(prog.first->targets.size(), kLength);
+  EXPECT_EQ(prog.first->targets().size(), kLength);
   EXPECT_EQ(prog.first->successor[kNext], exit);
 }
 
