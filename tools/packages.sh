@@ -9,6 +9,8 @@ check_packages=("${demo_packages[@]}" make clang libclang-rt-dev clang-format cl
                 socat
                 # The shell and the C library of routers, and a second reader of their scripts.
                 busybox musl-tools shellcheck)
+# ferm is the peer, gnuplot draws, valgrind counts instructions.
+bench_packages=("${demo_packages[@]}" libbenchmark-dev ferm gnuplot-nox valgrind)
 mutation_packages=("${check_packages[@]}" lld python3)
 # Its test library comes as source there; `time` measures memory.
 arm_packages=("${check_packages[@]}" g++-arm-linux-gnueabihf qemu-user-static googletest time)
