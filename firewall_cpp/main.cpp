@@ -65,6 +65,7 @@ void run() {
 }  // namespace
 }  // namespace tavrix
 
-int main() {
+// What leaves it ends the process, with its text on standard error.
+int main() {  // NOLINT(bugprone-exception-escape)
   tavrix::run();
 }
