@@ -35,7 +35,7 @@ endif()
 if(COVERAGE)
   add_compile_options(
     "$<$<COMPILE_LANGUAGE:CXX>:--coverage>"
-    "$<$<COMPILE_LANGUAGE:CXX>:-fprofile-filter-files=^${CMAKE_SOURCE_DIR}/(firewall_cpp|ipt_compiler|wrt_cppwrap)/>")
+    "$<$<COMPILE_LANGUAGE:CXX>:-fprofile-filter-files=^${CMAKE_SOURCE_DIR}/(firewall_cpp|inspect|ipt_compiler|wrt_cppwrap)/>")
   set(is_program "$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>")
   add_link_options("$<${is_program}:--coverage>"
                    "$<${is_program}:LINKER:--undefined=dumpCountersOnAbort>")

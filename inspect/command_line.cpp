@@ -1,0 +1,127 @@
+// The table of commands, and the reading of arguments with the C library's getopt_long. The
+// libraries that promise more for this are larger than all commands together.
+#include "inspect/command_line.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "inspect/diff.h"
+#include "inspect/graph.h"
+#include "inspect/print.h"
+
+namespace tavrix::inspect {
+namespace {
+
+constexpr std::array kCommands = {
+    Command{
+        "print", "[--table=TABLE] [--family=FAMILY]", 0, false, "table family ",
+        "Prints what a run would hand to the restore tools now, table by table. The text of a\n"
+        "single table is printed as it is; before each of several stands a line with its name.\n",
+        print},
+    Command{
+        "diff", "[--table=TABLE] [--family=FAMILY]", 0, false, "table family ",
+        "Shows what a run would change in the tables: the rules that would go (-) and come (+),\n"
+        "each below the rules that lead to its chain. Generated chains are compared by what they\n"
+        "hold; how many only get another number is said in one line. Counters do not matter.\n"
+        "Exit status 1 if anything would change.\n",
+        diff},
+    Command{
+        "graph", "[--simplified] TABLE CHAIN", 2, false, "simplified ",
+        "Prints the rule program of a hooked chain as a graph in the language DOT, for Graphviz:\n"
+        "boxes for targets, diamonds for conditions. As the rule sets have written it, or, with\n"
+        "--simplified, as chains are generated from it.\n",
+        graph},
+};
+
+constexpr std::array<std::string_view, 3> kTables = {"mangle", "nat", "filter"};
+constexpr std::array<std::string_view, 2> kFamilies = {"ipv4", "ipv6"};
+
+[[noreturn]] void failUse(const std::string& problem) {
+  throw WrongUse(problem + "; try --help");
+}
+
+std::string_view oneOf(std::span<const std::string_view> known, const char* option,
+                       std::string_view value) {
+  if (std::ranges::find(known, value) != known.end()) return value;
+  std::string choice;
+  for (const std::string_view name : known) choice.append(choice.empty() ? "" : ", ").append(name);
+  failUse(std::string("--") + option + " is one of " + choice + ", and not \"" +
+          std::string(value) + "\"");
+}
+
+const Command& commandNamed(std::string_view name) {
+  const auto found = std::ranges::find(kCommands, name, &Command::name);
+  if (found == kCommands.end()) failUse("there is no command \"" + std::string(name) + "\"");
+  return *found;
+}
+
+}  // namespace
+
+std::span<const Command> commands() {
+  return kCommands;
+}
+
+std::string manual() {
+  std::string text =
+      "Usage: firewall_cpp-inspect COMMAND [OPTION]... [WORD]...\n\n"
+      "Shows what firewall_cpp would do and why. Reads the configuration over the bus and the "
+      "tables\n"
+      "through their save tools, as a run does, and changes nothing.\n";
+  for (const Command& command : kCommands) {
+    text.append("\n").append(command.name).append(" ").append(command.usage).append("\n");
+    for (std::string_view rest = command.manual; !rest.empty();) {
+      const std::size_t length = rest.find('\n') + 1;
+      text.append("    ").append(rest.substr(0, length));
+      rest.remove_prefix(length);
+    }
+  }
+  return text +
+         "\nTABLE is mangle, nat or filter, FAMILY is ipv4 or ipv6; without them all are meant.\n"
+         "On a terminal the output has colours, unless NO_COLOR is set, and its width.\n\n"
+         "Exit status: 0 fine or no difference, 1 a difference or a finding, 2 an error.\n";
+}
+
+CommandLine readCommandLine(int argc, char** argv) {
+  if (argc < 2) failUse("no command is given");
+  if (std::string_view(argv[1]) == "--help") return {};
+  CommandLine result{.command = &commandNamed(argv[1]), .request = {}};
+
+  constexpr std::array<option, 5> kOptions = {{{"help", no_argument, nullptr, 'h'},
+                                               {"table", required_argument, nullptr, 't'},
+                                               {"family", required_argument, nullptr, 'f'},
+                                               {"simplified", no_argument, nullptr, 's'},
+                                               {}}};
+  const Command& command = *result.command;
+  Request& request = result.request;
+  const int count = argc - 1;  // the name of the command takes the place of the program's
+  char** const arguments = argv + 1;
+  opterr = 0;
+  optind = 1;
+  for (;;) {
+    int index = 0;
+    const int found =
+        getopt_long(count, arguments, command.takesMoreWords ? "+" : "", kOptions.data(), &index);
+    if (found == -1) break;
+    const std::string given = arguments[optind - 1];
+    if (found == '?') failUse(given + " is unknown or lacks a value");
+    const std::string name = kOptions[static_cast<std::size_t>(index)].name;
+    if (found == 'h') return {};
+    if (command.options.find(name + " ") == std::string_view::npos) {
+      failUse(std::string(command.name) + " does not know --" + name);
+    }
+    if (found == 't') request.table = oneOf(kTables, "table", optarg);
+    if (found == 'f') request.family = oneOf(kFamilies, "family", optarg);
+    if (found == 's') request.simplified = true;
+  }
+  request.words.assign(arguments + optind, arguments + count);
+  if (request.words.size() < command.words ||
+      (request.words.size() > command.words && !command.takesMoreWords)) {
+    failUse("the use is: " + std::string(command.name) + " " + std::string(command.usage));
+  }
+  return result;
+}
+
+}  // namespace tavrix::inspect
