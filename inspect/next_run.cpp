@@ -3,14 +3,12 @@
 
 #include <unistd.h>
 
-#include <array>
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 
 #include "firewall_cpp/xtables_lock.h"
+#include "inspect/tool_output.h"
 #include "ipt_compiler/restore_text.h"
 
 namespace tavrix::inspect {
@@ -20,16 +18,7 @@ constexpr const char* kLockFile = "/var/run/xtables.lock";
 
 // A run goes on with whatever a failing save tool has printed. Here it would be shown as the truth.
 std::string save(const Pass& pass) {
-  const std::string command = std::string(pass.tool) + "-save -t " + std::string(pass.table);
-  std::FILE* const stream = popen(command.c_str(), "r");
-  if (stream == nullptr) throw std::runtime_error("cannot start " + command);
-  std::string text;
-  std::array<char, 4096> buffer{};
-  while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), stream) != nullptr) {
-    text += buffer.data();
-  }
-  if (pclose(stream) != 0) throw std::runtime_error(command + " failed");
-  return text;
+  return toolOutput(std::string(pass.tool) + "-save -t " + std::string(pass.table));
 }
 
 }  // namespace

@@ -1,0 +1,12 @@
+// Runs a save or restore tool and reads what it prints.
+#pragma once
+
+#include <string>
+
+namespace tavrix::inspect {
+
+// The standard output of a shell command; `input` is its standard input. What it writes to standard
+// error goes to this program's. Throws std::runtime_error if it cannot be started or fails.
+std::string toolOutput(const std::string& command, const std::string& input = "");
+
+}  // namespace tavrix::inspect
