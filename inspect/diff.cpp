@@ -1,6 +1,7 @@
 // The live tables beside those of the next run.
 #include "inspect/diff.h"
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -9,13 +10,24 @@
 #include "inspect/table_comparison.h"
 
 namespace tavrix::inspect {
+namespace {
+
+// The next text first, so that the tool's errors name lines of that one.
+std::vector<RuleWords> listedRules(const LiveTable& live, const std::string& next) {
+  try {
+    return wordsOfTool(live.pass->tool, {next, live.text});
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(titleOf(*live.pass) + ": " + error.what());
+  }
+}
+
+}  // namespace
 
 int diff(const Request& request, Screen& screen) {
   bool isSame = true;
   for (const LiveTable& live : readLiveTables(request)) {
     const std::string next = nextText(live);
-    // The next one first, so that the tool's errors name the lines that "print" shows.
-    const std::vector<RuleWords> words = wordsOfTool(live.pass->tool, {next, live.text});
+    const std::vector<RuleWords> words = listedRules(live, next);
     isSame &= showDifferences(readTable(live.text, words[1]), readTable(next, words[0]),
                               titleOf(*live.pass), screen);
   }

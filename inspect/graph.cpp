@@ -1,14 +1,106 @@
-// The program of a hook in the language of Graphviz.
+// The program of a hook in the language of Graphviz. A node of the program that holds targets and a
+// condition becomes two: a box and, below it, a diamond.
 #include "inspect/graph.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "inspect/next_run.h"
 #include "inspect/program_graph.h"
 
 namespace tavrix::inspect {
+namespace {
+
+// A text between quotes. Modules begin on lines of their own, so that boxes do not become too wide.
+std::string quoted(std::string_view text) {
+  constexpr std::string_view kModule = " -m ";
+  std::string result = "\"";
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\n' || text.substr(i).starts_with(kModule)) {
+      result += "\\n";
+      continue;
+    }
+    if (text[i] == '"' || text[i] == '\\') result += '\\';
+    result += text[i];
+  }
+  return result + '"';
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+  std::string all;
+  for (const std::string& line : lines) all.append(all.empty() ? "" : "\n").append(line);
+  return all;
+}
+
+// Writes the graph to a screen, statement by statement.
+class DotWriter {
+ public:
+  DotWriter(std::vector<GraphNode> nodes, Screen& screen)
+      : nodes_(std::move(nodes)), edgesTo_(nodes_.size()), screen_(screen) {
+    for (const GraphNode& node : nodes_) {
+      if (node.next) ++edgesTo_[*node.next];
+      if (node.noMatch) ++edgesTo_[*node.noMatch];
+    }
+  }
+
+  void writeAll() {
+    write("node [fontname=monospace]");
+    write("start [shape=plaintext]");
+    writeEdge("start", 0, "");
+    for (std::size_t i = 0; i < nodes_.size(); ++i) {
+      if (!isPassedOver(i)) writeNode(i);
+    }
+  }
+
+ private:
+  // Whether the node only passes control on, from one place to another.
+  bool isPassedOver(std::size_t number) const {
+    const GraphNode& node = nodes_[number];
+    return node.targets.empty() && node.condition.empty() && !node.isExit && edgesTo_[number] < 2;
+  }
+
+  void writeNode(std::size_t number) {
+    const GraphNode& node = nodes_[number];
+    const std::string box = "t" + std::to_string(number);
+    const bool isBox = !node.targets.empty();
+    const bool isBoxOnly = isBox && node.condition.empty();
+    const std::string name = isBoxOnly ? box : "n" + std::to_string(number);
+    if (isBox) write(box + " [shape=box, label=" + quoted(joined(node.targets)) + "]");
+    if (isBox && !isBoxOnly) write(box + " -> " + name);
+    if (node.isExit) {
+      write(name + " [shape=plaintext, label=end]");
+    } else if (!node.condition.empty()) {
+      write(name + " [shape=diamond, label=" + quoted(node.condition) + "]");
+    } else if (!isBox) {
+      write(name + " [shape=point]");
+    }
+    if (node.next) writeEdge(name, *node.next, node.noMatch ? " [label=yes]" : "");
+    if (node.noMatch) writeEdge(name, *node.noMatch, " [label=no, style=dashed]");
+  }
+
+  // Each node that is passed over has one edge to it, so that none is passed over twice.
+  void writeEdge(const std::string& from, std::size_t to, const std::string& look) {
+    while (isPassedOver(to) && nodes_[to].next) to = *nodes_[to].next;
+    write(from + " -> " + (nodes_[to].targets.empty() ? "n" : "t") + std::to_string(to) + look);
+  }
+
+  void write(const std::string& statement) { screen_.text("  " + statement + ";\n"); }
+
+  std::vector<GraphNode> nodes_;
+  std::vector<std::size_t> edgesTo_;
+  Screen& screen_;
+};
+
+}  // namespace
 
 int graph(const Request& request, Screen& screen) {
-  readGraph(hookOf(request).makeProgram(), request.simplified);
-  screen.text("digraph {}\n");
+  const std::string name = std::string(request.words[0]) + " " + std::string(request.words[1]);
+  DotWriter writer(readGraph(hookOf(request).makeProgram(), request.simplified), screen);
+  screen.text("digraph " + quoted(name) + " {\n");
+  writer.writeAll();
+  screen.text("}\n");
   return kFine;
 }
 

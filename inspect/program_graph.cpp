@@ -12,6 +12,17 @@ namespace tavrix::inspect {
 using _IptIrNode::kNext;
 using _IptIrNode::kNoMatch;
 
+namespace {
+
+// Where control goes if the condition does not hold; null if there is no condition, or if that is
+// where it goes anyway. A node without a condition may have such an edge, too. Nothing follows it.
+const ProxyIrNode* noMatchOf(const ProxyIrNode& node) {
+  const ProxyIrNode* const other = node.successor[kNoMatch].get();
+  return node.matches().items.empty() || other == node.successor[kNext].get() ? nullptr : other;
+}
+
+}  // namespace
+
 std::vector<GraphNode> readGraph(IptProg program, bool simplified) {
   const ProxyIrNode::Pointer exit = makeProxy();
   program = sequence({std::move(program), {exit, exit}});
@@ -25,23 +36,19 @@ std::vector<GraphNode> readGraph(IptProg program, bool simplified) {
     toVisit.pop_back();
     if (!numbers.emplace(node, nodes.size()).second) continue;
     nodes.push_back(node);
-    for (const std::size_t index : {kNoMatch, kNext}) {
-      if (node->successor[index]) toVisit.push_back(node->successor[index].get());
-    }
+    if (const ProxyIrNode* other = noMatchOf(*node)) toVisit.push_back(other);
+    if (node->successor[kNext]) toVisit.push_back(node->successor[kNext].get());
   }
 
   std::vector<GraphNode> graph;
   graph.reserve(nodes.size());
   for (const ProxyIrNode* node : nodes) {
     GraphNode& shown = graph.emplace_back();
-    for (const IptTarget& target : node->targets) shown.targets.push_back(target.text);
-    shown.condition = matchesText(node->matches);
+    for (const IptTarget& target : node->targets()) shown.targets.push_back(target.text);
+    shown.condition = matchesText(node->matches());
     shown.isExit = node == exit.get();
     if (node->successor[kNext]) shown.next = numbers[node->successor[kNext].get()];
-    // The compiler takes a condition for one that always holds if the edges lead to one node.
-    if (!node->isUnconditional() && node->successor[kNoMatch]) {
-      shown.noMatch = numbers[node->successor[kNoMatch].get()];
-    }
+    if (const ProxyIrNode* other = noMatchOf(*node)) shown.noMatch = numbers[other];
   }
   return graph;
 }

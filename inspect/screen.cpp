@@ -29,7 +29,7 @@ Screen Screen::ofProcess() {
 
 void Screen::line(std::string_view text, Look look) {
   const std::string_view colour = hasColours_ ? kColours[static_cast<std::size_t>(look)] : "";
-  const std::size_t indent = std::min(text.find_first_not_of(' '), text.size()) + kHanging;
+  const std::size_t indent = std::min(text.find_first_not_of(' ', 1), text.size()) + kHanging;
   out_ << colour;
   std::size_t room = width_;
   while (width_ > indent && text.size() > room) {
