@@ -14,6 +14,8 @@ std::string toolOutput(const std::string& command, const std::string& input) {
       std::fflush(file.get()) != 0 || std::fseek(file.get(), 0, SEEK_SET) != 0) {
     throw std::runtime_error("cannot write a temporary file");
   }
+  // What was printed before comes before what the tool says.
+  std::fflush(stdout);
   const std::string redirected = command + " <&" + std::to_string(fileno(file.get()));
   std::FILE* const stream = popen(redirected.c_str(), "r");
   if (stream == nullptr) throw std::runtime_error("cannot start " + command);
