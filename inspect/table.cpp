@@ -40,19 +40,24 @@ TableRule readRule(const std::string& line) {
 }
 
 constexpr std::string_view kNumberBefore = "/* #";
-constexpr std::string_view kNumberAfter = " */ ";
+constexpr std::string_view kNumberAfter = " */";
 
 // The texts, with each rule to be added verbosely, which lists it, and with a comment in front that
-// says which rule it is. Lines keep their numbers, as far as errors of the tool name them.
+// says which rule it is. Lines keep their numbers, as far as errors of the tool name them. At the
+// end of each text stands a rule more, which every tool that lists rules has to list.
 std::string listingInput(const std::vector<std::string>& texts) {
+  const auto comment = [](std::size_t rule) {
+    return " -v -m comment --comment #" + std::to_string(rule);
+  };
   std::ostringstream input;
   std::size_t rules = 0;
   for (const std::string& text : texts) {
     std::istringstream lines(text);
+    std::string chain;
     for (std::string line; std::getline(lines, line);) {
-      if (line.starts_with(kAppend)) {
-        line.insert(optionsOf(line), " -v -m comment --comment #" + std::to_string(rules++));
-      }
+      if (line.starts_with(':')) chain = line.substr(1, line.find(' ') - 1);
+      if (line.starts_with(kAppend)) line.insert(optionsOf(line), comment(rules++));
+      if (line == "COMMIT") input << kAppend << chain << comment(rules++) << '\n';
       input << line << '\n';
     }
   }
@@ -96,14 +101,11 @@ RuleWords wordsAsWritten(const std::string& text) {
 }
 
 std::vector<RuleWords> wordsOfTool(std::string_view tool, const std::vector<std::string>& texts) {
-  std::vector<RuleWords> words;
-  RuleWords all;
-  for (const std::string& text : texts) {
-    words.push_back(wordsAsWritten(text));
-    all.resize(all.size() + words.back().size());
-  }
-  std::istringstream lines(toolOutput(std::string(tool) + "-restore --test", listingInput(texts)));
-  bool isListed = all.empty();
+  std::unordered_map<std::size_t, std::vector<std::string>> listed;  // by the number of the rule
+  // The tool locks a file of no meaning, since it changes nothing: the tables' own lock is not for
+  // every user to open.
+  std::istringstream lines(toolOutput(
+      "XTABLES_LOCKFILE=/dev/null " + std::string(tool) + "-restore --test", listingInput(texts)));
   for (std::string line; std::getline(lines, line);) {
     const std::size_t before = line.find(kNumberBefore);
     const std::size_t after = line.find(kNumberAfter, before);
@@ -111,16 +113,17 @@ std::vector<RuleWords> wordsOfTool(std::string_view tool, const std::vector<std:
     const std::size_t number = before + kNumberBefore.size();
     const std::size_t rule = std::stoul(line.substr(number, after - number));
     line.erase(before, after + kNumberAfter.size() - before);
-    all.at(rule).push_back(line);
-    isListed = true;
+    listed[rule].push_back(line);
   }
-  if (!isListed) {
-    throw std::runtime_error(std::string(tool) +
-                             "-restore lists no rules, as the legacy tool does");
-  }
-  auto next = all.begin();
-  for (RuleWords& ofText : words) {
-    for (std::vector<std::string>& ofRule : ofText) ofRule = std::move(*next++);
+  std::vector<RuleWords> words;
+  std::size_t rule = 0;
+  for (const std::string& text : texts) {
+    words.push_back(wordsAsWritten(text));
+    for (std::vector<std::string>& ofRule : words.back()) ofRule = std::move(listed[rule++]);
+    if (!text.empty() && listed[rule++].empty()) {
+      throw std::runtime_error(std::string(tool) +
+                               "-restore lists no rules, as the legacy tool does");
+    }
   }
   return words;
 }

@@ -115,7 +115,7 @@ Chains numbered(const std::vector<TableChain>& table, SharedNumbers& numbers) {
           {.text = rule.text, .words = numbers.words.of(rule.words), .chain = chain});
     }
   }
-  Chain others = {.name = "(no rule leads here)", .policy = ""};
+  Chain others = {.name = "chains that no rule leads to", .policy = ""};
   for (std::size_t i = 0; i < chains.size(); ++i) {
     if (chains[i].isGenerated && !chains[i].isReferenced) {
       others.rules.push_back({.text = chains[i].name, .words = numbers.words.of(""), .chain = i});
@@ -249,6 +249,16 @@ void Comparison::findCommonRules(Chain& live, const Chain& next) {
     if (place != end) live.common.push_back(place);
     begin = {place.first + 1, place.second + 1};
   }
+  // A chain whose rule has moved or got other words.
+  std::unordered_map<std::size_t, std::size_t> byContent;
+  for (const Rule& rule : next.rules) {
+    if (rule.chain != kNone) byContent.emplace(next_[rule.chain].content, rule.chain);
+  }
+  for (const Rule& rule : live.rules) {
+    if (rule.chain == kNone) continue;
+    const auto found = byContent.find(live_[rule.chain].content);
+    if (found != byContent.end()) makePartners(rule.chain, found->second);
+  }
 }
 
 void Comparison::findPartners() {
@@ -297,8 +307,8 @@ void Comparison::showRoot(std::size_t live, std::size_t next) {
   const Chain& after = chainOf(next_, next);
   labels_.push_back("  " + (live == kNone ? after : before).name);
   if (before.policy != after.policy) {
-    if (live != kNone) showDifference(Side::kLive, "policy " + before.policy, 0);
-    if (next != kNone) showDifference(Side::kNext, "policy " + after.policy, 0);
+    if (live != kNone) showDifference(Side::kLive, ":" + before.name + " " + before.policy, 0);
+    if (next != kNone) showDifference(Side::kNext, ":" + after.name + " " + after.policy, 0);
   }
   std::vector<Frame> frames = {{live, next}};
   while (!frames.empty()) {

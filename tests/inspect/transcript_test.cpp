@@ -1,6 +1,7 @@
 // Every transcript in cases/ and the examples of docs/inspect.md come out as they are written.
 // `./check --update` writes them anew; `git diff` then shows what has changed.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -43,6 +44,26 @@ TEST_P(Transcript, ComesOutAsItIsWritten) {
   } else {
     EXPECT_EQ(found, written);
   }
+}
+
+// Who may read the tables but not open the lock file. The answer is the one that root gets.
+TEST(OrdinaryUser, IsShownWhatTheToolsShow) {
+  if (const std::string reason = router_test::refusal("files"); !reason.empty() || getuid() != 0) {
+    GTEST_SKIP() << "needs root to become another user; " << reason;
+  }
+  EXPECT_EQ(runOnRouter(R"sh(
+chmod -R a+rwX /run/router /var/run/ubus
+flock /var/run/xtables.lock chmod 0 /var/run/xtables.lock
+become="setpriv --reuid=65534 --clear-groups"
+! $become flock -n /var/run/xtables.lock true 2>/dev/null
+for command in print diff; do
+  firewall_cpp-inspect $command --table=nat | grep -v '^# ' >/tmp/root
+  $become firewall_cpp-inspect $command --table=nat | grep -v '^# ' >/tmp/other
+  cmp /tmp/root /tmp/other
+  head -n 1 /tmp/other
+done
+)sh"),
+            "*nat\nIPv4 nat\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(, Transcript, testing::ValuesIn(transcripts()),
