@@ -102,10 +102,7 @@ RuleWords wordsAsWritten(const std::string& text) {
 
 std::vector<RuleWords> wordsOfTool(std::string_view tool, const std::vector<std::string>& texts) {
   std::unordered_map<std::size_t, std::vector<std::string>> listed;  // by the number of the rule
-  // The tool locks a file of no meaning, since it changes nothing: the tables' own lock is not for
-  // every user to open.
-  std::istringstream lines(toolOutput(
-      "XTABLES_LOCKFILE=/dev/null " + std::string(tool) + "-restore --test", listingInput(texts)));
+  std::istringstream lines(toolOutput(std::string(tool) + "-restore --test", listingInput(texts)));
   for (std::string line; std::getline(lines, line);) {
     const std::size_t before = line.find(kNumberBefore);
     const std::size_t after = line.find(kNumberAfter, before);

@@ -1,4 +1,4 @@
-// Runs a save or restore tool and reads what it prints.
+// Runs a save tool, or a restore tool in its test mode, and reads what it prints.
 #pragma once
 
 #include <string>
