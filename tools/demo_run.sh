@@ -64,3 +64,10 @@ if ! diff -ru "$work/first" "$work/second"; then
   exit 1
 fi
 echo "Second run: no change"
+# The nft tools do not list the rules that a text has.
+if [ "$TESTBED_TABLES_KIND" != nft ]; then
+  echo
+  echo "What a third run would change, as firewall_cpp-inspect diff shows it:"
+  "$build/bin/firewall_cpp-inspect" diff
+  echo "(nothing)"
+fi

@@ -1,6 +1,6 @@
 #!/bin/sh
 # The build of someone who has a compiler, cmake and make: no preset, no tests. What it installs is
-# the program and nothing else. Arguments: cmake, the C++ compiler.
+# the two programs and nothing else. Arguments: cmake, the C++ compiler.
 set -eu
 cmake=$1
 export CXX="$2"
@@ -14,5 +14,5 @@ trap 'rm -rf "$work"' EXIT
 if grep -q 'warning:' "$work/log"; then cat "$work/log"; exit 1; fi
 if [ -d "$work/build/tests" ]; then echo 'tests were built without being asked for'; exit 1; fi
 "$cmake" --install "$work/build" --prefix "$work/root" > /dev/null
-installed=$(cd "$work/root" && find . -type f)
-if [ "$installed" != ./sbin/firewall_cpp ]; then echo "installed: $installed"; exit 1; fi
+installed=$(cd "$work/root" && find . -type f | sort | xargs)
+if [ "$installed" != './sbin/firewall_cpp ./sbin/firewall_cpp-inspect' ]; then echo "installed: $installed"; exit 1; fi

@@ -16,7 +16,7 @@ same() {
 
 packages=testbed/build_system/make_packages
 "$packages" "$build" "$work/out"
-same 'packages' 'firewall_cpp libxtlock-intercept' \
+same 'packages' 'firewall_cpp firewall_cpp-inspect libxtlock-intercept' \
   "$(cd "$work/out" && find . -mindepth 2 -maxdepth 2 -name root | cut -d / -f 2 | sort | xargs)"
 same 'files' "$(sed -n 's/^| `\(\/[^`]*\)` | \([0-7]*\) | `\([^`]*\)` |.*/\3 \2 \1/p' docs/router.md | sort)" \
   "$(cd "$work/out" && find ./*/root -type f -printf '%p %m\n' |
@@ -33,6 +33,8 @@ same 'the empty configuration has no section' '' "$(grep -v '^#' openwrt/files/f
 reasons=$(sed -n 's/^#   \([a-z].*[a-z0-9]\)   *[a-zA-Z].*/\1/p' openwrt/Makefile | tr ' ' '\n')
 same 'dependencies' "$(printf '%s\n' "$reasons" | sed 's/^/+/' | sort)" \
   "$(tr ' ' '\n' < "$work/out/firewall_cpp/depends" | sort)"
+same 'dependencies of the second program' '+libstdcpp +libubox +libubus +firewall_cpp' \
+  "$(xargs < "$work/out/firewall_cpp-inspect/depends")"
 same 'dependencies of the library' '' "$(xargs < "$work/out/libxtlock-intercept/depends")"
 # And on the page for those who make an image.
 for name in $reasons; do
