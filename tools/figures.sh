@@ -29,6 +29,8 @@ figures() {
       row "different graphs with their post-dominators" "$(sum "$families|random|configurations" graphs)" ./check
       row "pairs of match lists" "$(sum merge 'pairs of lists')" ./check
       row "policy statements" "$(sum '[^:]*' 'statements checked')" ./check
+      row "runs foretold by \`firewall_cpp-inspect diff\`" "$(sum inspect runs)" ./check
+      row "pairs of tables compared by it" "$(sum tables seeds)" ./check
       row "fault rows" "$(sum '[^:]*' faults)" ./check
       ;;
     coverage)

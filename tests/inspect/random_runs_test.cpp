@@ -97,8 +97,8 @@ TEST(RandomRuns, AreShownBeforeTheyAreMade) {
   EXPECT_EQ(changes + same + failures, count);
   EXPECT_GT(changes, kSeeds);
   EXPECT_GT(same, kSeeds / 2);
-  std::cout << "inspect: " << kSeeds << " seeds, " << changes << " runs that change something, "
-            << same << " that do not, " << failures << " that fail\n";
+  std::cout << "inspect: " << count << " runs of " << kSeeds << " seeds: " << changes
+            << " change something, " << same << " do not, " << failures << " fail\n";
 }
 
 }  // namespace

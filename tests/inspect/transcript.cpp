@@ -41,7 +41,8 @@ done <"$COMMANDS" |
 std::string runOnRouter(const std::string& script) {
   const test_support::ProcessResult result = test_support::runProcess(
       router_test::routerCommand({"--tables=files", "--config=" EXAMPLES_DIR "/firewall_cpp"},
-                                 "export PROGRAMS_DIR=" PROGRAMS_DIR " EXAMPLES_DIR=" EXAMPLES_DIR +
+                                 "export PROGRAMS_DIR=" PROGRAMS_DIR " EXAMPLES_DIR=" EXAMPLES_DIR
+                                 " SCRIPTED_BUS=" SCRIPTED_BUS_PATH +
                                      std::string(kPrepare) + script));
   if (result.exitStatus != 0 || result.err != router_test::kFilesLine) {
     throw std::runtime_error("the script ended with " + std::to_string(result.exitStatus) + ": " +

@@ -11,7 +11,9 @@
 
 #include "tests/inspect/transcript.h"
 #include "tests/support/router_under_test.h"
+#include "tests/support/scripted_bus.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/wire_bytes.h"
 
 namespace inspect_test {
 namespace {
@@ -65,6 +67,28 @@ for command in print diff; do
 done
 )sh"),
             "*nat\nIPv4 nat\n");
+}
+
+// It is refused inside a call of the bus library, where no exception may pass.
+TEST(MalformedAnswer, EndsWithOneLineAndTheStatusOfErrors) {
+  if (const std::string reason = router_test::refusal("files"); !reason.empty()) {
+    GTEST_SKIP() << reason;
+  }
+  const test_support::TempDir directory;
+  test_support::writeFile(
+      directory / "conversations",
+      test_support::conversationLines({{wire::hello(1), test_support::objectFound(),
+                                        wire::data(2, test_support::kScriptedObject, "")}}));
+  EXPECT_EQ(runOnRouter("cd " + directory.path().string() + R"sh(
+rm /var/run/ubus/ubus.sock
+mkfifo ready
+"$SCRIPTED_BUS" conversations 1 >ready &
+read -r _ <ready
+status=0
+firewall_cpp-inspect print 2>&1 || status=$?
+echo $status
+)sh"),
+            "firewall_cpp-inspect: BlobMsgParser: Cannot find the element named values\n2\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(, Transcript, testing::ValuesIn(transcripts()),
