@@ -53,7 +53,7 @@ std::string_view oneOf(std::span<const std::string_view> known, const char* opti
 }
 
 const Command& commandNamed(std::string_view name) {
-  const auto found = std::ranges::find(kCommands, name, &Command::name);
+  const auto* const found = std::ranges::find(kCommands, name, &Command::name);
   if (found == kCommands.end()) failUse("there is no command \"" + std::string(name) + "\"");
   return *found;
 }

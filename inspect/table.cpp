@@ -82,8 +82,8 @@ std::vector<TableChain> readTable(const std::string& text, const RuleWords& word
       TableRule rule = readRule(line);
       for (const std::string& listed : *next++) {
         rule.words = listed;
-        const std::size_t name = rule.chain.empty() ? listed.npos : listed.find(rule.chain);
-        if (name != listed.npos) rule.words.erase(name, rule.chain.size());
+        const std::size_t name = rule.chain.empty() ? std::string::npos : listed.find(rule.chain);
+        if (name != std::string::npos) rule.words.erase(name, rule.chain.size());
         chains.at(numbers.at(chain)).rules.push_back(rule);
       }
     }

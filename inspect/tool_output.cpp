@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdio>
+#include <iostream>
 #include <memory>
 #include <stdexcept>
 
@@ -15,7 +16,7 @@ std::string toolOutput(const std::string& command, const std::string& input) {
     throw std::runtime_error("cannot write a temporary file");
   }
   // What was printed before comes before what the tool says.
-  std::fflush(stdout);
+  std::cout.flush();
   // The restore tool locks a file of no meaning. In its test mode it changes nothing, and the file
   // of the tables' lock is not one that every user may open.
   const std::string redirected =
