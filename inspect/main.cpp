@@ -31,12 +31,14 @@ int main(int argc, char** argv) {
   try {
     const tavrix::inspect::CommandLine line = tavrix::inspect::readCommandLine(argc, argv);
     tavrix::inspect::Screen screen = tavrix::inspect::Screen::ofProcess();
+    int status = tavrix::inspect::kFine;
     if (line.command == nullptr) {
       screen.text(tavrix::inspect::manual());
-      return tavrix::inspect::kFine;
+    } else {
+      const tavrix::inspect::Configuration configuration;
+      status = line.command->run(line.request, screen);
     }
-    const tavrix::inspect::Configuration configuration;
-    return line.command->run(line.request, screen);
+    return std::cout.flush() ? status : fail("cannot write the output");
   } catch (const std::exception& error) {
     return fail(error.what());
   }
