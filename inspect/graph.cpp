@@ -13,19 +13,22 @@
 namespace tavrix::inspect {
 namespace {
 
-// A text between quotes. Modules begin on lines of their own, so that boxes do not become too wide.
+// A text between quotes, as a label.
 std::string quoted(std::string_view text) {
-  constexpr std::string_view kModule = " -m ";
   std::string result = "\"";
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\n' || text.substr(i).starts_with(kModule)) {
-      result += "\\n";
-      continue;
-    }
-    if (text[i] == '"' || text[i] == '\\') result += '\\';
-    result += text[i];
+  for (const char c : text) {
+    if (c == '"' || c == '\\') result += '\\';
+    result += c == '\n' ? "\\n" : std::string(1, c);
   }
   return result + '"';
+}
+
+// Modules begin on lines of their own, so that diamonds do not become too wide.
+std::string broken(std::string condition) {
+  for (std::size_t at = 0; (at = condition.find(" -m ", at)) != std::string::npos; ++at) {
+    condition[at] = '\n';
+  }
+  return condition;
 }
 
 std::string joined(const std::vector<std::string>& lines) {
@@ -72,7 +75,7 @@ class DotWriter {
     if (node.isExit) {
       write(name + " [shape=plaintext, label=end]");
     } else if (!node.condition.empty()) {
-      write(name + " [shape=diamond, label=" + quoted(node.condition) + "]");
+      write(name + " [shape=diamond, label=" + quoted(broken(node.condition)) + "]");
     } else if (!isBox) {
       write(name + " [shape=point]");
     }

@@ -9,10 +9,10 @@
 namespace tavrix::inspect {
 
 struct Request {
-  std::string_view table;   // empty: all three
-  std::string_view family;  // "ipv4" or "ipv6"; empty: both
+  std::string_view table = {};   // empty: all three
+  std::string_view family = {};  // "ipv4" or "ipv6"; empty: both
   bool simplified = false;
-  std::vector<std::string_view> words;  // what is no option
+  std::vector<std::string_view> words = {};  // what is no option
 
   // Whether the pass is one of those that table and family name.
   bool selects(const Pass& pass) const {
