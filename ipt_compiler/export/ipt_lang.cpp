@@ -3,13 +3,11 @@
 
 #include <utility>
 
+#include "ipt_compiler/export/nodes.h"
 #include "ipt_compiler/ir_graph.h"
-#include "ipt_compiler/rule_parser.h"
 
 namespace tavrix {
-namespace {
 
-// A condition node and its two exits.
 IptCond makeCondition(IptMatchList matches) {
   IptCond cond{makeProxy(), makeProxy(), makeProxy()};
   if (matches.file != nullptr) cond.entry->makeContent().matches = std::move(matches);
@@ -18,10 +16,10 @@ IptCond makeCondition(IptMatchList matches) {
   return cond;
 }
 
-}  // namespace
-
-IptCond makeMatches(std::string_view text, const char* file, int line) {
-  return makeCondition(parseMatches(text, file, line));
+IptProg makeRule(IptTarget target) {
+  const auto node = makeProxy();
+  node->makeContent().targets.push_back(std::move(target));
+  return {node, node};
 }
 
 IptCond makeConstCond(bool value) {
@@ -46,12 +44,6 @@ IptCond operator&&(IptCond a, IptCond b) {
 
 IptCond operator||(IptCond a, IptCond b) {
   return !(!std::move(a) && !std::move(b));
-}
-
-IptProg makeTarget(std::string_view text, const char* file, int line) {
-  const auto node = makeProxy();
-  node->makeContent().targets.push_back(parseTarget(text, file, line));
-  return {node, node};
 }
 
 IptProg makeEmptyProg() {
