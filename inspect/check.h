@@ -1,4 +1,4 @@
-// The command "check". Not offered yet: it is not in the table of commands.
+// The command "check".
 #pragma once
 
 #include "inspect/request.h"
@@ -6,6 +6,7 @@
 
 namespace tavrix::inspect {
 
+// Shows everything that is wrong with the configuration.
 int check(const Request& request, Screen& screen);
 
 }  // namespace tavrix::inspect

@@ -8,7 +8,9 @@
 #include <array>
 #include <vector>
 
+#include "inspect/check.h"
 #include "inspect/diff.h"
+#include "inspect/explain.h"
 #include "inspect/graph.h"
 #include "inspect/print.h"
 
@@ -29,10 +31,35 @@ constexpr std::array kCommands = {
         "Exit status 1 if anything would change.\n",
         diff},
     Command{
+        "check", "[--table=TABLE] [--family=FAMILY]", 0, false, "table family ",
+        "Shows everything that is wrong with the configuration: the option, the place in its "
+        "list,\n"
+        "the text with a mark, and what a run would do about it. A run stops at some faults; "
+        "others\n"
+        "the restore tool refuses, asked in its test mode; the rest is ignored without a word.\n"
+        "Exit status 1 if there is anything.\n",
+        check},
+    Command{"explain", "[--chains] [--family=FAMILY] TABLE CHAIN WORD...", 2, true,
+            "chains family ",
+            "Shows what becomes of a packet in a hooked chain: the statements that it meets, each "
+            "with\n"
+            "the option that it comes from and the generated rule, and what happens. With --chains "
+            "rule\n"
+            "by rule instead. The words say what holds for the packet: match texts, such as \"-p "
+            "tcp\",\n"
+            "or proto=, in=, out=, src=, dst=, sport=, dport=, mac=, mark=, label=, class=, "
+            "subclass=,\n"
+            "set=, family= with a value. label=5/0x1 has the mark bit beside the label, "
+            "label=5/0x0 has\n"
+            "not. What nothing is said about counts as not holding, and is listed.\n"
+            "Exit status 1 if program and chains do different things.\n",
+            explain},
+    Command{
         "graph", "[--simplified] TABLE CHAIN", 2, false, "simplified ",
         "Prints the rule program of a hooked chain as a graph in the language DOT, for Graphviz:\n"
-        "boxes for targets, diamonds for conditions. As the rule sets have written it, or, with\n"
-        "--simplified, as chains are generated from it.\n",
+        "boxes for targets, diamonds for conditions, beside them the options that they come from. "
+        "As\n"
+        "the rule sets have written it, or, with --simplified, as chains are generated from it.\n",
         graph},
 };
 
@@ -89,10 +116,11 @@ CommandLine readCommandLine(int argc, char** argv) {
   if (std::string_view(argv[1]) == "--help") return {};
   CommandLine result{.command = &commandNamed(argv[1]), .request = {}};
 
-  constexpr std::array<option, 5> kOptions = {{{"help", no_argument, nullptr, 'h'},
+  constexpr std::array<option, 6> kOptions = {{{"help", no_argument, nullptr, 'h'},
                                                {"table", required_argument, nullptr, 't'},
                                                {"family", required_argument, nullptr, 'f'},
                                                {"simplified", no_argument, nullptr, 's'},
+                                               {"chains", no_argument, nullptr, 'c'},
                                                {}}};
   const Command& command = *result.command;
   Request& request = result.request;
@@ -115,6 +143,7 @@ CommandLine readCommandLine(int argc, char** argv) {
     if (found == 't') request.table = oneOf(kTables, "table", optarg);
     if (found == 'f') request.family = oneOf(kFamilies, "family", optarg);
     if (found == 's') request.simplified = true;
+    if (found == 'c') request.chains = true;
   }
   request.words.assign(arguments + optind, arguments + count);
   if (request.words.size() < command.words ||

@@ -1,4 +1,4 @@
-// The command "explain". Not offered yet: it is not in the table of commands.
+// The command "explain".
 #pragma once
 
 #include "inspect/request.h"
@@ -6,6 +6,7 @@
 
 namespace tavrix::inspect {
 
+// Shows what happens to a described packet in a hooked chain, and why.
 int explain(const Request& request, Screen& screen);
 
 }  // namespace tavrix::inspect

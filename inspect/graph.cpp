@@ -2,12 +2,14 @@
 // condition becomes two: a box and, below it, a diamond.
 #include "inspect/graph.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "inspect/next_run.h"
+#include "inspect/noted_texts.h"
 #include "inspect/program_graph.h"
 
 namespace tavrix::inspect {
@@ -40,8 +42,8 @@ std::string joined(const std::vector<std::string>& lines) {
 // Writes the graph to a screen, statement by statement.
 class DotWriter {
  public:
-  DotWriter(std::vector<GraphNode> nodes, Screen& screen)
-      : nodes_(std::move(nodes)), edgesTo_(nodes_.size()), screen_(screen) {
+  DotWriter(std::vector<GraphNode> nodes, const NotedTexts& texts, Screen& screen)
+      : nodes_(std::move(nodes)), texts_(texts), edgesTo_(nodes_.size()), screen_(screen) {
     for (const GraphNode& node : nodes_) {
       if (node.next) ++edgesTo_[*node.next];
       if (node.noMatch) ++edgesTo_[*node.noMatch];
@@ -70,17 +72,35 @@ class DotWriter {
     const bool isBox = !node.targets.empty();
     const bool isBoxOnly = isBox && node.condition.empty();
     const std::string name = isBoxOnly ? box : "n" + std::to_string(number);
-    if (isBox) write(box + " [shape=box, label=" + quoted(joined(node.targets)) + "]");
+    if (isBox) {
+      std::vector<int> sources;
+      for (const std::optional<int> source : node.targetSources) {
+        if (source) sources.push_back(*source);
+      }
+      write(box + " [shape=box, label=" + quoted(joined(node.targets)) + besideIt(sources) + "]");
+    }
     if (isBox && !isBoxOnly) write(box + " -> " + name);
     if (node.isExit) {
       write(name + " [shape=plaintext, label=end]");
     } else if (!node.condition.empty()) {
-      write(name + " [shape=diamond, label=" + quoted(broken(node.condition)) + "]");
+      write(name + " [shape=diamond, label=" + quoted(broken(node.condition)) +
+            besideIt(node.conditionSources) + "]");
     } else if (!isBox) {
       write(name + " [shape=point]");
     }
     if (node.next) writeEdge(name, *node.next, node.noMatch ? " [label=yes]" : "");
     if (node.noMatch) writeEdge(name, *node.noMatch, " [label=no, style=dashed]");
+  }
+
+  // A label beside the node: the options that its texts come from.
+  std::string besideIt(const std::vector<int>& sources) const {
+    std::vector<std::string> names;
+    for (const int source : sources) {
+      for (const NotedText::Part& part : texts_.texts()[static_cast<std::size_t>(source)].parts) {
+        names.push_back(nameOf(part.place));
+      }
+    }
+    return names.empty() ? "" : ", xlabel=" + quoted(joined(names));
   }
 
   // Each node that is passed over has one edge to it, so that none is passed over twice.
@@ -92,6 +112,7 @@ class DotWriter {
   void write(const std::string& statement) { screen_.text("  " + statement + ";\n"); }
 
   std::vector<GraphNode> nodes_;
+  const NotedTexts& texts_;
   std::vector<std::size_t> edgesTo_;
   Screen& screen_;
 };
@@ -100,7 +121,9 @@ class DotWriter {
 
 int graph(const Request& request, Screen& screen) {
   const std::string name = std::string(request.words[0]) + " " + std::string(request.words[1]);
-  DotWriter writer(readGraph(hookOf(request).makeProgram(), request.simplified), screen);
+  const HookPlan& hook = hookOf(request);
+  const NotedTexts texts(NotedTexts::Wrong::kThrows);
+  DotWriter writer(readGraph(hook.makeProgram(), request.simplified), texts, screen);
   screen.text("digraph " + quoted(name) + " {\n");
   writer.writeAll();
   screen.text("}\n");

@@ -15,6 +15,10 @@ struct GraphNode {
   std::vector<std::string> targets;  // what happens when control arrives, in order
   std::string condition;             // what is tested afterwards; empty if nothing is
   bool isExit = false;
+  // Which noted text (noted_texts.h) each target came from, and which ones the condition is made
+  // of; none for what was not noted.
+  std::vector<std::optional<int>> targetSources;
+  std::vector<int> conditionSources;
   // Where control goes on, by number: if the condition holds or there is none, and if it does not.
   std::optional<std::size_t> next;
   std::optional<std::size_t> noMatch;

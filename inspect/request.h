@@ -12,6 +12,7 @@ struct Request {
   std::string_view table = {};   // empty: all three
   std::string_view family = {};  // "ipv4" or "ipv6"; empty: both
   bool simplified = false;
+  bool chains = false;
   std::vector<std::string_view> words = {};  // what is no option
 
   // Whether the pass is one of those that table and family name.

@@ -6,10 +6,11 @@
 #include <iostream>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace tavrix::inspect {
 
-std::string toolOutput(const std::string& command, const std::string& input) {
+ToolResult runTool(const std::string& command, const std::string& input) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
   if (!file || std::fwrite(input.data(), 1, input.size(), file.get()) != input.size() ||
       std::fflush(file.get()) != 0 || std::fseek(file.get(), 0, SEEK_SET) != 0) {
@@ -28,8 +29,13 @@ std::string toolOutput(const std::string& command, const std::string& input) {
   for (std::size_t count = 1; count != 0; output.append(buffer.data(), count)) {
     count = std::fread(buffer.data(), 1, buffer.size(), stream);
   }
-  if (pclose(stream) != 0) throw std::runtime_error(command + " failed");
-  return output;
+  return {pclose(stream) == 0, output};
+}
+
+std::string toolOutput(const std::string& command, const std::string& input) {
+  ToolResult result = runTool(command, input);
+  if (!result.isFine) throw std::runtime_error(command + " failed");
+  return std::move(result.output);
 }
 
 }  // namespace tavrix::inspect

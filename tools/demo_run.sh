@@ -71,3 +71,6 @@ if [ "$TESTBED_TABLES_KIND" != nft ]; then
   "$build/bin/firewall_cpp-inspect" diff
   echo "(nothing)"
 fi
+echo
+echo "What becomes of a forwarded TCP packet whose connection has label 2 and class 7:"
+"$build/bin/firewall_cpp-inspect" explain --family=ipv4 filter FORWARD proto=tcp label=2 class=7

@@ -1,0 +1,437 @@
+// The meaning of the options that the rule sets and usual configurations have.
+#include "inspect/packet.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <sstream>
+#include <utility>
+
+#include "ipt_compiler/tokenizer.h"
+
+namespace tavrix::inspect {
+namespace {
+
+constexpr std::array<std::string_view, 24> kOptionWords = {"-4",
+                                                           "-6",
+                                                           "-p",
+                                                           "-s",
+                                                           "-d",
+                                                           "-i",
+                                                           "-o",
+                                                           "-f",
+                                                           "-c",
+                                                           "-m",
+                                                           "-j",
+                                                           "-g",
+                                                           "--ipv4",
+                                                           "--ipv6",
+                                                           "--protocol",
+                                                           "--source",
+                                                           "--destination",
+                                                           "--in-interface",
+                                                           "--out-interface",
+                                                           "--fragment",
+                                                           "--set-counters",
+                                                           "--match",
+                                                           "--jump",
+                                                           "--goto"};
+
+bool isOptionWord(std::string_view word) {
+  return std::ranges::find(kOptionWords, word) != kOptionWords.end();
+}
+
+Answer answer(bool isYes) {
+  return isYes ? Answer::kYes : Answer::kNo;
+}
+
+Answer negated(Answer given, bool isNegated) {
+  return isNegated && given != Answer::kNotSaid ? answer(given == Answer::kNo) : given;
+}
+
+template <class Value>
+Answer equals(const std::optional<Value>& known, const Value& asked) {
+  return known ? answer(*known == asked) : Answer::kNotSaid;
+}
+
+bool isAmong(const std::vector<std::string>& names, const std::string& name) {
+  return std::ranges::find(names, name) != names.end();
+}
+
+// What is not known to be in a set may be in it all the same.
+Answer isIn(const std::vector<std::string>& sets, const std::string& set) {
+  return isAmong(sets, set) ? Answer::kYes : Answer::kNotSaid;
+}
+
+// An option taken apart: "-m set ! --match-set a src" is the module "set" with the option
+// "--match-set", negated, of value "a src". An option without a module has its word and its value;
+// whether that is negated is not kept.
+struct Taken {
+  struct Argument {
+    bool isNegated = false;
+    std::string value;
+  };
+
+  explicit Taken(const std::string& option) {
+    std::istringstream in(option);
+    std::string first;
+    in >> first;
+    if (first == "!") in >> first;
+    word = first;
+    if (first == "-m" || first == "--match") {
+      word = "-m";
+      in >> module;
+    }
+    bool negatesNext = false;
+    Argument* argument = &own;
+    for (std::string next; in >> next;) {
+      if (next == "!") {
+        negatesNext = true;
+      } else if (next.starts_with("--")) {
+        argument = &arguments[next];
+        argument->isNegated = std::exchange(negatesNext, false);
+      } else {
+        argument->value += (argument->value.empty() ? "" : " ") + next;
+      }
+    }
+  }
+
+  // Whether it is the module with exactly these options.
+  bool is(std::string_view name, std::vector<std::string> names) const {
+    std::ranges::sort(names);
+    return module == name && std::ranges::equal(names, arguments, {}, {},
+                                                [](const auto& entry) { return entry.first; });
+  }
+  const Argument& at(const std::string& name) const { return arguments.at(name); }
+  const std::string& value(const std::string& name) const { return arguments.at(name).value; }
+
+  std::string word;
+  std::string module;
+  Argument own;  // of an option without a module
+  std::map<std::string, Argument> arguments;
+};
+
+std::optional<std::uint32_t> numberIn(std::string_view text) {
+  const bool isHex = text.starts_with("0x");
+  if (isHex) text.remove_prefix(2);
+  std::uint32_t number = 0;
+  const auto [end, error] =
+      std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+// "VALUE" or "VALUE/MASK".
+struct Masked {
+  std::uint32_t value;
+  std::uint32_t mask;
+};
+
+std::optional<Masked> maskedIn(std::string_view text) {
+  const std::size_t slash = text.find('/');
+  const auto value = numberIn(text.substr(0, slash));
+  const auto mask =
+      slash == std::string_view::npos ? 0xFFFFFFFFU : numberIn(text.substr(slash + 1));
+  if (!value || !mask) return std::nullopt;
+  return Masked{*value, *mask};
+}
+
+// A protocol's number, for a name too; the text itself if nobody knows it.
+std::string protocolNumber(const std::string& name) {
+  if (numberIn(name)) return name;
+  const protoent* const entry = getprotobyname(name.c_str());
+  return entry == nullptr ? name : std::to_string(entry->p_proto);
+}
+
+Answer isOfProtocol(const Packet& packet, const std::string& asked) {
+  if (asked == "all" || asked == "0") return Answer::kYes;
+  if (!packet.protocol) return Answer::kNotSaid;
+  return answer(*packet.protocol == asked ||
+                protocolNumber(*packet.protocol) == protocolNumber(asked));
+}
+
+// "+" at the end stands for any further characters.
+Answer isInterface(const std::optional<std::string>& known, const std::string& asked) {
+  if (!known) return Answer::kNotSaid;
+  if (!asked.ends_with('+')) return answer(*known == asked);
+  return answer(known->starts_with(asked.substr(0, asked.size() - 1)));
+}
+
+// An address in network order, and how many bytes it has; none for another text.
+struct Address {
+  std::array<unsigned char, 16> bytes{};
+  std::size_t size = 0;
+};
+
+Address addressIn(const std::string& text) {
+  Address address;
+  if (inet_pton(AF_INET, text.c_str(), address.bytes.data()) == 1) {
+    address.size = 4;
+  } else if (inet_pton(AF_INET6, text.c_str(), address.bytes.data()) == 1) {
+    address.size = 16;
+  }
+  return address;
+}
+
+// "ADDRESS" or "ADDRESS/BITS". Names, lists and masks of other forms are not known here.
+Answer isAddress(const std::optional<std::string>& known, const std::string& asked) {
+  if (!known) return Answer::kNotSaid;
+  const std::size_t slash = asked.find('/');
+  const Address network = addressIn(asked.substr(0, slash));
+  const Address address = addressIn(*known);
+  const auto bits = slash == std::string::npos ? static_cast<std::uint32_t>(network.size * 8)
+                                               : numberIn(asked.substr(slash + 1));
+  if (network.size == 0 || address.size == 0 || !bits || *bits > network.size * 8) {
+    return Answer::kNotSaid;
+  }
+  if (network.size != address.size) return Answer::kNo;
+  for (std::size_t bit = 0; bit < *bits; ++bit) {
+    const unsigned differs = network.bytes[bit / 8] ^ address.bytes[bit / 8];
+    if (((differs >> (7 - bit % 8)) & 1U) != 0) return Answer::kNo;
+  }
+  return Answer::kYes;
+}
+
+// Whether a port is one of "P,Q:R,...".
+Answer isPort(const std::optional<int>& known, const std::string& asked) {
+  if (!known) return Answer::kNotSaid;
+  std::istringstream ranges(asked);
+  for (std::string range; std::getline(ranges, range, ',');) {
+    const std::size_t colon = range.find(':');
+    const auto low = numberIn(range.substr(0, colon));
+    const auto high = colon == std::string::npos ? low : numberIn(range.substr(colon + 1));
+    if (!low || !high) return Answer::kNotSaid;
+    const auto port = static_cast<std::uint32_t>(*known);
+    if (port >= *low && port <= *high) return Answer::kYes;
+  }
+  return Answer::kNo;
+}
+
+Answer either(Answer one, Answer other) {
+  if (one == Answer::kYes || other == Answer::kYes) return Answer::kYes;
+  return one == Answer::kNo && other == Answer::kNo ? Answer::kNo : Answer::kNotSaid;
+}
+
+// The "!" turns the whole round: that of "--ports" holds if neither side has the port.
+Answer hasPort(const Packet& packet, const Taken& match) {
+  const auto& [name, ports] = *match.arguments.begin();
+  const Answer source = isPort(packet.sourcePort, ports.value);
+  const Answer destination = isPort(packet.destinationPort, ports.value);
+  const bool isSource = name == "--sport" || name == "--sports";
+  const bool isDestination = name == "--dport" || name == "--dports";
+  const Answer any = isSource ? source : isDestination ? destination : either(source, destination);
+  return negated(any, ports.isNegated);
+}
+
+Answer hasPackets(const Packet& packet, const Taken& match) {
+  const std::string& direction = match.value("--connbytes-dir");
+  const bool isOfBoth = direction == "both";
+  const auto least = numberIn(match.value("--connbytes"));
+  if ((!isOfBoth && direction != "original") || match.value("--connbytes-mode") != "packets" ||
+      !least || !packet.packetsOriginal || (isOfBoth && !packet.packetsReply)) {
+    return Answer::kNotSaid;
+  }
+  const int count = *packet.packetsOriginal + (isOfBoth ? *packet.packetsReply : 0);
+  return negated(answer(static_cast<std::uint32_t>(count) >= *least),
+                 match.at("--connbytes").isNegated);
+}
+
+Answer hasMark(const Packet& packet, const Taken::Argument& argument) {
+  const auto asked = maskedIn(argument.value);
+  if (!asked) return Answer::kNotSaid;
+  const bool differs = ((packet.mark ^ asked->value) & packet.knownMark & asked->mask) != 0 ||
+                       (asked->value & ~asked->mask) != 0;
+  if (differs) return answer(argument.isNegated);
+  const bool isKnown = (asked->mask & ~packet.knownMark) == 0;
+  return isKnown ? answer(!argument.isNegated) : Answer::kNotSaid;
+}
+
+Answer hasLabel(const Packet& packet, const Taken& match) {
+  const Taken::Argument& asked = match.at("--label");
+  const Answer label = equals(packet.label, asked.value);
+  if (!match.arguments.contains("--mark")) return negated(label, asked.isNegated);
+  if (match.value("--mark") != "0x1") return Answer::kNotSaid;
+  const Answer marked = equals(packet.isMarked, true);
+  if (label == Answer::kNo || marked == Answer::kNo) return answer(asked.isNegated);
+  const bool isYes = label == Answer::kYes && marked == Answer::kYes;
+  return isYes ? answer(!asked.isNegated) : Answer::kNotSaid;
+}
+
+Answer isInSet(const Packet& packet, const Taken& match) {
+  std::istringstream in(match.value("--match-set"));
+  std::string name;
+  std::string side;
+  in >> name >> side;
+  if (side != "src" && side != "dst") return Answer::kNotSaid;
+  return negated(isIn(side == "src" ? packet.senderSets : packet.destinationSets, name),
+                 match.at("--match-set").isNegated);
+}
+
+Answer holdsByModule(const Packet& packet, const Taken& match) {
+  if (match.is("comment", {"--comment"})) return Answer::kYes;
+  if (match.is("set", {"--match-set"})) return isInSet(packet, match);
+  if (match.is("mac", {"--mac-source"})) {
+    const Taken::Argument& mac = match.at("--mac-source");
+    return negated(equals(packet.senderMac, mac.value), mac.isNegated);
+  }
+  for (const char* const module : {"tcp", "udp"}) {
+    if (!match.is(module, {"--dport"}) && !match.is(module, {"--sport"})) continue;
+    const Answer protocol = isOfProtocol(packet, module);
+    return protocol == Answer::kNo ? protocol : hasPort(packet, match);
+  }
+  for (const char* const ports : {"--ports", "--sports", "--dports"}) {
+    if (match.is("multiport", {ports})) return hasPort(packet, match);
+  }
+  if (match.is("connbytes", {"--connbytes", "--connbytes-dir", "--connbytes-mode"})) {
+    return hasPackets(packet, match);
+  }
+  if (match.is("conntrack", {"--ctdir"})) {
+    return equals(packet.isOriginal, match.value("--ctdir") == "ORIGINAL");
+  }
+  if (match.is("mark", {"--mark"})) return hasMark(packet, match.at("--mark"));
+  if (match.is("tavrix-xthostset", {"--set-name"})) {
+    return isIn(packet.hostSets, match.value("--set-name"));
+  }
+  if (match.is("tavrix-conndurvan", {"--class"})) {
+    return equals(packet.trafficClass, match.value("--class"));
+  }
+  if (match.is("tavrix-conndurvan", {"--invert", "--subclass"})) {
+    return negated(equals(packet.subclass, match.value("--subclass")), true);
+  }
+  if (match.is("tavrix-connlabel", {"--label"}) ||
+      match.is("tavrix-connlabel", {"--label", "--mark"})) {
+    return hasLabel(packet, match);
+  }
+  return Answer::kNotSaid;
+}
+
+Answer holdsByItself(const Packet& packet, const Taken& match) {
+  const std::string& word = match.word;
+  const std::string& value = match.own.value;
+  if (word == "-p" || word == "--protocol") return isOfProtocol(packet, value);
+  if (word == "-i" || word == "--in-interface") return isInterface(packet.inInterface, value);
+  if (word == "-o" || word == "--out-interface") return isInterface(packet.outInterface, value);
+  if (word == "-s" || word == "--source") return isAddress(packet.source, value);
+  if (word == "-d" || word == "--destination") return isAddress(packet.destination, value);
+  return Answer::kNotSaid;
+}
+
+// What is told of a packet by texts of this module is no longer true.
+void forget(Packet& packet, std::string_view module) {
+  std::erase_if(packet.texts, [&](const auto& told) { return Taken(told.first).module == module; });
+}
+
+// A match module that is there for what it does.
+Event meetModule(Packet& packet, const Taken& module) {
+  if (module.is("tavrix-xtcounter", {"--inc"})) return {"count " + module.value("--inc"), false};
+  if (module.is("tavrix-connstat", {"--set", "--stat-node"})) {
+    return {"node " + module.value("--stat-node"), false};
+  }
+  if (module.is("tavrix-conndurvan", {"--mark"})) return {"class mark", false};
+  const bool isMarked = module.is("tavrix-connlabel", {"--set", "--mark", "--label"});
+  if (isMarked || module.is("tavrix-connlabel", {"--set", "--label"})) {
+    forget(packet, "tavrix-connlabel");
+    packet.label = module.value("--label");
+    packet.isMarked = isMarked;
+    return {"label " + *packet.label + (isMarked ? " marked" : ""), false};
+  }
+  return {"", false};
+}
+
+Event meetMark(Packet& packet, const Taken& target) {
+  const auto& [name, argument] = *target.arguments.begin();
+  const auto change = maskedIn(argument.value);
+  if (!change || (name != "--set-mark" && name != "--set-xmark")) return {"", false};
+  forget(packet, "mark");
+  // Both take the bits of the mask away; one sets those of the value, the other turns them round.
+  const bool turns = name == "--set-xmark";
+  packet.mark &= ~change->mask;
+  packet.mark = turns ? packet.mark ^ change->value : packet.mark | change->value;
+  packet.knownMark |= turns ? change->mask : change->mask | change->value;
+  return {"mark " + argument.value, false};
+}
+
+constexpr std::array<std::string_view, 13> kLastTargets = {
+    "ACCEPT", "DROP",       "REJECT", "REDIRECT", "NFQUEUE", "QUEUE",   "DNAT",
+    "SNAT",   "MASQUERADE", "TPROXY", "RETURN",   "NETMAP",  "SYNPROXY"};
+
+}  // namespace
+
+Negatable::Negatable(std::string_view option) {
+  for (Token token = nextToken(option, 0); token.exists(); token = nextToken(option, token.end())) {
+    const std::string_view word = token.in(option);
+    if (word == "!") {
+      isNegated = !isNegated;
+    } else {
+      text.append(text.empty() ? "" : " ").append(word);
+    }
+  }
+}
+
+void tell(Packet& packet, std::string_view option) {
+  Negatable told(option);
+  packet.texts[std::move(told.text)] = !told.isNegated;
+}
+
+Answer holds(const Packet& packet, const std::string& option) {
+  const Negatable asked(option);
+  const auto told = packet.texts.find(asked.text);
+  if (told != packet.texts.end()) return answer(told->second != asked.isNegated);
+  const Taken match(option);
+  // iptables does not look at a "!" before these.
+  const bool isIpv4 = match.word == "-4" || match.word == "--ipv4";
+  if (isIpv4 || match.word == "-6" || match.word == "--ipv6") {
+    return equals(packet.family, isIpv4 ? 4 : 6);
+  }
+  return match.module.empty() ? negated(holdsByItself(packet, match), asked.isNegated)
+                              : holdsByModule(packet, match);
+}
+
+Event meet(Packet& packet, const std::string& target) {
+  const Taken taken(target);
+  if (!taken.module.empty()) return meetModule(packet, taken);
+  const std::string& name = taken.own.value;
+  const auto has = [&](const char* option) { return taken.arguments.contains(option); };
+  if (name == "REJECT" && taken.arguments.empty()) return {"reject", true};
+  if (name == "REJECT" && has("--reject-with") && taken.value("--reject-with") == "tcp-reset") {
+    return {"reset", true};
+  }
+  if (name == "REDIRECT" && has("--to-ports")) {
+    const auto port = numberIn(taken.value("--to-ports"));
+    if (port) packet.destinationPort = static_cast<int>(*port);
+    return {"redirect " + taken.value("--to-ports"), true};
+  }
+  if (name == "MARK" && taken.arguments.size() == 1) return meetMark(packet, taken);
+  const std::string end = " dst";
+  if (name == "SET" && has("--add-set") && has("--exist") &&
+      taken.value("--add-set").ends_with(end)) {
+    const std::string& set = taken.value("--add-set");
+    return {"add " + set.substr(0, set.size() - end.size()), false};
+  }
+  return {"", std::ranges::find(kLastTargets, name) != kLastTargets.end()};
+}
+
+std::vector<std::string> optionsIn(std::string_view text) {
+  std::vector<std::string> options;
+  for (Token token = nextToken(text, 0); token.exists();) {
+    const std::string_view word = token.in(text);
+    const Token next = nextToken(text, token.end());
+    const bool begins = isOptionWord(word == "!" && next.exists() ? next.in(text) : word);
+    const bool isNegated = word == "!" && begins;
+    if (begins || options.empty()) options.emplace_back();
+    std::string& option = options.back();
+    option.append(option.empty() ? "" : " ").append(word);
+    token = next;
+    if (isNegated) {
+      option.append(" ").append(next.in(text));
+      token = nextToken(text, next.end());
+    }
+  }
+  return options;
+}
+
+}  // namespace tavrix::inspect

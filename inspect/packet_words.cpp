@@ -1,0 +1,124 @@
+// The table of short words, and their values.
+#include "inspect/packet_words.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <optional>
+#include <string>
+
+#include "ipt_compiler/rule_parser.h"
+
+namespace tavrix::inspect {
+namespace {
+
+// A whole number, "0x" before hexadecimal digits, up to a limit.
+std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t limit) {
+  const bool isHex = text.starts_with("0x");
+  const std::string_view digits = text.substr(isHex ? 2 : 0);
+  std::uint32_t number = 0;
+  const auto [end, error] =
+      std::from_chars(digits.data(), digits.data() + digits.size(), number, isHex ? 16 : 10);
+  const bool isWhole = error == std::errc() && end == digits.data() + digits.size();
+  return isWhole && number <= limit ? std::optional(number) : std::nullopt;
+}
+
+bool setPort(std::optional<int>& port, std::string_view value) {
+  const auto number = numberIn(value, 65535);
+  if (number) port = static_cast<int>(*number);
+  return number.has_value();
+}
+
+bool setFamily(Packet& packet, std::string_view value) {
+  const bool is4 = value == "ipv4" || value == "4";
+  packet.family = is4 ? 4 : 6;
+  return is4 || value == "ipv6" || value == "6";
+}
+
+bool setMark(Packet& packet, std::string_view value) {
+  const auto number = numberIn(value, 0xFFFFFFFF);
+  packet.mark = number.value_or(0);
+  packet.knownMark = 0xFFFFFFFF;
+  return number.has_value();
+}
+
+// "LABEL", "LABEL/0x1" with the mark bit beside it, "LABEL/0x0" without.
+bool setLabel(Packet& packet, std::string_view value) {
+  const std::size_t slash = value.find('/');
+  packet.label = value.substr(0, slash);
+  if (slash == std::string_view::npos) return true;
+  const auto bit = numberIn(value.substr(slash + 1), 1);
+  packet.isMarked = bit == 1;
+  return bit.has_value();
+}
+
+bool addSet(Packet& packet, std::string_view value) {
+  for (auto* sets : {&packet.senderSets, &packet.destinationSets, &packet.hostSets}) {
+    sets->emplace_back(value);
+  }
+  return !value.empty();
+}
+
+struct Word {
+  std::string_view name;
+  bool (*set)(Packet& packet, std::string_view value);  // whether it is a value for the word
+};
+
+template <std::optional<std::string> Packet::*Member>
+bool setText(Packet& packet, std::string_view value) {
+  packet.*Member = value;
+  return !value.empty();
+}
+
+constexpr std::array kWords = {
+    Word{"family", setFamily},
+    Word{"proto", setText<&Packet::protocol>},
+    Word{"in", setText<&Packet::inInterface>},
+    Word{"out", setText<&Packet::outInterface>},
+    Word{"src", setText<&Packet::source>},
+    Word{"dst", setText<&Packet::destination>},
+    Word{"sport", [](Packet& packet, auto value) { return setPort(packet.sourcePort, value); }},
+    Word{"dport",
+         [](Packet& packet, auto value) { return setPort(packet.destinationPort, value); }},
+    Word{"mac", setText<&Packet::senderMac>},
+    Word{"mark", setMark},
+    Word{"label", setLabel},
+    Word{"class", setText<&Packet::trafficClass>},
+    Word{"subclass", setText<&Packet::subclass>},
+    Word{"set", addSet},
+};
+
+void readText(Packet& packet, std::string_view text) {
+  try {
+    parseMatches(text, "", 0);
+  } catch (const IptCompileFailed&) {
+    throw WrongWord("\"" + std::string(text) +
+                    "\" is no match text; options stand before the table");
+  }
+  for (const std::string& option : optionsIn(text)) tell(packet, option);
+}
+
+}  // namespace
+
+Packet readPacket(std::span<const std::string_view> words) {
+  Packet packet;
+  for (const std::string_view given : words) {
+    if (given.starts_with('-') || given.starts_with('!')) {
+      readText(packet, given);
+      continue;
+    }
+    const std::size_t equals = std::min(given.find('='), given.size());
+    const auto* const word = std::ranges::find(kWords, given.substr(0, equals), &Word::name);
+    if (word == kWords.end() || equals == given.size()) {
+      throw WrongWord(
+          '"' + std::string(given) +
+          R"(" is neither a match text nor one of the short words with "=" and a value)");
+    }
+    if (!word->set(packet, given.substr(equals + 1))) {
+      throw WrongWord('"' + std::string(given) + "\" has no value that fits");
+    }
+  }
+  return packet;
+}
+
+}  // namespace tavrix::inspect

@@ -1,0 +1,18 @@
+// What the restore tools refuse.
+#pragma once
+
+#include <vector>
+
+#include "inspect/finding.h"
+#include "inspect/request.h"
+
+namespace tavrix::inspect {
+
+// Hands what a run would restore to the restore tool in its test mode, table by table, again and
+// again without the rules that it has refused. Texts have to be noted by `texts`, errors too.
+// `known` is what was found before; what a run stops at is not said twice. Throws what
+// readLiveTables throws, and std::runtime_error if a tool fails and names no line.
+std::vector<Finding> checkTables(const Request& request, const NotedTexts& texts,
+                                 const std::vector<Finding>& known);
+
+}  // namespace tavrix::inspect
