@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "inspect/packet.h"
 #include "tests/policy/packet.h"
 #include "tests/support/chain_walker.h"
 
@@ -20,14 +21,12 @@ std::string joinEvents(const std::vector<std::string>& events);
 // test_support::setConfiguration; the rest stays out. Throws what the programs throw.
 Tables compileTables(Hook hook);
 
-// What the rules do to the packet, in order, as joined events:
-//
-//     node N, class mark, label L, label L marked   noted about the connection
-//     count C, add SET, mark V                      counter, blacklist, packet mark
-//     redirect P, reset, reject                     the end of the walk
-//
+// The packet with everything about it told. In the names of sets "$" becomes the family's number.
+tavrix::inspect::Packet told(Packet packet, Family family);
+
+// What the rules do to the packet, in order, as joined events in the words of inspect/packet.h.
 // Matches are decided as the kernel decides them. A label that a rule sets is there for the rules
-// after it. Throws std::runtime_error for a match or target that is not known here.
-std::string walk(const Tables& tables, Hook hook, Family family, Packet packet);
+// after it. Throws std::runtime_error for a match or target that is not known.
+std::string walk(const Tables& tables, Hook hook, Family family, const Packet& packet);
 
 }  // namespace policy
