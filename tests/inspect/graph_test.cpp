@@ -35,7 +35,8 @@ Picture pictureOf(const test_support::HookedChain& hook, bool simplified) {
   tavrix::inspect::Screen screen(out, false, 0);
   tavrix::inspect::graph({.simplified = simplified, .words = {hook.table, hook.chain}}, screen);
 
-  static const std::regex shapeLine("  (\\w+) \\[shape=(\\w+)(?:, label=\"?(.*?)\"?)?\\];");
+  static const std::regex shapeLine(
+      "  (\\w+) \\[shape=(\\w+)(?:, label=\"?(.*?)\"?)?(?:, xlabel=\".*\")?\\];");
   static const std::regex edgeLine(
       "  (\\w+) -> (\\w+)(?: \\[label=(yes|no)(, style=dashed)?\\])?;");
   Picture picture;
