@@ -23,8 +23,6 @@ namespace _IptIrNode {
 // successor[kNoMatch]: where it goes if the condition does not hold.
 inline constexpr std::size_t kNoMatch = 0;
 inline constexpr std::size_t kNext = 1;
-// The order in which every walk takes a node's successors.
-inline constexpr std::array<std::size_t, 2> kSuccessorOrder = {kNext, kNoMatch};
 
 // What a node does and tests.
 struct NodeContent {

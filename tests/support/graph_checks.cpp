@@ -1,6 +1,7 @@
 #include "tests/support/graph_checks.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -14,10 +15,10 @@ namespace {
 using tavrix::ProxyIrNode;
 using tavrix::_IptIrNode::kNext;
 using tavrix::_IptIrNode::kNoMatch;
-using tavrix::_IptIrNode::kSuccessorOrder;
 
-// The edges in the order in which chain generation enters them: depth-first, each when it is taken.
+// The edges, depth-first, each when it is taken.
 Edges edgesOf(const NodeNumbers& nodes) {
+  constexpr std::array kOrder = {kNext, kNoMatch};
   struct Frame {
     std::size_t node;
     std::size_t visited;
@@ -27,11 +28,11 @@ Edges edgesOf(const NodeNumbers& nodes) {
   std::vector<Frame> frames = {{0, 0}};
   while (!frames.empty()) {
     Frame& frame = frames.back();
-    if (frame.visited == kSuccessorOrder.size()) {
+    if (frame.visited == kOrder.size()) {
       frames.pop_back();
       continue;
     }
-    const auto& successor = nodes[frame.node].successor[kSuccessorOrder[frame.visited++]];
+    const auto& successor = nodes[frame.node].successor[kOrder[frame.visited++]];
     if (!successor) continue;
     const std::size_t number = nodes.of(*successor);
     edges.emplace_back(frame.node, number);
