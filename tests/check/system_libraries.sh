@@ -34,7 +34,7 @@ build() {
   "$cmake" -S . -B "$work/build" -DPLATFORM=system -DCMAKE_PREFIX_PATH="$work/root" \
     -DCMAKE_CXX_FLAGS_RELEASE= -DCMAKE_UNITY_BUILD=ON -DWARNINGS_AS_ERRORS=ON > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
   grep -q "Platform libraries: system ($work/root/lib/libubus.so, $work/root/lib/libubox.so)" "$work/log"
-  "$cmake" --build "$work/build" -j 2 > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+  "$cmake" --build "$work/build" -j 2 --target firewall_cpp > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
   objdump -p "$work/build/bin/firewall_cpp" | grep -q 'NEEDED.*libubus.so'
   objdump -p "$work/build/bin/firewall_cpp" | grep -q 'NEEDED.*libubox.so'
   timer=none

@@ -16,7 +16,7 @@
 namespace inspect_test {
 namespace {
 
-constexpr unsigned kSeeds = 20;
+constexpr unsigned kSeeds = 12;
 
 // Without every second option of the users, except their labels, which they need.
 std::string withFewerOptions(const std::string& configuration) {
