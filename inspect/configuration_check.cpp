@@ -350,7 +350,7 @@ class Check {
     const bool firstIsLonger = one.size() > other.size();
     const Values& longer = firstIsLonger ? one : other;
     const std::size_t common = std::min(one.size(), other.size());
-    ignore(longer[common], names[firstIsLonger ? 1 : 0] + " ends before this place");
+    ignore(longer[common], names[firstIsLonger ? 1 : 0] + " has no value at this place");
   }
 
   const NotedTexts& texts_;

@@ -145,7 +145,7 @@ void showUnsaid(const Walk& walk, Screen& screen) {
   std::ranges::sort(unsaid);
   unsaid.erase(std::unique(unsaid.begin(), unsaid.end()), unsaid.end());
   if (unsaid.empty()) return;
-  screen.line("Asked and not given, so taken as not holding (no?):");
+  screen.line("Asked and not given, so taken as not holding (no?). Each may change the answer:");
   for (const std::string& text : unsaid) screen.line("  " + text);
 }
 

@@ -70,6 +70,13 @@ bool setText(Packet& packet, std::string_view value) {
   return !value.empty();
 }
 
+// The empty value stands for none.
+template <std::optional<std::string> Packet::*Member>
+bool setTextOrNone(Packet& packet, std::string_view value) {
+  packet.*Member = value;
+  return true;
+}
+
 constexpr std::array kWords = {
     Word{"family", setFamily},
     Word{"proto", setText<&Packet::protocol>},
@@ -83,8 +90,8 @@ constexpr std::array kWords = {
     Word{"mac", setText<&Packet::senderMac>},
     Word{"mark", setMark},
     Word{"label", setLabel},
-    Word{"class", setText<&Packet::trafficClass>},
-    Word{"subclass", setText<&Packet::subclass>},
+    Word{"class", setTextOrNone<&Packet::trafficClass>},
+    Word{"subclass", setTextOrNone<&Packet::subclass>},
     Word{"set", addSet},
 };
 

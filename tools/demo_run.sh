@@ -72,5 +72,5 @@ if [ "$TESTBED_TABLES_KIND" != nft ]; then
   echo "(nothing)"
 fi
 echo
-echo "What becomes of a forwarded TCP packet whose connection has label 2 and class 7:"
-"$build/bin/firewall_cpp-inspect" explain --family=ipv4 filter FORWARD proto=tcp label=2 class=7
+echo "What becomes of a forwarded TCP packet whose connection has label 2, class 7 and subclass 73:"
+"$build/bin/firewall_cpp-inspect" explain --family=ipv4 filter FORWARD proto=tcp label=2 class=7 subclass=73
