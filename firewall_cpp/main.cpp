@@ -2,7 +2,6 @@
 // before it stay.
 #include <map>
 #include <memory>
-#include <utility>
 
 #include "firewall_cpp/schedule.h"
 #include "firewall_cpp/xtables_lock.h"
@@ -34,12 +33,8 @@ void run() {
   CompiledHooks compiled;
   for (const auto& [tool, table, hooks] : kPasses) {
     IptCompiler compiler(lock, tool, table);
-    ChainHook hook = compiled.make(hooks.front());
-    if (hooks.size() == 2) {
-      compiler.commit(std::move(hook), compiled.make(hooks.back()));
-    } else {
-      compiler.commit(std::move(hook));
-    }
+    if (hooks.size() == 2) compiler.addHook(compiled.make(hooks.front()));
+    compiler.commit(compiled.make(hooks.back()));
   }
 }
 

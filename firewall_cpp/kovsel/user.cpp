@@ -25,7 +25,7 @@ IptProg forEachUser(IptProg (*makeProgram)(const User& user)) {
   const UciConfig::Section& section = params["kovsel"];
   IptProg all = makeEmptyProg();
   for (const std::string_view listed : section["user_list"]) {
-    all = sequence({std::move(all), makeProgram(User(section, listed))});
+    all = sequence({all, makeProgram(User(section, listed))});
   }
   return all;
 }
