@@ -46,7 +46,12 @@ endif()
 # A router's flash is small: unused sections go, sections are not padded to pages, and no symbol is
 # kept that nobody looks up.
 add_compile_options($<$<CONFIG:Release>:-ffunction-sections> $<$<CONFIG:Release>:-fdata-sections>)
-add_link_options($<$<CONFIG:Release>:-Wl,--gc-sections,-z,noseparate-code> $<$<CONFIG:Release>:-s>)
+add_link_options($<$<CONFIG:Release>:-Wl,--gc-sections> $<$<CONFIG:Release>:-s>)
+include(CheckLinkerFlag)
+check_linker_flag(CXX -Wl,-z,noseparate-code CAN_JOIN_SEGMENTS)  # not every linker knows it
+if(CAN_JOIN_SEGMENTS)
+  add_link_options($<$<CONFIG:Release>:-Wl,-z,noseparate-code>)
+endif()
 # Looked at as a whole, the program becomes an eighth smaller. Tests link its parts many times.
 include(CheckIPOSupported)
 check_ipo_supported(RESULT is_ipo_supported OUTPUT ipo_error LANGUAGES CXX)
