@@ -11,30 +11,23 @@
 namespace tavrix {
 namespace {
 
-// Hooks with their programs compiled, so that each program is gone before the next one is built.
-// Both address families have the same plans: the second takes what was compiled for the first.
-class CompiledHooks {
- public:
-  ChainHook make(const HookPlan& plan) {
-    std::shared_ptr<const HookText>& text = texts_[&plan];
+void run() {
+  const XtablesLock lock;
+  // Hooks have their programs compiled, so that each program is gone before the next one is built.
+  // Both address families have the same plans: the second takes what was compiled for the first.
+  std::map<const HookPlan*, std::shared_ptr<const HookText>> texts;
+  const auto compile = [&texts](const HookPlan& plan) -> ChainHook {
+    std::shared_ptr<const HookText>& text = texts[&plan];
     if (!text) {
       IptProg program = plan.makeProgram();
       text = std::make_shared<HookText>(generate(program, plan.chain, kOwnChain));
     }
     return {plan.chain, plan.position, kOwnChain, {}, text};
-  }
-
- private:
-  std::map<const HookPlan*, std::shared_ptr<const HookText>> texts_;
-};
-
-void run() {
-  const XtablesLock lock;
-  CompiledHooks compiled;
+  };
   for (const auto& [tool, table, hooks] : kPasses) {
     IptCompiler compiler(lock, tool, table);
-    if (hooks.size() == 2) compiler.addHook(compiled.make(hooks.front()));
-    compiler.commit(compiled.make(hooks.back()));
+    for (const HookPlan& plan : hooks.first(hooks.size() - 1)) compiler.addHook(compile(plan));
+    compiler.commit(compile(hooks.back()));
   }
 }
 

@@ -5,7 +5,8 @@
 #include <span>
 #include <string_view>
 
-#include "firewall_cpp/chain_programs.h"
+#include "firewall_cpp/kovsel/kovsel.h"
+#include "firewall_cpp/nfnlq/nfnlq.h"
 #include "ipt_compiler/chain_hook.h"
 
 namespace tavrix {
@@ -16,31 +17,32 @@ inline constexpr bool kOwnChain = false;
 struct HookPlan {
   std::string_view chain;
   std::uint32_t position;
-  IptProg (*makeProgram)();
-
-  ChainHook make() const {
-    return {.chain = chain, .position = position, .ownChain = kOwnChain, .program = makeProgram()};
-  }
+  IptProg (*makeProgram)();  // reads the configuration; errors of the rule sets pass through
 };
+
+// Access control first: its marks are there when the queue decision is made.
+inline IptProg manglePreroutingProgram() {
+  return sequence({kovsel::mangleProgram(), nfnlq::queueProgram()});
+}
 
 // The hooks of one table, the same for both address families. The asymmetry is intended: in mangle
 // the generated jumps come after every saved rule, in nat and filter before.
 inline constexpr HookPlan kMangleHooks[] = {
     {"PREROUTING", kHookAtEnd, manglePreroutingProgram},
-    {"OUTPUT", kHookAtEnd, mangleOutputProgram},
+    {"OUTPUT", kHookAtEnd, nfnlq::queueProgram},
 };
 inline constexpr HookPlan kNatHooks[] = {
-    {"PREROUTING", 0, natPreroutingProgram},
+    {"PREROUTING", 0, kovsel::natPreroutingProgram},
 };
 inline constexpr HookPlan kFilterHooks[] = {
-    {"INPUT", 0, filterInputProgram},
-    {"FORWARD", 0, filterForwardProgram},
+    {"INPUT", 0, kovsel::filterInputProgram},
+    {"FORWARD", 0, kovsel::filterForwardProgram},
 };
 
 struct Pass {
   std::string_view tool;
   std::string_view table;
-  std::span<const HookPlan> hooks;  // one or two
+  std::span<const HookPlan> hooks;  // at least one
 };
 
 inline constexpr Pass kPasses[] = {

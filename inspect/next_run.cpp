@@ -36,7 +36,9 @@ std::vector<LiveTable> readLiveTables(const Request& request) {
 
 std::string nextText(const LiveTable& live) {
   HookMap hooks;
-  for (const HookPlan& plan : live.pass->hooks) hooks[plan.chain].push_back(plan.make());
+  for (const HookPlan& plan : live.pass->hooks) {
+    hooks[plan.chain].push_back({plan.chain, plan.position, kOwnChain, plan.makeProgram()});
+  }
   std::ostringstream out;
   writeRestoreText(out, live.text, hooks);
   return out.str();

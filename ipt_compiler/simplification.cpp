@@ -2,6 +2,7 @@
 #include "ipt_compiler/simplification.h"
 
 #include <cstddef>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -186,28 +187,18 @@ bool runPasses(ProxyIrNode& node, SimplificationRound& round) {
 
 // What the passes can change in a node. They change the next node as well, but that shows here too:
 // what leaves it arrives in this node, or lowers this one's element count.
-struct NodeState {
-  explicit NodeState(const ProxyIrNode& node)
-      : noMatch(node.successor[kNoMatch].get()),
-        next(node.successor[kNext].get()),
-        targets(node.targets().size()),
-        matches(node.matches().items.size()),
-        elementCount(node.matches().elementCount) {}
-  bool operator==(const NodeState&) const = default;
-
-  const ProxyIrNode* noMatch;
-  const ProxyIrNode* next;
-  std::size_t targets;
-  std::size_t matches;
-  std::size_t elementCount;
-};
+auto stateOf(const ProxyIrNode& node) {
+  return std::tuple(node.successor[kNoMatch].get(), node.successor[kNext].get(),
+                    node.targets().size(), node.matches().items.size(),
+                    node.matches().elementCount);
+}
 
 }  // namespace
 
 bool simplifyNode(ProxyIrNode& node, SimplificationRound& round) {
   for (bool everChanged = false;; everChanged = true) {
-    const NodeState before(node);
-    if (!runPasses(node, round) || NodeState(node) == before) return everChanged;
+    const auto before = stateOf(node);
+    if (!runPasses(node, round) || stateOf(node) == before) return everChanged;
   }
 }
 

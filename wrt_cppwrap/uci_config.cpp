@@ -13,11 +13,6 @@ using wrt_cppwrap::Ubus;
 
 namespace {
 
-// What the bus library hands to the reply handler.
-struct ReplyContext {
-  UciConfig* store;
-};
-
 constexpr int kNoTimeLimit = 0;
 constexpr int kNoDescriptor = -1;
 
@@ -28,16 +23,15 @@ UciConfig::UciConfig(std::string_view package) {
   Ubus::checkStatus(ubus_lookup_id(ubus.context(), "uci", &object));
   BlobMsg request;
   request.addString("config", std::string(package));
-  ReplyContext context{this};
   Ubus::checkStatus(ubus_invoke_fd(ubus.context(), object, "get", request.head(), &UciReplyHandler,
-                                   &context, kNoTimeLimit, kNoDescriptor));
+                                   this, kNoTimeLimit, kNoDescriptor));
 }
 
 // Runs inside ubus_invoke_fd, once per reply. An exception must not pass through the library's C
 // frames, so it ends the process here.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 void UciConfig::UciReplyHandler(ubus_request* request, int /*type*/, blob_attr* message) noexcept {
-  static_cast<ReplyContext*>(request->priv)->store->readReply(message);
+  static_cast<UciConfig*>(request->priv)->readReply(message);
 }
 
 void UciConfig::readReply(blob_attr* message) {

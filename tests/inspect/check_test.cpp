@@ -44,7 +44,8 @@ std::string runText() {
     tavrix::HookMap hooks;
     std::string saved;
     for (const tavrix::HookPlan& plan : pass.hooks) {
-      hooks[plan.chain].push_back(plan.make());
+      hooks[plan.chain].push_back(
+          {plan.chain, plan.position, tavrix::kOwnChain, plan.makeProgram()});
       saved.append(":").append(plan.chain).append(" ACCEPT [0:0]\n");
     }
     tavrix::writeRestoreText(out, saved + "COMMIT\n", hooks);

@@ -2,10 +2,10 @@
 // the present configuration.
 #pragma once
 
-#include <array>
 #include <string_view>
+#include <vector>
 
-#include "firewall_cpp/chain_programs.h"
+#include "firewall_cpp/schedule.h"
 #include "ipt_compiler/ir_graph.h"
 
 namespace test_support {
@@ -16,11 +16,16 @@ struct HookedChain {
   tavrix::IptProg (*makeProgram)();
 };
 
-inline constexpr std::array<HookedChain, 5> kHookedChains = {
-    {{"mangle", "PREROUTING", tavrix::manglePreroutingProgram},
-     {"mangle", "OUTPUT", tavrix::mangleOutputProgram},
-     {"nat", "PREROUTING", tavrix::natPreroutingProgram},
-     {"filter", "INPUT", tavrix::filterInputProgram},
-     {"filter", "FORWARD", tavrix::filterForwardProgram}}};
+// Those of the IPv4 tables; the IPv6 tables have the same.
+inline const std::vector<HookedChain> kHookedChains = [] {
+  std::vector<HookedChain> chains;
+  for (const tavrix::Pass& pass : tavrix::kPasses) {
+    if (pass.tool != "iptables") continue;
+    for (const tavrix::HookPlan& plan : pass.hooks) {
+      chains.push_back({pass.table, plan.chain, plan.makeProgram});
+    }
+  }
+  return chains;
+}();
 
 }  // namespace test_support

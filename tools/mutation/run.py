@@ -66,7 +66,7 @@ NEAREST = [
     ('firewall_cpp/nfnlq/', ['configuration']),
     ('firewall_cpp/kovsel/', ['kovsel']),
     ('firewall_cpp/xtables_lock', ['driver']),
-    ('firewall_cpp/chain_programs', ['policy']),
+    ('firewall_cpp/schedule', ['policy']),
     # What a mutant meets before it is called a survivor.
     ('ipt_compiler/', ['equivalence', 'literal, families', 'sanitized compiler', 'compiler, long']),
     ('wrt_cppwrap/', ['sanitized configuration']),
