@@ -1,11 +1,14 @@
-// The findings of the configuration and those of the restore tools, in the form that users see.
-#include "inspect/check.h"
+// The findings of the configuration and those of the restore tools, in the order of the file and in
+// the form that users see.
 
 #include <algorithm>
+#include <exception>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "inspect/commands.h"
 #include "inspect/configuration_check.h"
 #include "inspect/restore_check.h"
 
@@ -20,6 +23,8 @@ std::string_view wordsFor(Finding::Effect effect) {
       return "the restore tool refuses ";
     case Finding::Effect::kIgnored:
       return "silently ignored: ";
+    case Finding::Effect::kAccepted:
+      return "silently accepted: ";
   }
   return {};
 }
@@ -51,11 +56,20 @@ void show(const Finding& finding, Screen& screen) {
 
 int check(const Request& request, Screen& screen) {
   const NotedTexts texts(NotedTexts::Wrong::kIsNoted);
-  const std::vector<Finding> ofConfiguration = checkConfiguration(texts);
-  for (const Finding& finding : ofConfiguration) show(finding, screen);
-  const std::vector<Finding> ofTools = checkTables(request, texts, ofConfiguration);
-  for (const Finding& finding : ofTools) show(finding, screen);
-  return ofConfiguration.empty() && ofTools.empty() ? kFine : kDifference;
+  std::vector<Finding> findings = checkConfiguration(texts);
+  const auto showAll = [&] {
+    std::ranges::stable_sort(findings, std::less<>(), &Finding::at);
+    for (const Finding& finding : findings) show(finding, screen);
+  };
+  try {
+    addRefusals(findings, request, texts);
+  } catch (const std::exception&) {
+    showAll();
+    throw;
+  }
+  showAll();
+  if (findings.empty()) screen.remark("Nothing found.");
+  return findings.empty() ? kFine : kDifference;
 }
 
 }  // namespace tavrix::inspect

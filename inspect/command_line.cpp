@@ -6,13 +6,10 @@
 
 #include <algorithm>
 #include <array>
-#include <vector>
+#include <span>
+#include <stdexcept>
 
-#include "inspect/check.h"
-#include "inspect/diff.h"
-#include "inspect/explain.h"
-#include "inspect/graph.h"
-#include "inspect/print.h"
+#include "inspect/commands.h"
 
 namespace tavrix::inspect {
 namespace {
@@ -20,46 +17,43 @@ namespace {
 constexpr std::array kCommands = {
     Command{
         "print", "[--table=TABLE] [--family=FAMILY]", 0, false, "table family ",
-        "Prints what a run would hand to the restore tools now, table by table. The text of a\n"
-        "single table is printed as it is; before each of several stands a line with its name.\n",
+        R"(    Prints what a run would hand to the restore tools now, table by table. The text of a
+    single table is printed as it is; before each of several stands a line with its name.
+)",
         print},
     Command{
         "diff", "[--table=TABLE] [--family=FAMILY]", 0, false, "table family ",
-        "Shows what a run would change in the tables: the rules that would go (-) and come (+),\n"
-        "each below the rules that lead to its chain. Generated chains are compared by what they\n"
-        "hold; how many only get another number is said in one line. Counters do not matter.\n"
-        "Exit status 1 if anything would change.\n",
+        R"(    Shows what a run would change in the tables: the rules that would go (-) and come (+),
+    each below the rules that lead to its chain. Generated chains are compared by what they
+    hold; how many only get another number is said in one line. Counters do not matter.
+    Exit status 1 if anything would change.
+)",
         diff},
     Command{
         "check", "[--table=TABLE] [--family=FAMILY]", 0, false, "table family ",
-        "Shows everything that is wrong with the configuration: the option, the place in its "
-        "list,\n"
-        "the text with a mark, and what a run would do about it. A run stops at some faults; "
-        "others\n"
-        "the restore tool refuses, asked in its test mode; the rest is ignored without a word.\n"
-        "Exit status 1 if there is anything.\n",
+        R"(    Shows everything that is wrong with the configuration, in the order of the file: the
+    option, the place in its list, the text with a mark, and what a run would do about it. A
+    run stops at some faults; others the restore tool refuses, asked in its test mode; the rest
+    is ignored or accepted without a word. Exit status 1 if there is anything.
+)",
         check},
-    Command{"explain", "[--chains] [--family=FAMILY] TABLE CHAIN WORD...", 2, true,
-            "chains family ",
-            "Shows what becomes of a packet in a hooked chain: the statements that it meets, each "
-            "with\n"
-            "the option that it comes from and the generated rule, and what happens. With --chains "
-            "rule\n"
-            "by rule instead. The words say what holds for the packet: match texts, such as \"-p "
-            "tcp\",\n"
-            "or proto=, in=, out=, src=, dst=, sport=, dport=, mac=, mark=, label=, class=, "
-            "subclass=,\n"
-            "set=, family= with a value. label=5/0x1 has the mark bit beside the label, "
-            "label=5/0x0 has\n"
-            "not. What nothing is said about counts as not holding, and is listed.\n"
-            "Exit status 1 if program and chains do different things.\n",
-            explain},
+    Command{
+        "explain", "[--chains] [--family=FAMILY] TABLE CHAIN WORD...", 2, true, "chains family ",
+        R"(    Shows what becomes of a packet in a chain to which a run adds rules: the statements that it
+    meets, each with the option that it comes from and the generated rule, and what happens.
+    With --chains rule by rule instead. The words say what holds for the packet: match texts,
+    such as "-p tcp", or proto=, in=, out=, src=, dst=, sport=, dport=, mac=, mark=, label=,
+    class=, subclass=, set=, family= with a value. label=5/0x1 has the mark bit beside the
+    label, label=5/0x0 has not. What nothing is said about counts as not holding, and is listed.
+    Exit status 1 if program and chains do different things.
+)",
+        explain},
     Command{
         "graph", "[--simplified] TABLE CHAIN", 2, false, "simplified ",
-        "Prints the rule program of a hooked chain as a graph in the language DOT, for Graphviz:\n"
-        "boxes for targets, diamonds for conditions, beside them the options that they come from. "
-        "As\n"
-        "the rule sets have written it, or, with --simplified, as chains are generated from it.\n",
+        R"(    Prints the rule program of such a chain as a graph in the language DOT, for Graphviz:
+    boxes for targets, diamonds for conditions, beside them the options that they come from. As
+    the rule sets have written it, or, with --simplified, as chains are generated from it.
+)",
         graph},
 };
 
@@ -67,7 +61,7 @@ constexpr std::array<std::string_view, 3> kTables = {"mangle", "nat", "filter"};
 constexpr std::array<std::string_view, 2> kFamilies = {"ipv4", "ipv6"};
 
 [[noreturn]] void failUse(const std::string& problem) {
-  throw WrongUse(problem + "; try --help");
+  throw std::invalid_argument(problem + "; try --help");
 }
 
 std::string_view oneOf(std::span<const std::string_view> known, const char* option,
@@ -87,28 +81,23 @@ const Command& commandNamed(std::string_view name) {
 
 }  // namespace
 
-std::span<const Command> commands() {
-  return kCommands;
-}
-
 std::string manual() {
-  std::string text =
-      "Usage: firewall_cpp-inspect COMMAND [OPTION]... [WORD]...\n\n"
-      "Shows what firewall_cpp would do and why. Reads the configuration over the bus and the "
-      "tables\n"
-      "through their save tools, as a run does, and changes nothing.\n";
+  std::string text = R"(Usage: firewall_cpp-inspect COMMAND [OPTION]... [WORD]...
+
+Shows what firewall_cpp would do and why. Reads the configuration over the bus and the tables
+through their save tools, as a run does, and changes nothing.
+)";
   for (const Command& command : kCommands) {
     text.append("\n").append(command.name).append(" ").append(command.usage).append("\n");
-    for (std::string_view rest = command.manual; !rest.empty();) {
-      const std::size_t length = rest.find('\n') + 1;
-      text.append("    ").append(rest.substr(0, length));
-      rest.remove_prefix(length);
-    }
+    text.append(command.manual);
   }
-  return text +
-         "\nTABLE is mangle, nat or filter, FAMILY is ipv4 or ipv6; without them all are meant.\n"
-         "On a terminal the output has colours, unless NO_COLOR is set, and its width.\n\n"
-         "Exit status: 0 fine or no difference, 1 a difference or a finding, 2 an error.\n";
+  return text + R"(
+TABLE is mangle, nat or filter, FAMILY is ipv4 or ipv6; without them all are meant.
+On a terminal the output has colours, unless NO_COLOR is set, and its width. There, diff and
+check say in a line if they have nothing to show; elsewhere they print nothing.
+
+Exit status: 0 fine or no difference, 1 a difference or a finding, 2 an error.
+)";
 }
 
 CommandLine readCommandLine(int argc, char** argv) {

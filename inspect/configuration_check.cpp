@@ -2,6 +2,7 @@
 #include "inspect/configuration_check.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -22,9 +23,6 @@ namespace {
 
 using Values = std::vector<std::string_view>;
 using Effect = Finding::Effect;
-
-constexpr std::string_view kQueue = "nfnlq";
-constexpr std::string_view kUsers = "kovsel";
 
 // A part of a text.
 struct Stretch {
@@ -131,12 +129,13 @@ class Check {
     findings_.push_back(std::move(finding));
   }
 
-  void addIgnored(const Place& place, std::string reason) {
-    findings_.push_back(findingAt(place, Effect::kIgnored, std::move(reason)));
+  void add(std::string_view value, Effect effect, std::string reason) {
+    const auto place = texts_.placeOf(value);
+    if (place) findings_.push_back(findingAt(*place, effect, std::move(reason)));
   }
 
   void ignore(std::string_view value, std::string reason) {
-    if (const auto place = texts_.placeOf(value)) addIgnored(*place, std::move(reason));
+    add(value, Effect::kIgnored, std::move(reason));
   }
 
   // Looks at the texts that were noted since the last call.
@@ -159,7 +158,7 @@ class Check {
     if (wrong == nullptr) {
       // Made of a value in a way that is not known here.
       if (!nameless_.insert(noted.text).second) return;
-      findings_.push_back({Effect::kStops, "a text of a rule set", noted.text, mark.start,
+      findings_.push_back({Effect::kStops, nullptr, "a text of a rule set", noted.text, mark.start,
                            mark.length, titleOf(kPasses[pass]) + ": " + noted.error});
       return;
     }
@@ -172,7 +171,8 @@ class Check {
       mark = {static_cast<std::size_t>(wrong->start), wrong->place.value.size()};
     }
     addStop(wrong->place, pass,
-            {Effect::kStops, nameOf(wrong->place), text, mark.start, mark.length, noted.error});
+            {Effect::kStops, wrong->place.value.data(), nameOf(wrong->place), text, mark.start,
+             mark.length, noted.error});
   }
 
   // User by user, so that one who cannot be built does not hide the others.
@@ -242,7 +242,8 @@ class Check {
       for (const auto& [option, values] : options) {
         if (option.starts_with('.') || values.empty()) continue;
         if (const std::string reason = reasonToIgnore(section, option); !reason.empty()) {
-          findings_.push_back({Effect::kIgnored, std::string(section) + "." + std::string(option),
+          findings_.push_back({Effect::kIgnored, option.data(),
+                               std::string(section) + "." + std::string(option),
                                std::string(option), 0, option.size(), reason});
         }
       }
@@ -259,7 +260,7 @@ class Check {
     const std::string reason =
         "no section of this name is read; it would have to begin with: config " +
         std::string(meant) + " '" + std::string(meant) + "'";
-    findings_.push_back({Effect::kIgnored, name, name, 0, name.size(), reason});
+    findings_.push_back({Effect::kIgnored, section.data(), name, name, 0, name.size(), reason});
   }
 
   // Empty for an option that is read, or about which enough is said.
@@ -315,9 +316,23 @@ class Check {
       for (const auto& [option, values] : options) lookAtValues(section, option, values);
     }
     const UciConfig::Section& section = params[kUsers];
+    std::map<std::string_view, std::string> usersOfLabels;
+    std::set<std::string> before;
     for (const std::string_view listed : section["user_list"]) {
       const kovsel::User user(section, listed);
-      if (user.number() != listed) ignore(listed, "it is read as user " + user.number());
+      const std::string& number = user.number();
+      if (number != listed) ignore(listed, "it is read as user " + number);
+      if (!before.insert(number).second) {
+        add(listed, Effect::kAccepted, "user " + number + " stands twice and is handled twice");
+        continue;
+      }
+      const Values& labels = user.values("label_user");
+      if (labels.empty()) continue;
+      const auto [first, isNew] = usersOfLabels.emplace(labels.front(), number);
+      if (isNew) continue;
+      add(labels.front(), Effect::kAccepted,
+          "user " + first->second +
+              " has this label, too; the connections of both meet the rules of both");
     }
     for (const std::string& number : users_) {
       compareLists(number, "mac_user", "mac_label_user");

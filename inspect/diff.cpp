@@ -1,10 +1,10 @@
 // The live tables beside those of the next run.
-#include "inspect/diff.h"
 
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "inspect/commands.h"
 #include "inspect/next_run.h"
 #include "inspect/table.h"
 #include "inspect/table_comparison.h"
@@ -31,6 +31,7 @@ int diff(const Request& request, Screen& screen) {
     isSame &= showDifferences(readTable(live.text, words[1]), readTable(next, words[0]),
                               titleOf(*live.pass), screen);
   }
+  if (isSame) screen.remark("No difference.");
   return isSame ? kFine : kDifference;
 }
 

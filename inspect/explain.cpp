@@ -1,6 +1,5 @@
 // The packet goes through the rule program as it is written and through the chains generated from
 // it. One walk is shown; both have to meet the same targets.
-#include "inspect/explain.h"
 
 #include <algorithm>
 #include <span>
@@ -8,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "inspect/commands.h"
 #include "inspect/next_run.h"
 #include "inspect/noted_texts.h"
 #include "inspect/packet_words.h"
@@ -25,14 +25,6 @@ GeneratedChains chainsOf(std::string_view table) {
     saved.append(":").append(plan.chain).append(" ACCEPT [0:0]\n");
   }
   return GeneratedChains(nextText({&pass, saved + "COMMIT\n"}));
-}
-
-std::vector<std::string> targetsOf(const Walk& walk) {
-  std::vector<std::string> targets;
-  for (const Step& step : walk.steps) {
-    if (step.isTarget) targets.push_back(step.text);
-  }
-  return targets;
 }
 
 // A return in the chains is none of the targets met there: most are generated.
@@ -146,7 +138,11 @@ void showUnsaid(const Walk& walk, Screen& screen) {
   unsaid.erase(std::unique(unsaid.begin(), unsaid.end()), unsaid.end());
   if (unsaid.empty()) return;
   screen.line("Asked and not given, so taken as not holding (no?). Each may change the answer:");
-  for (const std::string& text : unsaid) screen.line("  " + text);
+  for (const std::string& text : unsaid) {
+    const bool isNegated =
+        Negatable(text).isNegated || text.find(" --invert ") != std::string::npos;
+    screen.line("  " + text + (isNegated ? "  (negated: taken as not holding, too)" : ""));
+  }
 }
 
 }  // namespace

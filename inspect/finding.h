@@ -9,9 +9,10 @@
 namespace tavrix::inspect {
 
 struct Finding {
-  enum class Effect { kStops, kRefused, kIgnored };
+  enum class Effect { kStops, kRefused, kIgnored, kAccepted };
 
   Effect effect;           // what a run would do about it
+  const char* at;          // where in the store, which is in the order of the file; may be null
   std::string where;       // "kovsel.user_list, value 2"
   std::string text;        // as written, or the rule text that was made of it
   std::size_t markStart;   // the place in the text
@@ -22,7 +23,7 @@ struct Finding {
 // A finding whose text is the value itself, all of it marked.
 inline Finding findingAt(const Place& place, Finding::Effect effect, std::string reason) {
   const std::string value(place.value);
-  return {effect, nameOf(place), value, 0, value.size(), std::move(reason)};
+  return {effect, place.value.data(), nameOf(place), value, 0, value.size(), std::move(reason)};
 }
 
 }  // namespace tavrix::inspect

@@ -1,6 +1,5 @@
 // The program of a hook in the language of Graphviz. A node of the program that holds targets and a
 // condition becomes two: a box and, below it, a diamond.
-#include "inspect/graph.h"
 
 #include <optional>
 #include <string>
@@ -8,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "inspect/commands.h"
 #include "inspect/next_run.h"
 #include "inspect/noted_texts.h"
 #include "inspect/program_graph.h"

@@ -10,28 +10,25 @@
 namespace tavrix::inspect {
 namespace {
 
-constexpr std::string_view kQueueSection = "nfnlq";
-constexpr std::string_view kUserSection = "kovsel";
-
 constexpr std::array kNames = {
-    OptionName{kQueueSection, "queue_first", false, false},
-    OptionName{kQueueSection, "queue_last", false, false},
-    OptionName{kQueueSection, "pre_targets", false, true},
-    OptionName{kQueueSection, "matches", false, true},
-    OptionName{kUserSection, "user_list", false, true},
-    OptionName{kUserSection, "mac_set_user", true, false},
-    OptionName{kUserSection, "label_user", true, false},
-    OptionName{kUserSection, "mac_user", true, true},
-    OptionName{kUserSection, "mac_label_user", true, true},
-    OptionName{kUserSection, "class_user", true, true},
-    OptionName{kUserSection, "class_label_user", true, true},
-    OptionName{kUserSection, "reject_user", true, false},
-    OptionName{kUserSection, "blacklist_v4_user", true, false},
-    OptionName{kUserSection, "blacklist_v6_user", true, false},
-    OptionName{kUserSection, "keywords_user", true, false},
-    OptionName{kUserSection, "host_counter_user", true, false},
-    OptionName{kUserSection, "app_counter_user", true, false},
-    OptionName{kUserSection, "class_reject_user", true, true},
+    OptionName{kQueue, "queue_first", false, false},
+    OptionName{kQueue, "queue_last", false, false},
+    OptionName{kQueue, "pre_targets", false, true},
+    OptionName{kQueue, "matches", false, true},
+    OptionName{kUsers, "user_list", false, true},
+    OptionName{kUsers, "mac_set_user", true, false},
+    OptionName{kUsers, "label_user", true, false},
+    OptionName{kUsers, "mac_user", true, true},
+    OptionName{kUsers, "mac_label_user", true, true},
+    OptionName{kUsers, "class_user", true, true},
+    OptionName{kUsers, "class_label_user", true, true},
+    OptionName{kUsers, "reject_user", true, false},
+    OptionName{kUsers, "blacklist_v4_user", true, false},
+    OptionName{kUsers, "blacklist_v6_user", true, false},
+    OptionName{kUsers, "keywords_user", true, false},
+    OptionName{kUsers, "host_counter_user", true, false},
+    OptionName{kUsers, "app_counter_user", true, false},
+    OptionName{kUsers, "class_reject_user", true, true},
 };
 
 constexpr std::string_view kBeforeClass = "class_";

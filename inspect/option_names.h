@@ -7,6 +7,10 @@
 
 namespace tavrix::inspect {
 
+// The sections that they are in.
+inline constexpr std::string_view kQueue = "nfnlq";
+inline constexpr std::string_view kUsers = "kovsel";
+
 struct OptionName {
   std::string_view section;
   std::string_view name;

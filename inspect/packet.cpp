@@ -16,33 +16,15 @@
 namespace tavrix::inspect {
 namespace {
 
-constexpr std::array<std::string_view, 24> kOptionWords = {"-4",
-                                                           "-6",
-                                                           "-p",
-                                                           "-s",
-                                                           "-d",
-                                                           "-i",
-                                                           "-o",
-                                                           "-f",
-                                                           "-c",
-                                                           "-m",
-                                                           "-j",
-                                                           "-g",
-                                                           "--ipv4",
-                                                           "--ipv6",
-                                                           "--protocol",
-                                                           "--source",
-                                                           "--destination",
-                                                           "--in-interface",
-                                                           "--out-interface",
-                                                           "--fragment",
-                                                           "--set-counters",
-                                                           "--match",
-                                                           "--jump",
-                                                           "--goto"};
+// The options of iptables itself that a rule may have.
+constexpr std::string_view kLetters = "46psdiofcmjg";
+constexpr std::array<std::string_view, 12> kNames = {
+    "ipv4",          "ipv6",     "protocol",     "source", "destination", "in-interface",
+    "out-interface", "fragment", "set-counters", "match",  "jump",        "goto"};
 
 bool isOptionWord(std::string_view word) {
-  return std::ranges::find(kOptionWords, word) != kOptionWords.end();
+  if (word.starts_with("--")) return std::ranges::find(kNames, word.substr(2)) != kNames.end();
+  return word.size() == 2 && word[0] == '-' && kLetters.find(word[1]) != std::string_view::npos;
 }
 
 Answer answer(bool isYes) {
@@ -115,16 +97,6 @@ struct Taken {
   std::map<std::string, Argument> arguments;
 };
 
-std::optional<std::uint32_t> numberIn(std::string_view text) {
-  const bool isHex = text.starts_with("0x");
-  if (isHex) text.remove_prefix(2);
-  std::uint32_t number = 0;
-  const auto [end, error] =
-      std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
-}
-
 // "VALUE" or "VALUE/MASK".
 struct Masked {
   std::uint32_t value;
@@ -140,18 +112,12 @@ std::optional<Masked> maskedIn(std::string_view text) {
   return Masked{*value, *mask};
 }
 
-// A protocol's number, for a name too; the text itself if nobody knows it.
-std::string protocolNumber(const std::string& name) {
-  if (numberIn(name)) return name;
-  const protoent* const entry = getprotobyname(name.c_str());
-  return entry == nullptr ? name : std::to_string(entry->p_proto);
-}
-
 Answer isOfProtocol(const Packet& packet, const std::string& asked) {
-  if (asked == "all" || asked == "0") return Answer::kYes;
+  const auto number = protocolNumber(asked);
+  if (number == 0U) return Answer::kYes;
   if (!packet.protocol) return Answer::kNotSaid;
   return answer(*packet.protocol == asked ||
-                protocolNumber(*packet.protocol) == protocolNumber(asked));
+                (number && protocolNumber(*packet.protocol) == number));
 }
 
 // "+" at the end stands for any further characters.
@@ -360,6 +326,38 @@ constexpr std::array<std::string_view, 13> kLastTargets = {
     "SNAT",   "MASQUERADE", "TPROXY", "RETURN",   "NETMAP",  "SYNPROXY"};
 
 }  // namespace
+
+std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t limit) {
+  const bool isHex = text.starts_with("0x");
+  if (isHex) text.remove_prefix(2);
+  std::uint32_t number = 0;
+  const auto [end, error] =
+      std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
+  const bool isWhole = error == std::errc() && end == text.data() + text.size();
+  return isWhole && number <= limit ? std::optional(number) : std::nullopt;
+}
+
+// The names that iptables knows by itself come first: not every system has them in its table.
+std::optional<std::uint32_t> protocolNumber(const std::string& name) {
+  constexpr std::array<std::pair<std::string_view, std::uint32_t>, 12> kKnown = {
+      {{"all", 0},
+       {"icmp", 1},
+       {"tcp", 6},
+       {"udp", 17},
+       {"esp", 50},
+       {"ah", 51},
+       {"icmpv6", 58},
+       {"ipv6-icmp", 58},
+       {"sctp", 132},
+       {"mh", 135},
+       {"ipv6-mh", 135},
+       {"udplite", 136}}};
+  for (const auto& [known, number] : kKnown) {
+    if (known == name) return number;
+  }
+  const protoent* const entry = getprotobyname(name.c_str());
+  return entry == nullptr ? numberIn(name, 255) : static_cast<std::uint32_t>(entry->p_proto);
+}
 
 Negatable::Negatable(std::string_view option) {
   for (Token token = nextToken(option, 0); token.exists(); token = nextToken(option, token.end())) {

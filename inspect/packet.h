@@ -43,6 +43,12 @@ struct Packet {
   std::map<std::string, bool> texts;
 };
 
+// A whole number up to a limit, hexadecimal after "0x".
+std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t limit = 0xFFFFFFFF);
+
+// The number of a protocol, which is given as in "-p": by name or number.
+std::optional<std::uint32_t> protocolNumber(const std::string& name);
+
 // The text of one option, without its "!", and whether it has one.
 struct Negatable {
   explicit Negatable(std::string_view option);

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
 #include <string>
 
@@ -12,15 +11,13 @@
 namespace tavrix::inspect {
 namespace {
 
-// A whole number, "0x" before hexadecimal digits, up to a limit.
-std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t limit) {
-  const bool isHex = text.starts_with("0x");
-  const std::string_view digits = text.substr(isHex ? 2 : 0);
-  std::uint32_t number = 0;
-  const auto [end, error] =
-      std::from_chars(digits.data(), digits.data() + digits.size(), number, isHex ? 16 : 10);
-  const bool isWhole = error == std::errc() && end == digits.data() + digits.size();
-  return isWhole && number <= limit ? std::optional(number) : std::nullopt;
+[[noreturn]] void failValue(std::string_view word) {
+  throw WrongWord('"' + std::string(word) + "\" has no value that fits");
+}
+
+bool setProtocol(Packet& packet, std::string_view value) {
+  packet.protocol = value;
+  return protocolNumber(*packet.protocol).has_value();
 }
 
 bool setPort(std::optional<int>& port, std::string_view value) {
@@ -36,7 +33,7 @@ bool setFamily(Packet& packet, std::string_view value) {
 }
 
 bool setMark(Packet& packet, std::string_view value) {
-  const auto number = numberIn(value, 0xFFFFFFFF);
+  const auto number = numberIn(value);
   packet.mark = number.value_or(0);
   packet.knownMark = 0xFFFFFFFF;
   return number.has_value();
@@ -79,7 +76,7 @@ bool setTextOrNone(Packet& packet, std::string_view value) {
 
 constexpr std::array kWords = {
     Word{"family", setFamily},
-    Word{"proto", setText<&Packet::protocol>},
+    Word{"proto", setProtocol},
     Word{"in", setText<&Packet::inInterface>},
     Word{"out", setText<&Packet::outInterface>},
     Word{"src", setText<&Packet::source>},
@@ -95,6 +92,15 @@ constexpr std::array kWords = {
     Word{"set", addSet},
 };
 
+// Whether it is no option that asks for a protocol, or for one that there is.
+bool isOfKnownProtocol(std::string_view option) {
+  const std::string text = Negatable(option).text;
+  const std::size_t blank = std::min(text.find(' '), text.size());
+  const std::string word = text.substr(0, blank);
+  if (word != "-p" && word != "--protocol") return true;
+  return protocolNumber(text.substr(std::min(blank + 1, text.size()))).has_value();
+}
+
 void readText(Packet& packet, std::string_view text) {
   try {
     parseMatches(text, "", 0);
@@ -102,7 +108,10 @@ void readText(Packet& packet, std::string_view text) {
     throw WrongWord("\"" + std::string(text) +
                     "\" is no match text; options stand before the table");
   }
-  for (const std::string& option : optionsIn(text)) tell(packet, option);
+  for (const std::string& option : optionsIn(text)) {
+    if (!isOfKnownProtocol(option)) failValue(text);
+    tell(packet, option);
+  }
 }
 
 }  // namespace
@@ -121,9 +130,7 @@ Packet readPacket(std::span<const std::string_view> words) {
           '"' + std::string(given) +
           R"(" is neither a match text nor one of the short words with "=" and a value)");
     }
-    if (!word->set(packet, given.substr(equals + 1))) {
-      throw WrongWord('"' + std::string(given) + "\" has no value that fits");
-    }
+    if (!word->set(packet, given.substr(equals + 1))) failValue(given);
   }
   return packet;
 }

@@ -1,9 +1,9 @@
 // The texts of the next run, whole.
-#include "inspect/print.h"
 
 #include <sstream>
 #include <string>
 
+#include "inspect/commands.h"
 #include "inspect/next_run.h"
 #include "ipt_compiler/generated_marks.h"
 

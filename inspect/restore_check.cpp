@@ -127,16 +127,25 @@ Meaning meaningOf(const std::string& message, const NotedText& noted, std::strin
   return meaning;
 }
 
+// Where a word begins that the tool has no use for; or the word before it, if that has one dash too
+// few: "-dport 53" means "-d port" and a word more, and the tool names only the latter.
+std::size_t startOfOption(std::string_view text, std::size_t unused) {
+  std::string_view before = text.substr(0, unused);
+  while (before.ends_with(' ')) before.remove_suffix(1);
+  const std::string_view word = before.substr(before.rfind(' ') + 1);
+  const bool lacksDash = word.size() > 2 && word.starts_with('-') && !word.starts_with("--");
+  return lacksDash ? before.size() - word.size() : unused;
+}
+
 class TableCheck {
  public:
-  // known: what was found before; a value is not found again.
-  TableCheck(const NotedTexts& texts, const std::vector<Finding>& known) : texts_(texts) {
-    for (const Finding& finding : known) {
+  // What a run stops at is not found again.
+  TableCheck(const NotedTexts& texts, std::vector<Finding>& findings)
+      : texts_(texts), findings_(findings) {
+    for (const Finding& finding : findings) {
       if (finding.effect == Finding::Effect::kStops) places_.insert(finding.where);
     }
   }
-
-  std::vector<Finding> findings() && { return std::move(findings_); }
 
   void check(const LiveTable& live) {
     const Pass& pass = *live.pass;
@@ -200,30 +209,35 @@ class TableCheck {
       const bool isWhole = part->start <= 0;
       const std::size_t start = isWhole ? 0 : static_cast<std::size_t>(part->start);
       const std::string text = isWhole ? std::string(part->place.value) : noted->text;
-      const std::size_t mark = word.empty() ? start : text.find(word, start);
-      findings_.push_back({Finding::Effect::kRefused, where, text, mark,
-                           word.empty() ? part->place.value.size() : word.size(), reason});
+      std::size_t mark = start;
+      std::size_t end = start + part->place.value.size();
+      if (!word.empty()) {
+        mark = text.find(word, start);
+        end = mark + word.size();
+        if (message.starts_with("Bad argument")) mark = startOfOption(text, mark);
+      }
+      findings_.push_back({Finding::Effect::kRefused, part->place.value.data(), where, text, mark,
+                           end - mark, reason});
     }
     if (parts.empty() && lines_.insert(line).second) {
       const char* const whose = rule.empty() ? "a rule of another program" : "a generated rule";
-      findings_.push_back({Finding::Effect::kRefused, whose, line, 0, line.size(), reason});
+      findings_.push_back(
+          {Finding::Effect::kRefused, nullptr, whose, line, 0, line.size(), reason});
     }
     return parts.empty() ? std::string() : normalizeTokens(parts.front().noted->text);
   }
 
   const NotedTexts& texts_;
-  std::vector<Finding> findings_;
+  std::vector<Finding>& findings_;
   std::set<std::string> places_;  // each value once, however many rules and tables have it
   std::set<std::string> lines_;
 };
 
 }  // namespace
 
-std::vector<Finding> checkTables(const Request& request, const NotedTexts& texts,
-                                 const std::vector<Finding>& known) {
-  TableCheck check(texts, known);
+void addRefusals(std::vector<Finding>& findings, const Request& request, const NotedTexts& texts) {
+  TableCheck check(texts, findings);
   for (const LiveTable& live : readLiveTables(request)) check.check(live);
-  return std::move(check).findings();
 }
 
 }  // namespace tavrix::inspect

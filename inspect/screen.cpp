@@ -20,11 +20,15 @@ constexpr std::size_t kHanging = 4;  // further than the line that they continue
 }  // namespace
 
 Screen Screen::ofProcess() {
+  Screen screen(std::cout);
+  screen.isTerminal_ = isatty(STDOUT_FILENO) != 0;
+  if (!screen.isTerminal_) return screen;
   winsize size{};
-  if (isatty(STDOUT_FILENO) == 0) return {std::cout, false, 0};
   ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
+  screen.width_ = size.ws_col;
   const char* const refused = std::getenv("NO_COLOR");
-  return {std::cout, refused == nullptr || *refused == '\0', size.ws_col};
+  screen.hasColours_ = refused == nullptr || *refused == '\0';
+  return screen;
 }
 
 void Screen::line(std::string_view text, Look look) {
@@ -47,6 +51,10 @@ void Screen::line(std::string_view text, Look look) {
 
 void Screen::text(std::string_view lines) {
   out_ << lines;
+}
+
+void Screen::remark(std::string_view text) {
+  if (isTerminal_) line(text);
 }
 
 }  // namespace tavrix::inspect

@@ -12,9 +12,8 @@ enum class Look { kPlain, kTitle, kAdded, kRemoved, kFaint };
 
 class Screen {
  public:
-  // width: of a line, 0 for any.
-  Screen(std::ostream& out, bool hasColours, std::size_t width)
-      : out_(out), hasColours_(hasColours), width_(width) {}
+  // Plain.
+  explicit Screen(std::ostream& out) : out_(out) {}
 
   // Of the process's standard output.
   static Screen ofProcess();
@@ -25,10 +24,14 @@ class Screen {
   // Prints a text of whole lines as it is.
   void text(std::string_view lines);
 
+  // Prints a line for people, who do not see an exit status: only on a terminal.
+  void remark(std::string_view text);
+
  private:
   std::ostream& out_;
-  bool hasColours_;
-  std::size_t width_;
+  bool isTerminal_ = false;
+  bool hasColours_ = false;
+  std::size_t width_ = 0;  // of a line, 0 for any
 };
 
 }  // namespace tavrix::inspect

@@ -30,6 +30,14 @@ bool goesOn(Walk& walk, Packet& packet, Step target) {
 
 }  // namespace
 
+std::vector<std::string> targetsOf(const Walk& walk) {
+  std::vector<std::string> targets;
+  for (const Step& step : walk.steps) {
+    if (step.isTarget) targets.push_back(step.text);
+  }
+  return targets;
+}
+
 Walk walkProgram(const std::vector<GraphNode>& graph, Packet packet) {
   Walk walk;
   for (std::optional<std::size_t> at = 0; at;) {

@@ -26,6 +26,9 @@ struct Walk {
   bool hasLeft = false;  // the last target ended it
 };
 
+// What happens on it, in order.
+std::vector<std::string> targetsOf(const Walk& walk);
+
 // The program as it was written: its graph from the entry on.
 Walk walkProgram(const std::vector<GraphNode>& graph, Packet packet);
 

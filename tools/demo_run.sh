@@ -69,7 +69,7 @@ if [ "$TESTBED_TABLES_KIND" != nft ]; then
   echo
   echo "What a third run would change, as firewall_cpp-inspect diff shows it:"
   "$build/bin/firewall_cpp-inspect" diff
-  echo "(nothing)"
+  [ -t 1 ] || echo "(nothing)"
 fi
 echo
 echo "What becomes of a forwarded TCP packet whose connection has label 2, class 7 and subclass 73:"

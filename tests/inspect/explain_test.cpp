@@ -26,16 +26,7 @@ using tavrix::inspect::GeneratedChains;
 using tavrix::inspect::GraphNode;
 using tavrix::inspect::Packet;
 using tavrix::inspect::readGraph;
-using tavrix::inspect::Step;
 using tavrix::inspect::Walk;
-
-std::vector<std::string> targetsOf(const Walk& walk) {
-  std::vector<std::string> targets;
-  for (const Step& step : walk.steps) {
-    if (step.isTarget) targets.push_back(step.text);
-  }
-  return targets;
-}
 
 const test_support::HookedChain& placeOf(policy::Hook hook) {
   using policy::Hook;

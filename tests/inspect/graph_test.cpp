@@ -1,7 +1,5 @@
 // The pictures of "graph", read back: a packet that goes through one meets the targets that it
 // meets in the rule program.
-#include "inspect/graph.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "inspect/commands.h"
 #include "tests/support/configuration.h"
 #include "tests/support/hooked_chains.h"
 #include "tests/support/program_comparison.h"
@@ -32,7 +31,7 @@ using Picture = std::map<std::string, Shape>;
 
 Picture pictureOf(const test_support::HookedChain& hook, bool simplified) {
   std::ostringstream out;
-  tavrix::inspect::Screen screen(out, false, 0);
+  tavrix::inspect::Screen screen(out);
   tavrix::inspect::graph({.simplified = simplified, .words = {hook.table, hook.chain}}, screen);
 
   static const std::regex shapeLine(

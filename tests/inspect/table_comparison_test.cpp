@@ -35,7 +35,7 @@ std::string differences(const Table& live, const Table& next) {
     return tavrix::inspect::readTable(text, tavrix::inspect::wordsAsWritten(text));
   };
   std::ostringstream out;
-  tavrix::inspect::Screen screen(out, false, 0);
+  tavrix::inspect::Screen screen(out);
   const bool isSame = tavrix::inspect::showDifferences(read(live), read(next), "filter", screen);
   EXPECT_EQ(isSame, out.str().empty());
   return out.str();
