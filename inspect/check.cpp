@@ -57,17 +57,15 @@ void show(const Finding& finding, Screen& screen) {
 int check(const Request& request, Screen& screen) {
   const NotedTexts texts(NotedTexts::Wrong::kIsNoted);
   std::vector<Finding> findings = checkConfiguration(texts);
-  const auto showAll = [&] {
-    std::ranges::stable_sort(findings, std::less<>(), &Finding::at);
-    for (const Finding& finding : findings) show(finding, screen);
-  };
+  std::exception_ptr failure;
   try {
     addRefusals(findings, request, texts);
-  } catch (const std::exception&) {
-    showAll();
-    throw;
+  } catch (...) {
+    failure = std::current_exception();
   }
-  showAll();
+  std::ranges::stable_sort(findings, std::less<>(), &Finding::at);
+  for (const Finding& finding : findings) show(finding, screen);
+  if (failure) std::rethrow_exception(failure);
   if (findings.empty()) screen.remark("Nothing found.");
   return findings.empty() ? kFine : kDifference;
 }

@@ -88,6 +88,7 @@ struct Taken {
     return module == name && std::ranges::equal(names, arguments, {}, {},
                                                 [](const auto& entry) { return entry.first; });
   }
+  bool asksForProtocol() const { return word == "-p" || word == "--protocol"; }
   const Argument& at(const std::string& name) const { return arguments.at(name); }
   const std::string& value(const std::string& name) const { return arguments.at(name).value; }
 
@@ -278,12 +279,20 @@ Answer holdsByModule(const Packet& packet, const Taken& match) {
 Answer holdsByItself(const Packet& packet, const Taken& match) {
   const std::string& word = match.word;
   const std::string& value = match.own.value;
-  if (word == "-p" || word == "--protocol") return isOfProtocol(packet, value);
+  if (match.asksForProtocol()) return isOfProtocol(packet, value);
   if (word == "-i" || word == "--in-interface") return isInterface(packet.inInterface, value);
   if (word == "-o" || word == "--out-interface") return isInterface(packet.outInterface, value);
   if (word == "-s" || word == "--source") return isAddress(packet.source, value);
   if (word == "-d" || word == "--destination") return isAddress(packet.destination, value);
   return Answer::kNotSaid;
+}
+
+// "-p udp --dport 53" has options of the protocol's module.
+Answer holdsByBoth(const Packet& packet, Taken match) {
+  if (!match.asksForProtocol()) return Answer::kNotSaid;
+  match.module = match.own.value;
+  const Answer protocol = isOfProtocol(packet, match.module);
+  return protocol == Answer::kYes ? holdsByModule(packet, match) : protocol;
 }
 
 // What is told of a packet by texts of this module is no longer true.
@@ -359,6 +368,11 @@ std::optional<std::uint32_t> protocolNumber(const std::string& name) {
   return entry == nullptr ? numberIn(name, 255) : static_cast<std::uint32_t>(entry->p_proto);
 }
 
+bool asksForUnknownProtocol(const std::string& option) {
+  const Taken taken(option);
+  return taken.asksForProtocol() && !protocolNumber(taken.own.value);
+}
+
 Negatable::Negatable(std::string_view option) {
   for (Token token = nextToken(option, 0); token.exists(); token = nextToken(option, token.end())) {
     const std::string_view word = token.in(option);
@@ -385,8 +399,9 @@ Answer holds(const Packet& packet, const std::string& option) {
   if (isIpv4 || match.word == "-6" || match.word == "--ipv6") {
     return equals(packet.family, isIpv4 ? 4 : 6);
   }
-  return match.module.empty() ? negated(holdsByItself(packet, match), asked.isNegated)
-                              : holdsByModule(packet, match);
+  if (!match.module.empty()) return holdsByModule(packet, match);
+  if (!match.arguments.empty()) return holdsByBoth(packet, match);
+  return negated(holdsByItself(packet, match), asked.isNegated);
 }
 
 Event meet(Packet& packet, const std::string& target) {

@@ -49,6 +49,9 @@ std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t limit
 // The number of a protocol, which is given as in "-p": by name or number.
 std::optional<std::uint32_t> protocolNumber(const std::string& name);
 
+// Whether it is an option "-p" whose protocol has no number.
+bool asksForUnknownProtocol(const std::string& option);
+
 // The text of one option, without its "!", and whether it has one.
 struct Negatable {
   explicit Negatable(std::string_view option);

@@ -92,15 +92,6 @@ constexpr std::array kWords = {
     Word{"set", addSet},
 };
 
-// Whether it is no option that asks for a protocol, or for one that there is.
-bool isOfKnownProtocol(std::string_view option) {
-  const std::string text = Negatable(option).text;
-  const std::size_t blank = std::min(text.find(' '), text.size());
-  const std::string word = text.substr(0, blank);
-  if (word != "-p" && word != "--protocol") return true;
-  return protocolNumber(text.substr(std::min(blank + 1, text.size()))).has_value();
-}
-
 void readText(Packet& packet, std::string_view text) {
   try {
     parseMatches(text, "", 0);
@@ -109,7 +100,7 @@ void readText(Packet& packet, std::string_view text) {
                     "\" is no match text; options stand before the table");
   }
   for (const std::string& option : optionsIn(text)) {
-    if (!isOfKnownProtocol(option)) failValue(text);
+    if (asksForUnknownProtocol(option)) failValue(text);
     tell(packet, option);
   }
 }
