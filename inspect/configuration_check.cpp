@@ -24,16 +24,6 @@ namespace {
 using Values = std::vector<std::string_view>;
 using Effect = Finding::Effect;
 
-// A part of a text.
-struct Stretch {
-  std::size_t start;
-  std::size_t length;
-};
-
-Stretch stretchOf(Token token) {
-  return {token.start, token.length};
-}
-
 bool isOption(std::string_view word) {
   try {
     parseMatches(word, "", 0);
@@ -45,7 +35,7 @@ bool isOption(std::string_view word) {
 
 // The place of the error that the parser has thrown for the text. It has to be found in the words
 // of the error: the parser itself keeps none.
-Stretch faultIn(const std::string& text, std::string_view error) {
+Token faultIn(const std::string& text, std::string_view error) {
   constexpr std::string_view kBefore = "failed to parse '";
   constexpr std::string_view kTarget = "' as a target. ";
   constexpr std::string_view kRedundant = "redundant parameters: '";
@@ -56,19 +46,19 @@ Stretch faultIn(const std::string& text, std::string_view error) {
 
   if (error.starts_with(text + std::string(kTarget))) {
     error.remove_prefix(text.size() + kTarget.size());
-    if (!error.starts_with(kRedundant)) return stretchOf(first);
+    if (!error.starts_with(kRedundant)) return first;
     const std::size_t length = error.size() - kRedundant.size() - std::string_view("'.").size();
     return {text.size() - length, length};
   }
   if (error.ends_with(kNoMatch)) {
     const std::size_t start = text.find(error.substr(0, error.size() - kNoMatch.size()));
-    return stretchOf(nextToken(text, start));
+    return nextToken(text, start);
   }
   // A word that is no option, at the beginning or after the "!" there; or a blank at the end, which
   // takes the last option's arguments away; or a "!" at the end.
   const Token second = nextToken(text, first.end());
   const Token word = first.in(text) == "!" && second.exists() ? second : first;
-  if (!isOption(word.in(text))) return stretchOf(word);
+  if (!isOption(word.in(text))) return word;
   const std::size_t end = text.find_last_not_of(' ') + 1;
   if (end < text.size()) return {end, text.size() - end};
   return {end - 1, 1};
@@ -147,7 +137,7 @@ class Check {
   }
 
   void addWrongText(const NotedText& noted, std::size_t pass) {
-    Stretch mark = faultIn(noted.text, noted.error);
+    Token mark = faultIn(noted.text, noted.error);
     const NotedText::Part* wrong = nullptr;
     for (const NotedText::Part& part : noted.parts) {
       const auto start = static_cast<std::ptrdiff_t>(mark.start) - part.start;
@@ -280,15 +270,14 @@ class Check {
       return "no option of this name is read; the nearest is " + nearestOption(section, option);
     }
     if (!isOfUser) return {};
-    if (!users_.contains(std::string(name.number))) {
+    const std::string number(name.number);
+    if (!users_.contains(number)) {
       // Said once for all options of the user.
-      const std::string number(name.number);
       return unlisted_.insert(number).second
                  ? "user " + number + " is not in user_list, so no option of this user is read"
                  : std::string();
     }
     if (isException && !hasClass(exception.trafficClass, name.number)) {
-      const std::string number(name.number);
       return "class \"" + std::string(exception.trafficClass) +
              "\" is neither in class_reject_user" + number + " nor, with a node, in class_user" +
              number;

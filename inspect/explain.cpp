@@ -2,6 +2,7 @@
 // it. One walk is shown; both have to meet the same targets.
 
 #include <algorithm>
+#include <set>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -130,12 +131,8 @@ void showChains(const Walk& generated, const GeneratedChains& chains, Screen& sc
 }
 
 void showUnsaid(const Walk& walk, Screen& screen) {
-  std::vector<std::string> unsaid;
-  for (const Step& step : walk.steps) {
-    unsaid.insert(unsaid.end(), step.unsaid.begin(), step.unsaid.end());
-  }
-  std::ranges::sort(unsaid);
-  unsaid.erase(std::unique(unsaid.begin(), unsaid.end()), unsaid.end());
+  std::set<std::string> unsaid;
+  for (const Step& step : walk.steps) unsaid.insert(step.unsaid.begin(), step.unsaid.end());
   if (unsaid.empty()) return;
   screen.line("Asked and not given, so taken as not holding (no?). Each may change the answer:");
   for (const std::string& text : unsaid) {

@@ -346,21 +346,16 @@ std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t limit
   return isWhole && number <= limit ? std::optional(number) : std::nullopt;
 }
 
-// The names that iptables knows by itself come first: not every system has them in its table.
+// What iptables knows by itself comes first: not every system has it in its table.
 std::optional<std::uint32_t> protocolNumber(const std::string& name) {
-  constexpr std::array<std::pair<std::string_view, std::uint32_t>, 12> kKnown = {
-      {{"all", 0},
-       {"icmp", 1},
-       {"tcp", 6},
-       {"udp", 17},
-       {"esp", 50},
-       {"ah", 51},
-       {"icmpv6", 58},
-       {"ipv6-icmp", 58},
-       {"sctp", 132},
-       {"mh", 135},
-       {"ipv6-mh", 135},
-       {"udplite", 136}}};
+  constexpr std::array<std::pair<std::string_view, std::uint32_t>, 8> kKnown = {{{"all", 0},
+                                                                                 {"icmp", 1},
+                                                                                 {"tcp", 6},
+                                                                                 {"udp", 17},
+                                                                                 {"icmpv6", 58},
+                                                                                 {"sctp", 132},
+                                                                                 {"mh", 135},
+                                                                                 {"udplite", 136}}};
   for (const auto& [known, number] : kKnown) {
     if (known == name) return number;
   }
