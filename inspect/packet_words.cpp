@@ -11,10 +11,6 @@
 namespace tavrix::inspect {
 namespace {
 
-[[noreturn]] void failValue(std::string_view word) {
-  throw WrongWord('"' + std::string(word) + "\" has no value that fits");
-}
-
 bool setProtocol(Packet& packet, std::string_view value) {
   packet.protocol = value;
   return protocolNumber(*packet.protocol).has_value();
@@ -100,7 +96,9 @@ void readText(Packet& packet, std::string_view text) {
                     "\" is no match text; options stand before the table");
   }
   for (const std::string& option : optionsIn(text)) {
-    if (asksForUnknownProtocol(option)) failValue(text);
+    if (asksForUnknownProtocol(option)) {
+      throw WrongWord('"' + std::string(text) + "\" asks for a protocol that is not known");
+    }
     tell(packet, option);
   }
 }
@@ -121,7 +119,9 @@ Packet readPacket(std::span<const std::string_view> words) {
           '"' + std::string(given) +
           R"(" is neither a match text nor one of the short words with "=" and a value)");
     }
-    if (!word->set(packet, given.substr(equals + 1))) failValue(given);
+    if (!word->set(packet, given.substr(equals + 1))) {
+      throw WrongWord('"' + std::string(given) + "\" has no value that fits");
+    }
   }
   return packet;
 }
