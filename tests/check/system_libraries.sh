@@ -27,23 +27,23 @@ cp -r testbed/include/. "$work/root/include"
 # Nor do all versions of the headers say in C++ that they are C.
 find "$work/root/include" -name '*.h' -exec sed -i '/#ifdef __cplusplus/,/#endif/d' {} +
 
-# build TIMER: configures and builds against the libraries, and checks that they were linked and that
-# the timer symbol is asked for exactly when TIMER is "timer". Unoptimised: what is linked is the
-# question.
+# build TARGET TIMER: configures and builds against the libraries, and checks that the timer symbol is
+# asked for exactly when TIMER is "timer". Unoptimised: what is linked is the question.
 build() {
   "$cmake" -S . -B "$work/build" -DPLATFORM=system -DCMAKE_PREFIX_PATH="$work/root" \
     -DCMAKE_CXX_FLAGS_RELEASE= -DCMAKE_UNITY_BUILD=ON -DWARNINGS_AS_ERRORS=ON > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
   grep -q "Platform libraries: system ($work/root/lib/libubus.so, $work/root/lib/libubox.so)" "$work/log"
-  "$cmake" --build "$work/build" -j 2 --target firewall_cpp > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
-  objdump -p "$work/build/bin/firewall_cpp" | grep -q 'NEEDED.*libubus.so'
-  objdump -p "$work/build/bin/firewall_cpp" | grep -q 'NEEDED.*libubox.so'
+  "$cmake" --build "$work/build" -j 2 --target "$1" > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
   timer=none
-  if objdump -T "$work/build/bin/firewall_cpp" | grep -q uloop_support_paramtimer; then timer=timer; fi
-  if [ "$timer" != "$1" ]; then echo "the timer symbol is asked for: $timer, not $1"; exit 1; fi
+  if nm "$work/build/wrt_cppwrap/libwrt_cppwrap.a" | grep -q ' U uloop_support_paramtimer'; then timer=timer; fi
+  if [ "$timer" != "$2" ]; then echo "the timer symbol is asked for: $timer, not $2"; exit 1; fi
 }
 
-build timer
+build firewall_cpp timer
+for library in libubus libubox; do
+  objdump -p "$work/build/bin/firewall_cpp" | grep -q "NEEDED.*$library.so"
+done
 # The same build directory has answered the questions for other headers and another platform before.
 sed -i '/uloop_support_paramtimer/d' "$work/root/include/libubox/uloop.h"
 "$cmake" -S . -B "$work/build" -DPLATFORM=testbed > /dev/null
-build none
+build wrt_cppwrap none
