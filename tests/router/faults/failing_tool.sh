@@ -2,7 +2,7 @@
 # Stands in the program's PATH under the names of the save and restore tools and of cat. Counts its
 # starts, runs what the row of the table has for this one, and then is the real tool.
 #
-# FAULT is the row's directory, empty without a fault. A save or restore tool is start 1 to 12 of a
+# FAULT is the row's directory. A save or restore tool is start 1 to 12 of a
 # run, cat the start that its pass has in the run. A row's script knows `real`, which runs the real
 # tool, and ends the tool itself unless that is to do its work after it.
 name=${0##*/}
@@ -16,13 +16,11 @@ case $name in
 esac
 real() { LD_PRELOAD=$preload "$tool" "$@"; }
 
-if [ -n "$FAULT" ]; then
-  read -r number < "/run/count.$kind"
-  number=$((number + 1))
-  echo $number > "/run/count.$kind"
-  if [ -e "$FAULT/$kind.$number" ]; then
-    . "$FAULT/$kind.$number"
-  fi
+read -r number < "/run/count.$kind"
+number=$((number + 1))
+echo $number > "/run/count.$kind"
+if [ -e "$FAULT/$kind.$number" ]; then
+  . "$FAULT/$kind.$number"
 fi
 if [ -n "$preload" ]; then
   export LD_PRELOAD="$preload"

@@ -81,13 +81,10 @@ for row in rows/*; do
   exec 5<&- 6>&-
   wait $run || { cat "$row/err" >&2; exit 1; }
   . "./$row/after"
-  FAULT=
   show_tables > "$row/tables"
 
-  rm -rf /run/tools
-  cp -RL tools /run/tools
   status=0
-  run_program "$PROGRAM" > "$row/healed_out" 2> "$row/healed_err" || status=$?
+  "$PROGRAM" > "$row/healed_out" 2> "$row/healed_err" || status=$?
   echo $status > "$row/healed_status"
   show_tables > "$row/healed_tables"
 done
