@@ -4,11 +4,12 @@
 #
 # Usage: tools/bench.sh [--tables=auto|legacy|files] [USERS]...
 #   USERS  sizes of the household (1 10 100 300 1000 3000)
+# The environment variable BENCH_REPEATS says how many runs of each are taken (7).
 #
 # Times are CPU times: the program's own, without those of the tools that it starts and without what
 # it takes with no configuration; those of the restore and save tools on the same six texts. The
 # program's tools are stand-ins that only copy. Runs are taken in turns, and the least of several
-# counts, so other work on the machine does little to the ratios.
+# counts, so that other work on the machine changes the ratios little.
 set -euo pipefail
 cd "$(dirname "$(realpath "${BASH_SOURCE[0]}")")/.."
 . tools/packages.sh

@@ -1,5 +1,6 @@
-/* The loop check walks from every hook and notes which rules it reaches; then every match and
- * target is compared with its row in the list of limits. */
+/* The loop check walks from every hook and notes which rules it reaches. Then every match and
+ * target is compared with its row in the list of limits. kernel_checks.h says what this stands in
+ * for. */
 #include "testbed/file_tables/kernel_checks.h"
 
 #include <errno.h>

@@ -1,5 +1,5 @@
 /* Found under the names of the save and restore tools: starts the system's own legacy tool of that
- * name on the testbed's tables in files.
+ * name on the testbed's tables in files. Stands in for nothing, since that tool is the real one.
  *
  * Without the stand-in for the kernel the tool would change this machine's tables, and a library
  * that cannot be preloaded is no error to the dynamic loader. So this program looks for the library

@@ -1,5 +1,5 @@
 /* Reads what the entries of a table say, and refuses those that are not laid out as they must be.
- */
+ * table.h says what this stands in for. */
 #include "testbed/file_tables/table.h"
 
 #include <errno.h>

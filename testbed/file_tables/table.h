@@ -1,5 +1,6 @@
 /* One table as the tools hand it to the kernel: entries one after the other, laid out by the tools'
- * own library, and the places of the hooks in them. */
+ * own library, and the places of the hooks in them. Stands in for the kernel's reading of a table,
+ * and leaves out what only packets need. kernel_checks.h has the rest of the checks. */
 #pragma once
 
 #include <netinet/in.h>

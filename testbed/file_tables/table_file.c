@@ -1,4 +1,5 @@
-/* Reads and writes the files of the tables and of the set names. */
+/* Reads and writes the files of the tables and of the set names. table_file.h says what this stands
+ * in for. */
 #define _GNU_SOURCE
 #include "testbed/file_tables/table_file.h"
 

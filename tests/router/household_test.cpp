@@ -64,18 +64,6 @@ cmp /tmp/first /tmp/second)sh");
   EXPECT_EQ(result.err, "");
 }
 
-TEST_P(Household, WhoseSetIsMissingLeavesEveryTableAsItWas) {
-  const ProcessResult result = run(household("blacklists"), R"sh(
-restore_foreign
-ipset destroy macs
-$program || echo $?
-show_all)sh");
-  EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_EQ(result.out, "134\n" + foreignTables());
-  EXPECT_THAT(result.err, HasSubstr("macs"));
-  EXPECT_THAT(result.err, HasSubstr("  what():  failed to commit\n"));
-}
-
 TEST_P(Household, WhoseSetIsMissingInALaterPassKeepsTheTablesOfEarlierOnes) {
   // The rules for IPv6 in nat are the only ones that name this set.
   const ProcessResult result = run(household("blacklists"), R"sh(

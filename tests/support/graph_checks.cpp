@@ -1,7 +1,6 @@
 #include "tests/support/graph_checks.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 #include <vector>
 
@@ -16,29 +15,13 @@ using tavrix::ProxyIrNode;
 using tavrix::_IptIrNode::kNext;
 using tavrix::_IptIrNode::kNoMatch;
 
-// The edges, depth-first, each when it is taken.
 Edges edgesOf(const NodeNumbers& nodes) {
-  constexpr std::array kOrder = {kNext, kNoMatch};
-  struct Frame {
-    std::size_t node;
-    std::size_t visited;
-  };
   Edges edges;
-  std::vector<bool> seen(nodes.size(), false);
-  std::vector<Frame> frames = {{0, 0}};
-  while (!frames.empty()) {
-    Frame& frame = frames.back();
-    if (frame.visited == kOrder.size()) {
-      frames.pop_back();
-      continue;
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    for (const std::size_t index : {kNext, kNoMatch}) {
+      const ProxyIrNode::Pointer& successor = nodes[i].successor[index];
+      if (successor) edges.emplace_back(i, nodes.of(*successor));
     }
-    const auto& successor = nodes[frame.node].successor[kOrder[frame.visited++]];
-    if (!successor) continue;
-    const std::size_t number = nodes.of(*successor);
-    edges.emplace_back(frame.node, number);
-    if (seen[number]) continue;
-    seen[number] = true;
-    frames.push_back({number, 0});
   }
   return edges;
 }

@@ -110,7 +110,7 @@ class File:
         one, other = self.tokens[last].end, self.tokens[other_first].start
         return start, end, self.text[other:end] + self.text[one:other] + self.text[start:one]
 
-    # The index behind the token, or behind the brackets that it opens.
+    # The index after the token, or after the brackets that it opens.
     def behind(self, index):
         return max(index, self.tokens[index].partner) + 1
 
@@ -222,13 +222,13 @@ class File:
                 end = self.behind(end)
             yield self.swapped(i + 1, colon - 1, colon + 1, end - 1)
 
-    # The end, behind its ";", of the statement in which the token stands.
+    # The end, after its ";", of the statement in which the token stands.
     def statement_end(self, index):
         while self.tokens[index].text != ';':
             index = self.behind(index)
         return self.tokens[index].end
 
-    # Expression statements: taken away, and each for the one behind it.
+    # Expression statements: taken away, and each in place of the one after it.
     def statements(self):
         before = None
         for i, t in enumerate(self.tokens):
@@ -278,7 +278,7 @@ class File:
                 if starts[k + 1] <= ends[k + 1]:  # no comma at the end of a list
                     yield self.swapped(starts[k], ends[k], starts[k + 1], ends[k + 1])
 
-    # Whether the "(" stands inside of code, behind a name that is called.
+    # Whether the "(" stands inside of code, after a name that is called.
     def is_call(self, index):
         before = self.tokens[index - 1]
         if before.kind != 'word' or before.text in ('if', 'for', 'while', 'catch'):

@@ -159,7 +159,7 @@ BrokenProgram filter(const char* name, Program program) {
            {"blacklist_v4_user5", 0, "a -p tcp", 123},
            {"blacklist_v6_user5", 0, "b -s c", 141},
            {"host_counter_user5", 0, "1 -j", 177},
-           {"class_reject_user5", 0, "3 -j", 160},
+           {"class_reject_user5", 0, "", 160},
            {"class_3_except_user5", 0, "", 165},
            {"class_reject_user5", 1, "4 !", 160},
            {"app_counter_user5", 0, "2 -i", 177},
@@ -239,20 +239,6 @@ TEST(RuleTexts, HaveTheirLines) {
   for (const auto& [text, line] : texts) EXPECT_EQ(text.line, line) << text.before;
 }
 
-// The class after it breaks the text too.
-TEST(EmptyBlockedClass, IsReportedBeforeTheClassesAfterIt) {
-  configure(
-      "list user_list 5\noption label_user5 50\n"
-      "list class_reject_user5 ''\nlist class_reject_user5 '3 !'\n");
-  for (const Program program :
-       {tavrix::kovsel::natPreroutingProgram, tavrix::kovsel::filterForwardProgram,
-        tavrix::kovsel::filterInputProgram}) {
-    EXPECT_EQ(errorOf(program),
-              "firewall_cpp/kovsel/kovsel:160: failed to parse '-m tavrix-conndurvan --class ' as "
-              "matches. not a valid parameter of iptables.");
-  }
-}
-
 TEST(UnusedValues, AreNotParsed) {
   // Each of them would break the text that it would be put into.
   configure(R"(
@@ -313,12 +299,6 @@ INSTANTIATE_TEST_SUITE_P(, MissingLabel,
 TEST_P(MissingLabel, IsReportedBeforeAnyTextOfThatUser) {
   configure("list user_list 8\noption mac_set_user8 s\n" + std::string(kNobodysLabel));
   EXPECT_EQ(errorOf(GetParam()), "kovsel: user 8 is in user_list but has no label_user8.");
-}
-
-TEST_P(MissingLabel, IsReportedForARejectedUserToo) {
-  configure("list user_list -1\noption reject_user4294967295 1\n");
-  EXPECT_EQ(errorOf(GetParam()),
-            "kovsel: user 4294967295 is in user_list but has no label_user4294967295.");
 }
 
 TEST_P(MissingLabel, IsReportedAfterTheUsersBeforeIt) {

@@ -7,10 +7,7 @@
 #include <ostream>
 #include <string>
 
-#include "firewall_cpp/kovsel/kovsel.h"
-#include "ipt_compiler/rule_model.h"
 #include "tests/support/configuration.h"
-#include "tests/support/graph_text.h"
 
 namespace {
 
@@ -106,22 +103,6 @@ TEST(UserOptions, HoldClassExceptionsUnderTheNameOfTheClass) {
   EXPECT_THAT(User(section(), "7").values("class__except_user"), ElementsAre("c"));
   EXPECT_THAT(User(section(), "7").values("class_1_except_user"), IsEmpty());
   EXPECT_THAT(User(section(), "8").values("class_12_except_user"), IsEmpty());
-}
-
-TEST(UserOptions, AreThoseOfTheSectionOfThatNameOnly) {
-  setKovsel(
-      "config kovsel 'other'\noption label_user7 '5'\nconfig other\noption label_user7 '5'\n");
-  EXPECT_THAT(User(section(), "7").values("label_user"), IsEmpty());
-}
-
-TEST(NoUsers, HaveEmptyProgramsAndATestOfThePortInInput) {
-  setKovsel("option mac_set_user5 macs\noption label_user5 50\noption reject_user5 1\n");
-  for (const auto program : {tavrix::kovsel::mangleProgram, tavrix::kovsel::natPreroutingProgram,
-                             tavrix::kovsel::filterForwardProgram}) {
-    EXPECT_EQ(test_support::graphText(program().first), "0: end\n");
-  }
-  EXPECT_EQ(tavrix::matchesText(tavrix::kovsel::filterInputProgram().first->matches()),
-            "-p tcp -m tcp --dport 8099");
 }
 
 }  // namespace

@@ -46,6 +46,7 @@ TEST(Allocation, ATextThatCannotBeReadLeavesNoNodeAlive) {
   EXPECT_EQ(keptByFailing([] { makeMatches("-p tcp wrong -j", "f", 1); }), 0);
   EXPECT_EQ(keptByFailing([] { makeMatches("-p tcp ", "f", 1); }), 0);
   EXPECT_EQ(keptByFailing([] { makeTarget("-j A -p tcp", "f", 1); }), 0);
+  EXPECT_EQ(keptByFailing([] { makeMatches("-4", "f", 1) && makeMatches("wrong", "f", 2); }), 0);
   EXPECT_EQ(
       keptByFailing([] { If(makeMatches("-p tcp", "f", 1)).then({makeTarget("wrong", "f", 2)}); }),
       0);

@@ -64,16 +64,6 @@ TEST(GraphOrder, SimplificationOfANodeInAnotherSortIsAConflictAndLeavesTheOthers
   }
 }
 
-TEST(GraphOrder, SimplificationHoldsNoNodeAfterwards) {
-  const auto first = makeProxy();
-  const auto middle = makeProxy();
-  const auto last = makeProxy();
-  first->setNext(middle);
-  middle->setNext(last);
-  simplify(first, last);
-  for (const auto& node : {first, middle, last}) EXPECT_EQ(node->topoMembership, 0U);
-}
-
 // As long as a round is not over, its nodes are in its sort, but for those that were taken.
 TEST(GraphOrder, ASecondRoundOverTheSameNodesIsAConflict) {
   const auto first = makeProxy();

@@ -59,15 +59,6 @@ TEST(MakeConstCond, IsAConditionNodeWithoutMatches) {
   EXPECT_EQ(never.entry->successor[0], never.trueExit);
 }
 
-TEST(MakeConstCond, HangsTheBodyOnTheSlotThatIsTakenOrOnTheOther) {
-  const IptProg taken = If(makeConstCond(true)).then({target("-j A")});
-  EXPECT_EQ(graphText(taken.first),
-            "0: then 1 else 4\n1: then 2\n2: \"-j A\" then 3\n3: end\n4: then 3\n");
-  const IptProg skipped = If(makeConstCond(false)).then({target("-j A")});
-  EXPECT_EQ(graphText(skipped.first),
-            "0: then 1 else 3\n1: then 2\n2: end\n3: then 4\n4: \"-j A\" then 2\n");
-}
-
 TEST(MakeEmptyProg, IsOneFreshNode) {
   const IptProg prog = makeEmptyProg();
   EXPECT_EQ(prog.first, prog.last);
@@ -291,13 +282,6 @@ TEST(Sequence, TakesManyItems) {
   EXPECT_EQ(wrongPredecessorCounts(many.first), "");
 }
 
-TEST(Then, TakesManyItemsAndClosesIfBlocks) {
-  const IptProg prog = If(cond("-p o")).then({If(cond("-p a")), target("-j A")});
-  EXPECT_EQ(graphText(prog.first),
-            "0: if \"-p o\" then 1 else 8\n1: then 2\n2: if \"-p a\" then 3 else 7\n3: then 4\n"
-            "4: then 5\n5: \"-j A\" then 6\n6: end\n7: then 4\n8: then 6\n");
-}
-
 TEST(Builders, UsingAConditionTwiceThrows) {
   const IptCond shared = cond("-p a");
   shared&& cond("-p b");
@@ -315,33 +299,6 @@ TEST(And, OfOneConditionTwiceLeavesNoNodeAlive) {
             }),
             kSetNextTwice);
   EXPECT_TRUE(entry.expired());
-}
-
-// What was built before a text that cannot be read is released with the values that hold it.
-TEST(Builders, ErrorsLeaveNoNodeAlive) {
-  std::weak_ptr<ProxyIrNode> entry;
-  std::weak_ptr<ProxyIrNode> exit;
-  EXPECT_THROW(
-      {
-        const IptCond built = cond("-p a");
-        entry = built.entry;
-        exit = built.falseExit;
-        built&& makeMatches("not an option", "f", 1);
-      },
-      IptCompileFailed);
-  EXPECT_TRUE(entry.expired());
-  EXPECT_TRUE(exit.expired());
-}
-
-TEST(Builders, ProgramsAreReleasedWithTheirLastHolder) {
-  std::weak_ptr<ProxyIrNode> join;
-  {
-    const IptIfBlock block = If(cond("-p a")).then({target("-j A")});
-    join = block.join;
-    const IptProg prog = sequence({block.orElse({target("-j B")}), target("-j C")});
-    EXPECT_FALSE(join.expired());
-  }
-  EXPECT_TRUE(join.expired());
 }
 
 }  // namespace

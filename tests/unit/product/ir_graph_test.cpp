@@ -26,22 +26,6 @@ IptProg emptyProgram() {
   return {node, node};
 }
 
-TEST(IrNode, FreshOneIsEmpty) {
-  const auto node = makeProxy();
-  EXPECT_EQ(node.use_count(), 1);
-  EXPECT_EQ(node->topoMembership, 0U);
-  EXPECT_EQ(node->pendingPredecessors, 0U);
-  EXPECT_EQ(node->rulesIndex, ProxyIrNode::kNowhere);
-  EXPECT_FALSE(node->isExit);
-  EXPECT_EQ(node->predecessorCount, 0U);
-  EXPECT_TRUE(node->targets().empty());
-  EXPECT_TRUE(node->matches().items.empty());
-  EXPECT_EQ(node->matches().elementCount, 0U);
-  EXPECT_EQ(node->successor[0], nullptr);
-  EXPECT_EQ(node->successor[1], nullptr);
-  EXPECT_NE(makeProxy(), node);
-}
-
 TEST(IrNode, SlotOneIsTheNextNodeAndSlotZeroTheNoMatchOne) {
   static_assert(kNext == 1 && kNoMatch == 0);
   const auto node = makeProxy();
@@ -219,18 +203,6 @@ TEST(IrNode, ChainHeldInItsMiddleDiesUpToThere) {
   EXPECT_TRUE(second.expired());
   EXPECT_EQ(middle->predecessorCount, 0U);
   EXPECT_EQ(middle->successor[1]->predecessorCount, 1U);
-}
-
-TEST(Sequence, OfTwoEmptyProgramsIsTwoLinkedNodes) {
-  const IptProg a = emptyProgram();
-  const IptProg b = emptyProgram();
-  const IptProg both = sequence({a, b});
-  EXPECT_EQ(both.first, a.first);
-  EXPECT_EQ(both.last, b.last);
-  EXPECT_EQ(a.first->successor[1], b.first);
-  EXPECT_EQ(b.first->predecessorCount, 1U);
-  EXPECT_EQ(a.first->predecessorCount, 0U);
-  EXPECT_EQ(graphText(both.first), "0: then 1\n1: end\n");
 }
 
 TEST(Sequence, OfAProgramThatWasContinuedThrows) {

@@ -124,16 +124,5 @@ TEST(Nfnlq, ReportsTheFirstErrorInReadingOrder) {
   }
 }
 
-TEST(Nfnlq, BuildsNodesOfItsOwnAtEachCallFromTheConfigurationOfThen) {
-  configure(queue("2", "2"));
-  const IptProg first = nfnlq::queueProgram();
-  const IptProg second = nfnlq::queueProgram();
-  EXPECT_EQ(graphText(first.first), graphText(second.first));
-  EXPECT_NE(first.first, second.first);
-  EXPECT_NE(first.last, second.last);
-  configure(queue("3", "3"));
-  EXPECT_EQ(generated(), queueRule("--queue-num 3"));
-}
-
 }  // namespace
 }  // namespace tavrix

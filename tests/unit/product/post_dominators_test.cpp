@@ -1,5 +1,6 @@
-// Immediate post-dominators against their definition, a vertex post-dominates another when no path
-// from that one to the root is left without it, and against those of another program.
+// Immediate post-dominators against their definition and against those of another program. By
+// definition a vertex post-dominates another one if, without it, no path leads from there to the
+// root.
 #include "ipt_compiler/post_dominators.h"
 
 #include <gtest/gtest.h>
@@ -129,8 +130,7 @@ TEST(PostDominators, OfSmallShapes) {
       {{{0, 1}, {0, 1}, {1, 2}}, {1, 2, 3}},
       // A diamond whose arms cross.
       {{{0, 1}, {0, 2}, {1, 3}, {1, 4}, {2, 3}, {2, 4}, {3, 5}, {4, 5}}, {5, 5, 5, 5, 5, 6}},
-      // Vertex 0 takes its post-dominator from the region of another vertex: this is where the
-      // last pass of the algorithm matters.
+      // The paths from vertex 0 meet further down than those from vertex 1.
       {{{0, 1}, {0, 2}, {1, 3}, {2, 3}, {2, 4}, {3, 5}, {4, 5}, {5, 6}}, {5, 3, 5, 5, 5, 6, 7}},
   };
   for (const auto& [edges, expected] : cases) {
