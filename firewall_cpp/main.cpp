@@ -13,8 +13,8 @@ namespace {
 
 void run() {
   const XtablesLock lock;
-  // Hooks have their programs compiled, so that each program is gone before the next one is built.
-  // Both address families have the same plans: the second takes what was compiled for the first.
+  // A program is compiled as soon as it is built, and gone before the next one is built. Both
+  // address families have the same plans: the second one takes what was compiled for the first.
   std::map<const HookPlan*, std::shared_ptr<const HookText>> texts;
   const auto compile = [&texts](const HookPlan& plan) -> ChainHook {
     std::shared_ptr<const HookText>& text = texts[&plan];

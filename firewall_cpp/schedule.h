@@ -11,7 +11,7 @@
 
 namespace tavrix {
 
-// Whether the program is all that its chain holds.
+// Whether a chain holds its program and nothing else. It may hold rules of other programs.
 inline constexpr bool kOwnChain = false;
 
 struct HookPlan {

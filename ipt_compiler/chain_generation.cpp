@@ -119,6 +119,7 @@ void IrGenRules::emitStep() {
     work_.back().node = &join;  // resumed after everything that is pushed below
   }
 
+  // Whether there is anything on the no-match path before the join.
   const bool isBranch = !node.matches().items.empty() &&
                         node.successor[kNoMatch] != node.successor[kNext] &&
                         node.successor[kNoMatch].get() != &join;
@@ -128,8 +129,8 @@ void IrGenRules::emitStep() {
 
   std::string_view chain = item.chain;
   if (isBranch && !(lastVisit && item.ownChain)) {
-    // The rules at the join follow in item.chain. The branch gets a chain of its own, and from the
-    // end of that one both paths return to them.
+    // More rules follow in item.chain: those at the join, or others after the region. So the branch
+    // gets a chain of its own, and both of its paths return from there to what follows.
     chain = makeChainName();
     hook_.declareChain(chain);
     hook_.addRule(item.chain, {}, "-j ", chain);
@@ -144,6 +145,7 @@ void IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join, std::
   ProxyIrNode& next = *node.successor[kNext];
   if (&next == &join) {
     if (!isBranch) return;
+    // The packet passes over the no-match path.
     hook_.addRule(chain, matchesText(node.matches()), " -j RETURN");
     return;
   }
@@ -154,8 +156,8 @@ void IrGenRules::emitMatchPath(const ProxyIrNode& node, ProxyIrNode& join, std::
   }
   RulesData& region = record(next);
   if (region.chainName.empty()) openChain(region, join);
-  // A jump returns to this chain, where the rules at the join follow. A goto does not: the rules of
-  // the no-match path follow.
+  // After a jump the packet comes back to this chain, where the rules at the join follow. After a
+  // goto it does not, since here the rules of the no-match path follow.
   hook_.addRule(chain, matchesText(node.matches()), isBranch ? " -g " : " -j ", region.chainName);
 }
 

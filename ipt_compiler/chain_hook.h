@@ -16,9 +16,9 @@ inline constexpr std::uint32_t kHookAtEnd = 0xFFFFFFFF;
 struct ChainHook {
   std::string_view chain;  // a built-in chain of the table; a string literal
   std::uint32_t position;  // 0: before the chain's saved rules, n: after the n-th, or kHookAtEnd
-  bool ownChain;           // the chain holds nothing else: see compileHook
+  bool ownChain;           // the chain holds nothing else: see generate
   IptProg program;
-  // The program compiled, if it is; may be shared by hooks of one chain name.
+  // What the program was compiled to; null if it was not. Hooks of one chain name may share it.
   std::shared_ptr<const HookText> text = nullptr;
 };
 

@@ -1,6 +1,6 @@
-// The form in which the text is kept. It says in a few bytes what stands in every line: a NUL byte
-// and a number are a chain's name, a NUL byte at the end of a line is the mark of a generated rule,
-// and two NUL bytes are one of a rule's own text.
+// The form in which the text is kept. What stands in every line takes few bytes in it: a NUL byte
+// and a number stand for the name of a chain, a NUL byte at the end of a line for the mark of a
+// generated rule, and two NUL bytes for one in the text of a rule.
 #include "ipt_compiler/hook_text.h"
 
 #include <charconv>
@@ -12,7 +12,7 @@ namespace tavrix {
 namespace {
 
 constexpr char kEscape = '\0';
-constexpr std::size_t kBlock = 16384;  // the text grows by blocks and is never copied
+constexpr std::size_t kBlock = 16384;  // the text grows by blocks, so that it need not be copied
 
 }  // namespace
 

@@ -19,9 +19,9 @@ class HookText {
   void declareChain(std::string_view chain);
 
   // Adds a rule to the end of the chain, which is the hooked one or one of this text.
-  //   text    options of the rule, whatever they hold
-  //   jump    what follows: a literal
-  //   target  and at the end, a chain of this text
+  //   text    the options of the rule; may hold any byte
+  //   jump    written after them, such as " -g " or " -j RETURN"; a literal
+  //   target  written last: a chain of this text
   void addRule(std::string_view chain, std::string text, std::string_view jump = {},
                std::string_view target = {});
 

@@ -13,7 +13,7 @@ namespace tavrix {
 // One vertex; without a successor it is the exit. Others point at it, so it stays where it is.
 class IdomVertex {
  public:
-  // Adds an edge to a vertex all of whose edges are there already. The exit must be the same.
+  // Adds an edge to a vertex that has all of its edges already. All edges must lead to one exit.
   void addSuccessor(IdomVertex& successor);
 
   // The immediate post-dominator. Throws std::invalid_argument for the exit, which has none.
@@ -23,9 +23,9 @@ class IdomVertex {
   static IdomVertex& nearestCommonAncestor(IdomVertex& one, IdomVertex& other);
 
   IdomVertex* parent_ = nullptr;
-  // An ancestor further up, so that any ancestor is a logarithmic number of steps away: a jump
-  // takes in the parent's jump and the one after it when these are of equal length, else it is one
-  // step. Vertices of the same depth jump to the same depth.
+  // An ancestor further up, so that any ancestor is a logarithmic number of steps away (skew-binary
+  // jump pointers): a jump spans the parent's jump and the one after it when these are of equal
+  // length, else it is one step. Vertices of the same depth jump to the same depth.
   IdomVertex* jump_ = nullptr;
   std::uint32_t depth_ = 0;
 };

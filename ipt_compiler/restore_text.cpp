@@ -13,7 +13,7 @@ namespace {
 
 using HookList = std::list<ChainHook>;
 
-// Whether an earlier run wrote the line. Most lines of others have not even the word.
+// Whether an earlier run wrote the line. The word is looked for first, which most lines lack.
 bool isGenerated(std::string_view line) {
   const auto has = [line](std::string_view text) {
     return line.find(text) != std::string_view::npos;
@@ -88,7 +88,7 @@ class RestoreTextWriter {
     }
   }
 
-  // Lines that stand one after another are written at once.
+  // Lines that stand side by side in the saved text are written together.
   void copy(std::string_view line) {
     if (copied_.data() + copied_.size() != line.data()) writeCopied();
     copied_ = {copied_.empty() ? line.data() : copied_.data(), copied_.size() + line.size()};
@@ -96,7 +96,7 @@ class RestoreTextWriter {
 
   std::ostream& out_;
   HookMap& hooks_;
-  std::string_view copied_;         // to be written
+  std::string_view copied_;         // saved lines that are still to be written
   std::uint32_t chainCounter_ = 0;  // one numbering for all hooks of the table
   std::map<std::string_view, ChainProgress, std::less<>> progress_;
 };

@@ -74,8 +74,8 @@ unsigned mergeMatches(IptMatchList& destination, IptMatchList& source) {
     }
   }
 
-  // What is left are modules that the destination has some of, too, and options that cannot move.
-  // The modules follow as one block, in their order, unless such an option stands before them.
+  // What is left are "-m" options, if the destination had some, too, and options that cannot move.
+  // The "-m" options follow as one block, in their order, unless one of the others is before them.
   if (!source.items.empty() && matchKind(source.items.front()) == _IptMatches::Match::kKind) {
     destination.items.splice(destination.items.end(), source.items);
     destination.elementCount += std::exchange(source.elementCount, 0);

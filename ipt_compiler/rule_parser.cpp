@@ -85,8 +85,8 @@ std::optional<Segment> readSegment(std::string_view text, Token word) {
   }
   if (!code) return std::nullopt;
 
-  // Where the segment ends if no further token follows: before the "!" of an argument written in
-  // iptables' old order, else after the option word.
+  // Where the segment ends if no further token follows: before the "!" of an argument in iptables'
+  // old order ("-s ! 10.0.0.1"), else after the option word.
   std::size_t fallbackEnd = word.end();
   std::size_t scan = word.end();
   do {

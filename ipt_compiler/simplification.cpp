@@ -19,13 +19,13 @@ bool isJunction(const ProxyIrNode& node) {
   return !node.isExit && node.targets().empty() && node.isUnconditional();
 }
 
-std::uint32_t rounds = 0;  // so far
+std::uint32_t rounds = 0;  // so far: they are numbered from 1
 
 }  // namespace
 
 SimplificationRound::SimplificationRound() : number_(++rounds) {}
 
-// It delegates so that the destructor runs even if it throws.
+// Delegates to the other constructor, so that the destructor runs even if this one throws.
 SimplificationRound::SimplificationRound(ProxyIrNode& first) : SimplificationRound() {
   ready_.push(&first);
   NodeQueue found;
@@ -163,7 +163,8 @@ bool absorbTargets(ProxyIrNode& node) {
 
 // Pass 4. The condition that is tested next, and only from here, joins this one if both lead to the
 // same node when they do not hold. An unconditional node takes over the no-match edge of the next
-// one. Reported if mergeMatches counts a match, which it does not for a block of "-m" options.
+// one. If the next one is left without a condition, it loses that edge. Reported if mergeMatches
+// counts a match, which it does not for a block of "-m" options.
 bool mergeCondition(ProxyIrNode& node, SimplificationRound& round) {
   const Pointer& next = node.successor[kNext];
   if (!isMergeCandidate(next)) return false;

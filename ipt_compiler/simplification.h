@@ -19,10 +19,10 @@ void simplify(const ProxyIrNode::Pointer& first, const ProxyIrNode::Pointer& las
 // One round over the graph in topological order (Kahn's algorithm), as it is when the round begins.
 class SimplificationRound {
  public:
-  // Enters everything that can be reached from first, to which nothing leads. Throws
+  // Enters everything that can be reached from first. No edge may lead to first. Throws
   // std::invalid_argument if a node is part of another analysis.
   explicit SimplificationRound(ProxyIrNode& first);
-  // Frees the nodes that were not taken for other analyses.
+  // Lets go of the nodes that were not taken, so that other analyses can have them.
   ~SimplificationRound();
   SimplificationRound(const SimplificationRound&) = delete;
   SimplificationRound& operator=(const SimplificationRound&) = delete;
@@ -37,7 +37,8 @@ class SimplificationRound {
   // it still counts as a predecessor.
   void redirect(ProxyIrNode& node, std::size_t index, const ProxyIrNode::Pointer& target);
 
-  // Empties the no-match slot, which must be set, of a node that may not have been taken yet.
+  // Empties the no-match slot, which must be set. Until the node is taken, the edge still counts
+  // for the order, which is that of the graph as it was when the round began.
   void clearNoMatch(ProxyIrNode& node);
 
  private:

@@ -8,9 +8,9 @@
 //         .orElse({makeTarget("-j ACCEPT", kFile, 5)});
 //
 // Texts are parsed in the order in which they stand, so the first wrong text is the one that is
-// reported. C++ has this order for the operands of && and ||, for what stands before a dot and
-// after it, and for the elements of a braced list. It has none for the arguments of an ordinary
-// call, so calls take several programs as one list.
+// reported. C++ has this order for the operands of && and ||, for the calls of a chain such as
+// If(a).then({p}), and for the elements of a braced list. It has none for the arguments of an
+// ordinary call, so calls take several programs as one list.
 //
 // Operands are consumed: a condition, a block or a program goes into one place of one program.
 // Using it a second time throws std::logic_error.
