@@ -105,11 +105,11 @@ CommandLine readCommandLine(int argc, char** argv) {
   if (std::string_view(argv[1]) == "--help") return {};
   CommandLine result{.command = &commandNamed(argv[1]), .request = {}};
 
-  constexpr std::array<option, 6> kOptions = {{{"help", no_argument, nullptr, 'h'},
-                                               {"table", required_argument, nullptr, 't'},
-                                               {"family", required_argument, nullptr, 'f'},
-                                               {"simplified", no_argument, nullptr, 's'},
-                                               {"chains", no_argument, nullptr, 'c'},
+  constexpr std::array<option, 6> kOptions = {{{"help", no_argument, nullptr, 0},
+                                               {"table", required_argument, nullptr, 0},
+                                               {"family", required_argument, nullptr, 0},
+                                               {"simplified", no_argument, nullptr, 0},
+                                               {"chains", no_argument, nullptr, 0},
                                                {}}};
   const Command& command = *result.command;
   Request& request = result.request;
@@ -122,17 +122,19 @@ CommandLine readCommandLine(int argc, char** argv) {
     const int found =
         getopt_long(count, arguments, command.takesMoreWords ? "+" : "", kOptions.data(), &index);
     if (found == -1) break;
-    const std::string given = arguments[optind - 1];
-    if (found == '?') failUse(given + " is unknown or lacks a value");
+    if (found == '?') {
+      const std::string letter = {'-', static_cast<char>(optopt)};
+      failUse((optopt == 0 ? arguments[optind - 1] : letter) + " is unknown or lacks a value");
+    }
     const std::string name = kOptions[static_cast<std::size_t>(index)].name;
-    if (found == 'h') return {};
+    if (name == "help") return {};
     if (command.options.find(name + " ") == std::string_view::npos) {
       failUse(std::string(command.name) + " does not know --" + name);
     }
-    if (found == 't') request.table = oneOf(kTables, "table", optarg);
-    if (found == 'f') request.family = oneOf(kFamilies, "family", optarg);
-    if (found == 's') request.simplified = true;
-    if (found == 'c') request.chains = true;
+    if (name == "table") request.table = oneOf(kTables, "table", optarg);
+    if (name == "family") request.family = oneOf(kFamilies, "family", optarg);
+    if (name == "simplified") request.simplified = true;
+    if (name == "chains") request.chains = true;
   }
   request.words.assign(arguments + optind, arguments + count);
   if (request.words.size() < command.words ||

@@ -213,12 +213,12 @@ class Check {
       takeErrors(0);
       // The readers stop after the value that does not fit.
       const auto place = texts_.placeOf(*(position == list->cbegin() ? position : position - 1));
-      addStop(
-          *place, 0,
-          findingAt(
-              *place, Effect::kStops,
-              std::string(error.what()) +
-                  " The words of the list do not fit together here; what follows is not read."));
+      const char* const what = position == list->cend() ? ", or one is missing after this."
+                                                        : "; what follows is not read.";
+      addStop(*place, 0,
+              findingAt(*place, Effect::kStops,
+                        std::string(error.what()) +
+                            " The words of the list do not fit together here" + what));
       list->erase(complete, list->cend());
     }
   }

@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <netdb.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <array>
@@ -243,7 +244,9 @@ Answer holdsByModule(const Packet& packet, const Taken& match) {
   if (match.is("set", {"--match-set"})) return isInSet(packet, match);
   if (match.is("mac", {"--mac-source"})) {
     const Taken::Argument& mac = match.at("--mac-source");
-    return negated(equals(packet.senderMac, mac.value), mac.isNegated);
+    if (!packet.senderMac) return Answer::kNotSaid;
+    const bool isIt = strcasecmp(packet.senderMac->c_str(), mac.value.c_str()) == 0;
+    return negated(answer(isIt), mac.isNegated);
   }
   for (const char* const module : {"tcp", "udp"}) {
     if (!match.is(module, {"--dport"}) && !match.is(module, {"--sport"})) continue;
@@ -319,14 +322,17 @@ Event meetModule(Packet& packet, const Taken& module) {
 
 Event meetMark(Packet& packet, const Taken& target) {
   const auto& [name, argument] = *target.arguments.begin();
-  const auto change = maskedIn(argument.value);
-  if (!change || (name != "--set-mark" && name != "--set-xmark")) return {"", false};
+  auto change = maskedIn(argument.value);
+  if (!change) return {"", false};
+  // All are forms of "--set-xmark", which takes the bits of the mask away and turns those of the
+  // value round.
+  if (name == "--set-mark") change->mask |= change->value;
+  if (name == "--or-mark") change->mask = change->value;
+  if (name == "--and-mark") change = {0, ~change->value};
+  if (name == "--xor-mark") change->mask = 0;
   forget(packet, "mark");
-  // Both take the bits of the mask away; one sets those of the value, the other turns them round.
-  const bool turns = name == "--set-xmark";
-  packet.mark &= ~change->mask;
-  packet.mark = turns ? packet.mark ^ change->value : packet.mark | change->value;
-  packet.knownMark |= turns ? change->mask : change->mask | change->value;
+  packet.mark = (packet.mark & ~change->mask) ^ change->value;
+  packet.knownMark |= change->mask;
   return {"mark " + argument.value, false};
 }
 
@@ -339,9 +345,9 @@ constexpr std::array<std::string_view, 13> kLastTargets = {
 std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t limit) {
   const bool isHex = text.starts_with("0x");
   if (isHex) text.remove_prefix(2);
+  const int base = isHex ? 16 : text.size() > 1 && text.starts_with('0') ? 8 : 10;
   std::uint32_t number = 0;
-  const auto [end, error] =
-      std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
   const bool isWhole = error == std::errc() && end == text.data() + text.size();
   return isWhole && number <= limit ? std::optional(number) : std::nullopt;
 }
@@ -381,6 +387,11 @@ Negatable::Negatable(std::string_view option) {
 
 void tell(Packet& packet, std::string_view option) {
   Negatable told(option);
+  const Taken taken(told.text);
+  const bool saysProtocol = taken.asksForProtocol() && !told.isNegated;
+  if (saysProtocol && protocolNumber(taken.own.value).value_or(0) != 0) {
+    packet.protocol = taken.own.value;
+  }
   packet.texts[std::move(told.text)] = !told.isNegated;
 }
 
@@ -414,6 +425,8 @@ Event meet(Packet& packet, const std::string& target) {
     return {"redirect " + taken.value("--to-ports"), true};
   }
   if (name == "MARK" && taken.arguments.size() == 1) return meetMark(packet, taken);
+  // The new mark is the connection's. Only texts say something of it, so they stay true.
+  if (name == "CONNMARK" && has("--restore-mark")) packet.knownMark = 0;
   const std::string end = " dst";
   if (name == "SET" && has("--add-set") && has("--exist") &&
       taken.value("--add-set").ends_with(end)) {

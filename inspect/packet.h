@@ -43,7 +43,7 @@ struct Packet {
   std::map<std::string, bool> texts;
 };
 
-// A whole number up to a limit, hexadecimal after "0x".
+// A whole number up to a limit, as iptables reads it: hexadecimal after "0x", octal after "0".
 std::optional<std::uint32_t> numberIn(std::string_view text, std::uint32_t limit = 0xFFFFFFFF);
 
 // The number of a protocol, which is given as in "-p": by name or number.

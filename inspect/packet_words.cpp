@@ -1,6 +1,9 @@
 // The table of short words, and their values.
 #include "inspect/packet_words.h"
 
+#include <arpa/inet.h>
+#include <netinet/ether.h>
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -26,6 +29,27 @@ bool setFamily(Packet& packet, std::string_view value) {
   const bool is4 = value == "ipv4" || value == "4";
   packet.family = is4 ? 4 : 6;
   return is4 || value == "ipv6" || value == "6";
+}
+
+// Of an IPv4 or IPv6 address; 0 for another text.
+int familyOf(const std::string& address) {
+  std::array<unsigned char, 16> bytes{};
+  if (inet_pton(AF_INET, address.c_str(), bytes.data()) == 1) return 4;
+  return inet_pton(AF_INET6, address.c_str(), bytes.data()) == 1 ? 6 : 0;
+}
+
+// An address says the family, too.
+template <std::optional<std::string> Packet::*Member>
+bool setAddress(Packet& packet, std::string_view value) {
+  packet.*Member = value;
+  const int family = familyOf(std::string(value));
+  if (!packet.family && family != 0) packet.family = family;
+  return packet.family == family;
+}
+
+bool setMac(Packet& packet, std::string_view value) {
+  packet.senderMac = value;
+  return ether_aton(packet.senderMac->c_str()) != nullptr;
 }
 
 bool setMark(Packet& packet, std::string_view value) {
@@ -75,12 +99,12 @@ constexpr std::array kWords = {
     Word{"proto", setProtocol},
     Word{"in", setText<&Packet::inInterface>},
     Word{"out", setText<&Packet::outInterface>},
-    Word{"src", setText<&Packet::source>},
-    Word{"dst", setText<&Packet::destination>},
+    Word{"src", setAddress<&Packet::source>},
+    Word{"dst", setAddress<&Packet::destination>},
     Word{"sport", [](Packet& packet, auto value) { return setPort(packet.sourcePort, value); }},
     Word{"dport",
          [](Packet& packet, auto value) { return setPort(packet.destinationPort, value); }},
-    Word{"mac", setText<&Packet::senderMac>},
+    Word{"mac", setMac},
     Word{"mark", setMark},
     Word{"label", setLabel},
     Word{"class", setTextOrNone<&Packet::trafficClass>},
@@ -92,8 +116,8 @@ void readText(Packet& packet, std::string_view text) {
   try {
     parseMatches(text, "", 0);
   } catch (const IptCompileFailed&) {
-    throw WrongWord("\"" + std::string(text) +
-                    "\" is no match text; options stand before the table");
+    throw WrongWord('"' + std::string(text) + "\" is no match text" +
+                    (text.starts_with("--") ? "; options stand before the table" : ""));
   }
   for (const std::string& option : optionsIn(text)) {
     if (asksForUnknownProtocol(option)) {
@@ -117,7 +141,7 @@ Packet readPacket(std::span<const std::string_view> words) {
     if (word == kWords.end() || equals == given.size()) {
       throw WrongWord(
           '"' + std::string(given) +
-          R"(" is neither a match text nor one of the short words with "=" and a value)");
+          R"(" is neither a match text nor one of the short words with "=" and a value; try --help)");
     }
     if (!word->set(packet, given.substr(equals + 1))) {
       throw WrongWord('"' + std::string(given) + "\" has no value that fits");

@@ -178,6 +178,8 @@ class TableCheck {
       }
       checked = number;
     }
+    throw std::runtime_error(titleOf(pass) + ": the restore tool refuses " +
+                             std::to_string(kMostRefusals) + " rules, and maybe more");
   }
 
  private:
@@ -203,8 +205,13 @@ class TableCheck {
         best = std::max(best, meaning.weight);
       }
     }
+    // Two values may make the same text. The one that the tool has refused already is meant.
+    const bool isKnown = best > 0 && std::ranges::any_of(parts, [this](const Part& part) {
+                           return places_.contains(nameOf(part.part->place));
+                         });
     for (const auto& [noted, part, word] : parts) {
       const std::string where = nameOf(part->place);
+      if (isKnown) break;
       if (!places_.insert(where).second) continue;
       const bool isWhole = part->start <= 0;
       const std::size_t start = isWhole ? 0 : static_cast<std::size_t>(part->start);
