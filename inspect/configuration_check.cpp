@@ -72,17 +72,15 @@ Values* valuesOf(std::string_view section, std::string_view option) {
   return values == options->second.end() ? nullptr : &values->second;
 }
 
-// Whether the user's rules ask for the class, so that they ask for its exceptions.
-bool hasClass(std::string_view trafficClass, std::string_view number) {
-  const auto values = [&](const char* option) -> const Values& {
-    return params[kUsers][std::string(option).append(number)];
-  };
-  const Values& blocked = values("class_reject_user");
-  const Values& counted = values("class_user");
-  const std::size_t nodes = std::min(counted.size(), values("class_label_user").size());
-  const auto counts = counted.begin() + static_cast<std::ptrdiff_t>(nodes);
-  return std::ranges::find(blocked, trafficClass) != blocked.end() ||
-         std::find(counted.begin(), counts, trafficClass) != counts;
+// The classes that the user's rules ask for, and whose exceptions they ask for.
+std::set<std::string_view> classesOf(const std::string& number) {
+  const UciConfig::Section& section = params[kUsers];
+  const Values& blocked = section["class_reject_user" + number];
+  const Values& counted = section["class_user" + number];
+  const std::size_t nodes = section["class_label_user" + number].size();
+  std::set<std::string_view> classes(blocked.begin(), blocked.end());
+  for (std::size_t i = 0; i < std::min(counted.size(), nodes); ++i) classes.insert(counted[i]);
+  return classes;
 }
 
 class Check {
@@ -277,7 +275,10 @@ class Check {
                  ? "user " + number + " is not in user_list, so no option of this user is read"
                  : std::string();
     }
-    if (isException && !hasClass(exception.trafficClass, name.number)) {
+    if (!isException) return {};
+    const auto [classes, isNew] = classes_.try_emplace(number);
+    if (isNew) classes->second = classesOf(number);
+    if (!classes->second.contains(exception.trafficClass)) {
       return "class \"" + std::string(exception.trafficClass) +
              "\" is neither in class_reject_user" + number + " nor, with a node, in class_user" +
              number;
@@ -363,6 +364,7 @@ class Check {
   std::unordered_set<const char*> stopping_;
   std::unordered_set<const char*> unusable_;
   std::set<std::string> unlisted_;
+  std::map<std::string, std::set<std::string_view>> classes_;  // by user number
   std::set<std::string> nameless_;
   // The numbers of the listed users, those without a label among them.
   const std::set<std::string> users_ = [] {
