@@ -109,7 +109,7 @@ void SimplificationRound::redirect(ProxyIrNode& node, std::size_t index, const P
 }
 
 void SimplificationRound::clearNoMatch(ProxyIrNode& node) {
-  if (node.topoMembership != 0) clearedNoMatch_.emplace(&node, node.successor[kNoMatch].get());
+  clearedNoMatch_.emplace(&node, node.successor[kNoMatch].get());
   redirect(node, kNoMatch, nullptr);
 }
 

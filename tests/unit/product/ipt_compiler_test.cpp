@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -196,8 +196,7 @@ void withPrivateTmp(Body body) {
     } catch (const std::exception& error) {
       ADD_FAILURE() << error.what();
     }
-    std::fflush(nullptr);
-    _exit(testing::Test::HasFailure() ? 1 : 0);
+    std::exit(testing::Test::HasFailure() ? 1 : 0);
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);

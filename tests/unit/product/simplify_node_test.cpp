@@ -338,6 +338,17 @@ TEST(SimplifyNode, CountsAnUndoneBypassOnlyWhenModulesMoved) {
   EXPECT_EQ(graphText(stuck), before);
 }
 
+TEST(SimplifyNode, BypassesALongChainThatLeadsNowhere) {
+  const ProxyIrNode::Pointer node = makeProxy();
+  ProxyIrNode* last = node.get();
+  for (int i = 0; i < 20; ++i) {
+    last->setNext(makeProxy());
+    last = last->successor[kNext].get();
+  }
+  EXPECT_TRUE(runPasses(*node));
+  EXPECT_EQ(node->successor[kNext], nullptr);
+}
+
 // A bypassed node is a predecessor as long as it exists: what follows it is merged only when
 // nothing holds it any more.
 TEST(SimplifyNode, CountsABypassedNodeThatSomebodyHolds) {
