@@ -67,7 +67,7 @@ unsigned mergeMatches(IptMatchList& destination, IptMatchList& source) {
       ++destination.elementCount;
       --source.elementCount;
       ++count;
-    } else if (kind != _IptMatches::Match::kKind && *current == *d) {
+    } else if (*current == *d) {
       source.items.erase(current);
       --destination.elementCount;
       ++count;

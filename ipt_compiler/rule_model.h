@@ -27,9 +27,9 @@ class IptCompileFailed : public std::exception {
 
 // What a rule does: a jump ("-j") or a match module used for its side effect ("-m").
 struct IptTarget {
-  std::string text;            // tokens joined by one space
-  const char* file = nullptr;  // static string
-  std::int32_t line = 0;
+  std::string text;  // tokens joined by one space
+  const char* file;  // static string
+  std::int32_t line;
 };
 
 namespace _IptMatches {

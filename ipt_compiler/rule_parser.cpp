@@ -26,8 +26,10 @@ constexpr std::array<std::string_view, kGoto> kNames = {
     "ipv4",          "ipv6",     "protocol",     "source", "destination", "in-interface",
     "out-interface", "fragment", "set-counters", "match",  "jump",        "goto",
 };
-static_assert(kLetters[kMatch - 1] == 'm' && kNames[kMatch - 1] == "match");
-static_assert(kLetters.size() == kNames.size() && kNames[kGoto - 1] == "goto");
+static_assert(kLetters.size() == kNames.size());
+static_assert(kLetters[kMatch - 1] == 'm');
+static_assert(kNames[kMatch - 1] == "match");
+static_assert(kNames[kGoto - 1] == "goto");
 
 // The code of a token that is an option word as a whole; nothing for any other, or for no token.
 std::optional<int> optionCode(std::string_view text, Token token) {

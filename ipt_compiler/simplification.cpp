@@ -145,8 +145,7 @@ bool bypassSuccessors(ProxyIrNode& node, SimplificationRound& round) {
   for (const std::size_t index : {kNoMatch, kNext}) {
     ProxyIrNode* const successor = node.successor[index].get();
     if (successor == nullptr || !isJunction(*successor)) continue;
-    const bool isCompared =
-        index == kNoMatch && !node.isUnconditional() && isMergeCandidate(node.successor[kNext]);
+    const bool isCompared = index == kNoMatch && isMergeCandidate(node.successor[kNext]);
     round.redirect(node, index, isCompared ? successor->successor[kNext] : round.endOf(*successor));
     changed = true;
   }

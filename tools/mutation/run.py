@@ -45,6 +45,7 @@ TESTS = {
     'literal, families': ('literal_test', '*RichInFamilies*/0'),
     'equivalence': ('equivalence_test', 'RandomPrograms.Mean*'),
     'driver': ('product_driver_test', '*'),
+    'allocation': ('product_allocation_test', '*'),
     'blob': ('product_blob_test', '*'),
     'bus': ('product_bus_test', '*'),
     'configuration': ('product_config_test', '*'),
@@ -59,6 +60,7 @@ TESTS = {
 # Which tests look at the mutants of which files. A file gets those of every row that fits, in this
 # order, so that the likeliest one to fail comes first.
 NEAREST = [
+    ('ipt_compiler/hook_text.', ['allocation']),
     ('ipt_compiler/ipt_compiler.', ['driver']),
     ('ipt_compiler/', ['compiler', 'literal', 'driver', 'kovsel', 'configuration']),
     ('wrt_cppwrap/blob_msg', ['blob']),

@@ -5,12 +5,18 @@
 #include <cstdlib>
 #include <new>
 
+#include "ipt_compiler/chain_generation.h"
 #include "ipt_compiler/export/ipt_lang.h"
 #include "ipt_compiler/rule_model.h"
+#include "tests/support/configuration.h"
+#include "tests/support/hooked_chains.h"
+#include "tests/support/household.h"
 
 namespace {
 
 std::ptrdiff_t living = 0;
+std::size_t allocations = 0;
+std::size_t allocatedBytes = 0;
 
 }  // namespace
 
@@ -18,6 +24,8 @@ void* operator new(std::size_t size) {
   void* const memory = std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   ++living;
+  ++allocations;
+  allocatedBytes += size;
   return memory;
 }
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
@@ -50,6 +58,27 @@ TEST(Allocation, ATextThatCannotBeReadLeavesNoNodeAlive) {
   EXPECT_EQ(
       keptByFailing([] { If(makeMatches("-p tcp", "f", 1)).then({makeTarget("wrong", "f", 2)}); }),
       0);
+}
+
+// Nodes, what they hold, and texts: each of them is allocated by itself.
+TEST(Allocation, ARuleOfAHouseholdTakesFewOfThem) {
+  constexpr std::size_t kRules = 3502;  // of 100 users: see household_size_test.cpp
+  test_support::setConfiguration(test_support::household(100));
+  allocations = 0;
+  for (const test_support::HookedChain& hook : test_support::kHookedChains) {
+    IptProg program = hook.makeProgram();
+    generate(program, hook.chain, false);
+  }
+  EXPECT_LT(allocations, 22 * kRules);
+}
+
+TEST(Allocation, TheTextOfAHookTakesLittleMoreThanItsLength) {
+  constexpr std::string_view kRule = "-A FORWARD -j ACCEPT*\n";  // the mark is one byte
+  constexpr std::size_t kRules = 20'000;
+  HookText hook;
+  allocatedBytes = 0;
+  for (std::size_t i = 0; i < kRules; ++i) hook.addRule("FORWARD", "-j ACCEPT");
+  EXPECT_LT(allocatedBytes, kRules * kRule.size() * 5 / 4);
 }
 
 }  // namespace
