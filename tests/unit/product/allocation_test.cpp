@@ -69,7 +69,7 @@ TEST(Allocation, ARuleOfAHouseholdTakesFewOfThem) {
     IptProg program = hook.makeProgram();
     generate(program, hook.chain, false);
   }
-  EXPECT_LT(allocations, 22 * kRules);
+  EXPECT_LT(allocations, 21 * kRules);
 }
 
 TEST(Allocation, TheTextOfAHookTakesLittleMoreThanItsLength) {
