@@ -171,8 +171,7 @@ bool mergeCondition(ProxyIrNode& node, SimplificationRound& round) {
     if (!node.isUnconditional()) return false;
     round.redirect(node, kNoMatch, next->successor[kNoMatch]);
   }
-  const bool changed = !next->matches().items.empty() &&
-                       mergeMatches(node.makeContent().matches, next->makeContent().matches) != 0;
+  const bool changed = mergeMatches(node.makeContent().matches, next->makeContent().matches) != 0;
   if (next->isUnconditional() && next->successor[kNoMatch]) round.clearNoMatch(*next);
   return changed;
 }
