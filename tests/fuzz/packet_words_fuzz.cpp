@@ -32,7 +32,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
           "the error quotes the word");
     }
   }
-  Packet packet = readPacket(good);
+  Packet packet;
+  try {
+    packet = readPacket(good);
+  } catch (const WrongWord&) {  // two of them say different families
+  }
   for (const std::string& line : lines) {
     for (const std::string& option : optionsIn(line)) {
       holds(packet, option);
