@@ -244,7 +244,7 @@ without any no-match node
   2: exit end
 where its no-match node is one of the junctions on the way
   0: if "-p a" then 1 else 3 | 0: if "-p a -s b" then 1 else 2
-  1: if "-s b" then 2 else 4 | 1: "-j A" then 2
+  1: if "-s b" then 2 else 5 | 1: "-j A" then 2
   2: "-j A" then 6           | 2: exit end
   3: then 4
   4: then 5
