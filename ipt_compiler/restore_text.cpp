@@ -61,7 +61,8 @@ class RestoreTextWriter {
   void writeOtherLine(std::string_view line) {
     copy(line);
     if (!line.starts_with("-A ")) return;
-    const std::string_view chain = line.substr(3, line.find(' ', 3) - 3);
+    line.remove_prefix(3);
+    const std::string_view chain = line.substr(0, line.find(' '));
     // The save tools declare every chain before its rules; a rule of another chain is only copied.
     const auto entry = progress_.find(chain);
     if (entry == progress_.end()) return;
