@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <iostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ipt_compiler/rule_model.h"
@@ -24,12 +25,14 @@ struct MergeCase {
   std::string sourceAfter;
 };
 
+void append(IptMatchList& list, const std::string& option) {
+  list.items.splice(list.items.end(), parseMatches(option, "f", 1).items);
+  ++list.elementCount;
+}
+
 IptMatchList listOf(const std::vector<const char*>& options) {
   IptMatchList list;
-  for (const char* option : options) {
-    list.items.splice(list.items.end(), parseMatches(option, "f", 1).items);
-    ++list.elementCount;
-  }
+  for (const char* option : options) append(list, option);
   return list;
 }
 
@@ -86,6 +89,11 @@ struct Model {
     int kind;
     std::string text;
   };
+
+  explicit Model(const IptMatchList& list) : count(list.elementCount) {
+    for (const IptMatch& match : list.items) items.push_back({matchKind(match), matchText(match)});
+  }
+
   std::vector<Item> items;
   std::size_t count;
 };
@@ -125,44 +133,6 @@ unsigned mergeModels(Model& destination, Model& source) {
   return result;
 }
 
-// All sorted lists of at most `longest` kinds.
-std::vector<std::vector<int>> allKindLists(std::size_t longest) {
-  std::vector<std::vector<int>> lists = {{}};
-  for (std::size_t i = 0; i < lists.size(); ++i) {
-    if (lists[i].size() == longest) continue;
-    for (int kind = lists[i].empty() ? 1 : lists[i].back(); kind <= 10; ++kind) {
-      lists.push_back(lists[i]);
-      lists.back().push_back(kind);
-    }
-  }
-  return lists;
-}
-
-Model modelOf(const std::vector<int>& kinds, char name) {
-  Model model{{}, kinds.size()};
-  for (const int kind : kinds) {
-    model.items.push_back({kind, name + std::to_string(model.items.size())});
-  }
-  return model;
-}
-
-template <int Kind = 1>
-IptMatch matchOfKind(int kind, const std::string& text) {
-  if constexpr (Kind < 10) {
-    if (kind != Kind) return matchOfKind<Kind + 1>(kind, text);
-  }
-  return _IptMatches::Option<Kind>(text, "f", 1);
-}
-
-IptMatchList listOf(const Model& model) {
-  IptMatchList list;
-  for (const Model::Item& item : model.items) {
-    list.items.push_back(matchOfKind(item.kind, item.text));
-  }
-  list.elementCount = model.count;
-  return list;
-}
-
 std::string modelText(const Model& model) {
   std::string text;
   for (const Model::Item& item : model.items) {
@@ -172,32 +142,40 @@ std::string modelText(const Model& model) {
   return text;
 }
 
-// How the lists of a pair are made of their kinds.
-struct Variant {
-  char sourceName;  // that of the destination is 'd'
-  // What the element counts are off the lengths, as a duplicate that was dropped earlier leaves
-  // them.
-  std::size_t dropped;
-};
+// All sorted lists of up to three options, with arguments that begin with that name.
+std::vector<IptMatchList> allShortLists(const std::string& name) {
+  constexpr const char* kOptions[] = {"-4 ", "-6 ", "-p ", "-s ", "-d ",
+                                      "-i ", "-o ", "-f ", "-c ", "-m "};
+  std::vector<IptMatchList> lists(1);
+  for (std::size_t i = 0; i < lists.size(); ++i) {
+    const std::size_t size = lists[i].items.size();
+    if (size == 3) continue;
+    for (int kind = size == 0 ? 1 : matchKind(lists[i].items.back()); kind <= 10; ++kind) {
+      lists.push_back(lists[i]);
+      append(lists.back(), kOptions[kind - 1] + name + std::to_string(size));
+    }
+  }
+  return lists;
+}
 
-// All ten kinds, up to three options in each list: with other texts and with the same.
+// All ten kinds: with other texts and with the same, and with element counts that are off the
+// lengths, as a duplicate that was dropped earlier leaves them.
 TEST(MergeMatches, AgreesWithTheModelOnAllShortLists) {
-  const std::vector<std::vector<int>> lists = allKindLists(3);
-  ASSERT_EQ(lists.size(), 286U);
+  const std::vector<IptMatchList> destinations = allShortLists("d");
+  ASSERT_EQ(destinations.size(), 286U);
   std::size_t pairs = 0;
-  for (const Variant& variant : {Variant{'s', 0}, Variant{'d', 0}, Variant{'s', 1}}) {
-    for (const std::vector<int>& destinationKinds : lists) {
-      for (const std::vector<int>& sourceKinds : lists) {
-        Model destinationModel = modelOf(destinationKinds, 'd');
-        Model sourceModel = modelOf(sourceKinds, variant.sourceName);
-        destinationModel.count -= variant.dropped;
-        sourceModel.count += variant.dropped;
-        IptMatchList destination = listOf(destinationModel);
-        IptMatchList source = listOf(sourceModel);
-        const std::string before = modelText(destinationModel) + " <- " + modelText(sourceModel);
-        ASSERT_EQ(mergeMatches(destination, source), mergeModels(destinationModel, sourceModel))
-            << before;
-        ASSERT_EQ(listText(destination), modelText(destinationModel)) << before;
+  for (const auto& [name, dropped] : {std::pair{"s", 0U}, {"d", 0U}, {"s", 1U}}) {
+    const std::vector<IptMatchList> sources = allShortLists(name);
+    for (const IptMatchList& destination : destinations) {
+      for (IptMatchList source : sources) {
+        IptMatchList merged = destination;
+        merged.elementCount -= dropped;
+        source.elementCount += dropped;
+        Model mergedModel(merged);
+        Model sourceModel(source);
+        const std::string before = modelText(mergedModel) + " <- " + modelText(sourceModel);
+        ASSERT_EQ(mergeMatches(merged, source), mergeModels(mergedModel, sourceModel)) << before;
+        ASSERT_EQ(listText(merged), modelText(mergedModel)) << before;
         ASSERT_EQ(listText(source), modelText(sourceModel)) << before;
         ++pairs;
       }
