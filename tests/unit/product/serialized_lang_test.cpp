@@ -42,7 +42,7 @@ std::string readCond(const IptTokens& tokens) {
 
 // The error of what cannot be read, of either kind: their messages differ.
 template <class Read>
-std::string errorOf(Read read) {
+std::string readingError(Read read) {
   try {
     read();
   } catch (const IptCompileFailed& error) {
@@ -53,8 +53,8 @@ std::string errorOf(Read read) {
   return "(no error)";
 }
 
-std::string matchesError(const IptTokens& tokens) {
-  return errorOf([&] { readCond(tokens); });
+std::string conditionError(const IptTokens& tokens) {
+  return readingError([&] { readCond(tokens); });
 }
 
 std::string notMatches(int line, const std::string& text) {
@@ -118,10 +118,10 @@ TEST(SerializedMatches, NotIsAPrefixOfOneToken) {
 TEST(SerializedMatches, KeywordsAreWholeTokensInCapitals) {
   for (const char* token : {"and", "And", "AND ", " OR", "or", "( ", "()", "not -4", " NOT-4", "NO",
                             "THEN", "IF", "FI", ")", "ELSE"}) {
-    EXPECT_EQ(matchesError({"-4", "AND", token}), notMatches(299, token));
+    EXPECT_EQ(conditionError({"-4", "AND", token}), notMatches(299, token));
   }
   // An operand is not more special for beginning with three certain letters.
-  EXPECT_EQ(matchesError({"NOTHING"}), notMatches(297, "HING"));
+  EXPECT_EQ(conditionError({"NOTHING"}), notMatches(297, "HING"));
 }
 
 TEST(SerializedMatches, RefuseMisplacedOperatorsAndOperands) {
@@ -142,7 +142,7 @@ TEST(SerializedMatches, RefuseMisplacedOperatorsAndOperands) {
       {"(", "(", "bad", ")"},
   };
   for (const IptTokens& tokens : lists) {
-    EXPECT_EQ(matchesError(tokens), kInvalidMatches) << testing::PrintToString(tokens);
+    EXPECT_EQ(conditionError(tokens), kInvalidMatches) << testing::PrintToString(tokens);
   }
 }
 
@@ -159,7 +159,7 @@ TEST(SerializedMatches, ReportTheFirstTextThatCannotBeRead) {
       {{"(", "-4", "OR", "bad", ")", "AND", "worse"}, "bad"},
   };
   for (const auto& [tokens, text] : cases) {
-    EXPECT_EQ(matchesError(tokens), notMatches(299, text));
+    EXPECT_EQ(conditionError(tokens), notMatches(299, text));
   }
 }
 
@@ -180,7 +180,7 @@ std::string readStatements(const Tokens& tokens) {
 }
 
 std::string statementsError(const Tokens& tokens) {
-  return errorOf([&] { readStatements(tokens); });
+  return readingError([&] { readStatements(tokens); });
 }
 
 std::string statementText(IptProg prog) {
@@ -255,7 +255,7 @@ TEST(SerializedTargets, BeginWithTheConditionInElseifMode) {
   EXPECT_EQ(position, tokens.end());
   const IptTokens withIf = {"IF", "-4", "THEN", "-j A", "FI"};
   position = withIf.begin();
-  EXPECT_EQ(errorOf([&] { parseSerializedTargets(position, withIf.end(), true); }),
+  EXPECT_EQ(readingError([&] { parseSerializedTargets(position, withIf.end(), true); }),
             kInvalidTargets);
 }
 
@@ -319,7 +319,8 @@ TEST(SerializedMatches, NestAHundredThousandParentheses) {
   EXPECT_EQ(position, tokens.end());
   EXPECT_NE(cond.trueExit, cond.falseExit);
   position = tokens.cbegin();
-  EXPECT_EQ(errorOf([&] { parseSerializedMatches(position, tokens.end() - 1); }), kInvalidMatches);
+  EXPECT_EQ(readingError([&] { parseSerializedMatches(position, tokens.end() - 1); }),
+            kInvalidMatches);
 }
 
 TEST(SerializedTargets, NestAHundredThousandBlocks) {
@@ -333,7 +334,8 @@ TEST(SerializedTargets, NestAHundredThousandBlocks) {
   EXPECT_EQ(position, tokens.end());
   EXPECT_EQ(prog.last->successor[1], nullptr);
   position = tokens.cbegin();
-  EXPECT_EQ(errorOf([&] { parseSerializedTargets(position, tokens.end() - 1); }), kInvalidTargets);
+  EXPECT_EQ(readingError([&] { parseSerializedTargets(position, tokens.end() - 1); }),
+            kInvalidTargets);
 }
 
 TEST(SerializedTargets, ChainAHundredThousandElseifs) {
