@@ -13,7 +13,6 @@
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/graph_text.h"
-#include "tests/support/random_source.h"
 #include "tests/support/rule_source.h"
 #include "tests/unit/product/error_text.h"
 #include "tests/unit/product/rule_texts.h"
@@ -28,9 +27,9 @@ using test_support::errorText;
 using test_support::graphText;
 using test_support::target;
 
-std::string generate(IptProg& prog, std::uint32_t& counter, bool ownChain = false) {
+std::string generate(IptProg& prog, std::uint32_t& counter) {
   std::ostringstream out;
-  compileHook(counter, out, prog, "FORWARD", ownChain);
+  compileHook(counter, out, prog, "FORWARD", false);
   return out.str();
 }
 
@@ -53,18 +52,6 @@ TEST(CompileHook, FoldsByTheCountOfAListWhoseItemsDisagree) {
     return IptProg{first, first->successor[0]};
   };
   EXPECT_EQ(compiledText(build(), "FORWARD"), tagged("-A FORWARD -p a -j A\n"));
-}
-
-// What is folded into the rule would lose the way around the second test.
-TEST(CompileHook, JumpsToAChainForATargetAndATestThatMayReturn) {
-  EXPECT_EQ(compiledText(buildProgram({"IF", "-4", "THEN", "-j A", "IF", "NOT -p tcp", "THEN",
-                                       "-j B", "FI", "FI"}),
-                         "FORWARD"),
-            tagged(":ipt_compiler_0 - [0:0]\n"
-                   "-A FORWARD -4 -j ipt_compiler_0\n"
-                   "-A ipt_compiler_0 -j A\n"
-                   "-A ipt_compiler_0 -p tcp -j RETURN\n"
-                   "-A ipt_compiler_0 -j B\n"));
 }
 
 TEST(CompileHook, CountsUpToTheLargestNumber) {
@@ -110,25 +97,6 @@ TEST(CompileHook, PassesTheErrorsOfTheAnalysesOn) {
   prog = If(cond("-4")).then({held});
   EXPECT_EQ(errorText<std::invalid_argument>([&] { generate(prog, counter); }),
             "DfsVertex conflict!");
-}
-
-// That the rules of a built-in chain do what the program says is what tests/equivalence looks at.
-TEST(CompileHook, GeneratesRulesThatDoWhatTheProgramSaysInAChainOfTheirOwn) {
-  for (std::uint64_t seed = 1; seed <= 300; ++seed) {
-    const auto tokens = tokensOf(test_support::randomProgram(seed, 2 + seed % 20));
-    const IptProg program = buildProgram(tokens);
-    IptProg compiled = buildProgram(tokens);
-    std::uint32_t counter = 0;
-    const std::string rules = generate(compiled, counter, true);
-    const test_support::Chains chains = test_support::compiledChains(rules, "FORWARD");
-    const test_support::MatchNumbers numbers = test_support::matchNumbersOf(program);
-    for (const test_support::Packet& packet : test_support::packetsOver(numbers.size())) {
-      const test_support::Holds holds = test_support::holdsIn(numbers, packet);
-      ASSERT_EQ(metIn(chains, "FORWARD", holds), test_support::evaluate(program, holds))
-          << "seed " << seed << '\n'
-          << test_support::configurationOf(tokens) << rules;
-    }
-  }
 }
 
 TEST(CompileHook, WritesLongListsOfStatements) {

@@ -67,11 +67,5 @@ TEST(HookText, MayBeLong) {
   EXPECT_EQ(written(hook, counter), expected);
 }
 
-TEST(HookText, OfNothingIsEmpty) {
-  std::uint32_t counter = 3;
-  EXPECT_EQ(written({}, counter), "");
-  EXPECT_EQ(counter, 3U);
-}
-
 }  // namespace
 }  // namespace tavrix
