@@ -311,13 +311,13 @@ TEST(SimplifyNode, MovesModulesAsABlockWithoutReportingAChange) {
   expectOneRun(after, true, "0: if \"-m a -m b\" then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
 }
 
-// The bypass leads the no-match edge of node 0 past node 3 to the exit, and the merge takes it back
+// The bypass leads the no-match edge of node 0 past node 4 to the exit, and the merge takes it back
 // from node 1. What they leave is a change when the merge moved modules, and none when it did not.
 TEST(SimplifyNode, CountsAnUndoneBypassOnlyWhenModulesMoved) {
-  const std::string rest = " then 2 else 3\n2: \"-j A\" then 4\n3: then 4\n4: exit end\n";
-  expectOneRun("0: if \"-4 -m a\" (count 0) then 1 else 3\n1: if \"-m b\"" + rest, true,
+  const std::string rest = " then 2 else 4\n2: \"-j A\" then 3\n3: exit end\n4: then 3\n";
+  expectOneRun("0: if \"-4 -m a\" (count 0) then 1 else 4\n1: if \"-m b\"" + rest, true,
                "0: if \"-4 -m a -m b\" (count 1) then 1 else 2\n1: \"-j A\" then 2\n2: exit end\n");
-  const std::string stuck = "0: if \"-p a\" (count 0) then 1 else 3\n1: if \"-p b\"" + rest;
+  const std::string stuck = "0: if \"-p a\" (count 0) then 1 else 4\n1: if \"-p b\"" + rest;
   expectOneRun(stuck, false, stuck);
 }
 
