@@ -101,17 +101,6 @@ TEST_F(UciConfigTest, ReadsWhatIsMissingAsEmpty) {
   EXPECT_EQ(config.size(), 1U);
 }
 
-TEST_F(UciConfigTest, IsLookedUpByAnyKindOfText) {
-  setText("config t nfnlq\n option option x");
-  const UciConfig config("p");
-  const char* const terminated = "option";
-  const Values& values = config["nfnlq"]["option"];
-  EXPECT_EQ(values, (Values{"x"}));
-  EXPECT_EQ(&config[std::string("nfnlq")][std::string("option")], &values);
-  EXPECT_EQ(&config[std::string_view("nfnlq")][std::string_view("options", 6)], &values);
-  EXPECT_EQ(&config["nfnlq"][terminated], &values);
-}
-
 TEST_F(UciConfigTest, MakesNoEntryForAnEmptyList) {
   setReply(replyOf(namedSection("s", wire::array("list", ""))));
   const UciConfig config("p");
@@ -219,6 +208,22 @@ TEST_F(UciConfigTest, RefusesAReplyOfAnotherShape) {
   };
   for (const auto& [reply, message] : cases) {
     EXPECT_EQ(replyError(reply), "BlobMsgParser: " + message) << testing::PrintToString(reply);
+  }
+}
+
+// Every byte of a good reply with every value in its place: an error or not, but nothing is read
+// past its end.
+TEST_F(UciConfigTest, NeverReadsPastABrokenReply) {
+  const std::string list = wire::array("l", wire::text("", "x") + wire::text("", "yz"));
+  const std::string good = replyOf(namedSection("s", list));
+  for (std::size_t i = 4; i < good.size(); ++i) {
+    for (int value = 0; value < 256; ++value) {
+      std::string broken = good;
+      broken[i] = static_cast<char>(value);
+      const std::string error = replyError(broken);
+      ASSERT_TRUE(error == "(no error)" || error.starts_with("BlobMsgParser: "))
+          << i << ' ' << value << ' ' << error;
+    }
   }
 }
 
