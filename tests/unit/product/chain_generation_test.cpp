@@ -7,14 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/graph_text.h"
 #include "tests/support/rule_source.h"
-#include "tests/unit/product/error_text.h"
 #include "tests/unit/product/rule_texts.h"
 
 namespace tavrix {
@@ -23,7 +21,6 @@ namespace {
 using test_support::buildProgram;
 using test_support::compiledText;
 using test_support::cond;
-using test_support::errorText;
 using test_support::graphText;
 using test_support::target;
 
@@ -83,20 +80,6 @@ TEST(CompileHook, LeavesNoScratchDataInTheGraph) {
     EXPECT_EQ(node->topoMembership, 0U);
     EXPECT_EQ(node->rulesIndex, ProxyIrNode::kNowhere);
   }
-}
-
-TEST(CompileHook, PassesTheErrorsOfTheAnalysesOn) {
-  std::uint32_t counter = 0;
-  IptProg prog = target("-j A");
-  prog.first->topoMembership = 0xFFFFFFFF;
-  EXPECT_EQ(errorText<std::invalid_argument>([&] { generate(prog, counter); }),
-            "TopoSortVertex conflict!");
-
-  const IptProg held = target("-j A");
-  held.first->rulesIndex = 3;
-  prog = If(cond("-4")).then({held});
-  EXPECT_EQ(errorText<std::invalid_argument>([&] { generate(prog, counter); }),
-            "DfsVertex conflict!");
 }
 
 TEST(CompileHook, WritesLongListsOfStatements) {

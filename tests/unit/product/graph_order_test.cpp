@@ -20,18 +20,12 @@ struct Record {
   const ProxyIrNode* node;
 };
 
-TEST(DfsVertex, KnowsWhetherItIsInATable) {
+TEST(DfsVertex, InAnotherTableIsAConflict) {
   ProxyIrNode node;
   ProxyIrNode other;
   EXPECT_FALSE(node.isVisited(std::vector<Record>{{&other}}));
   node.rulesIndex = 1;
   EXPECT_TRUE(node.isVisited(std::vector<Record>{{&other}, {&node}}));
-}
-
-TEST(DfsVertex, InAnotherTableIsAConflict) {
-  ProxyIrNode node;
-  ProxyIrNode other;
-  node.rulesIndex = 1;
   for (const std::vector<Record>& table :
        {std::vector<Record>{{&other}}, std::vector<Record>{{&node}, {&other}}}) {
     EXPECT_EQ(errorText<std::invalid_argument>([&] { node.isVisited(table); }),

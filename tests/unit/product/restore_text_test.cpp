@@ -222,23 +222,11 @@ TEST(RestoreText, KnowsOnlyTheExactCommitLine) {
   }
 }
 
-TEST(RestoreText, WritesEndHooksOnceForTwoCommitLines) {
-  EXPECT_EQ(restoreText(":INPUT ACCEPT [0:0]\nCOMMIT\nCOMMIT\n", {{"INPUT", kHookAtEnd, "A"}}),
-            ":INPUT ACCEPT [0:0]\n" + generatedRule("INPUT", "A") + "COMMIT\nCOMMIT\n");
-}
-
 TEST(RestoreText, LeavesOutHooksOfChainsThatAreNotDeclared) {
   const std::string saved = "*nat\n:INPUT ACCEPT [0:0]\n-A OUTPUT -j X\nCOMMIT\n";
   EXPECT_EQ(restoreText(saved, {{"OUTPUT", 0, "A"}, {"OUTPUT", kHookAtEnd, "B"}}), saved);
   // A declaration that is dropped is none.
   EXPECT_EQ(restoreText(":INPUT ipt_compiler_\nCOMMIT\n", {{"INPUT", 0, "A"}}), "COMMIT\n");
-}
-
-TEST(RestoreText, GoesOnWhereItIsAtASecondDeclaration) {
-  EXPECT_EQ(restoreText(":INPUT A\n-A INPUT -j X\n:INPUT A\n-A INPUT -j Y\n",
-                        {{"INPUT", 0, "A"}, {"INPUT", 2, "B"}}),
-            ":INPUT A\n" + generatedRule("INPUT", "A") +
-                "-A INPUT -j X\n:INPUT A\n-A INPUT -j Y\n" + generatedRule("INPUT", "B"));
 }
 
 TEST(RestoreText, CopiesLinesOfAnyLengthAndByte) {
