@@ -7,19 +7,9 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <sstream>
+#include <string>
 
 namespace test_support {
-namespace {
-
-template <class... Parts>
-void logCall(const Parts&... parts) {
-  std::ostringstream text;
-  (text << ... << parts);
-  systemCalls().log.push_back(text.str());
-}
-
-}  // namespace
 
 SystemCalls& systemCalls() {
   static SystemCalls calls;
@@ -33,7 +23,8 @@ void resetSystemCalls(const std::string& lockFile) {
 
 extern "C" {
 int redirected_open(const char* path, int flags, mode_t mode) {
-  logCall("open ", path, ' ', flags, ' ', mode);
+  systemCalls().log.push_back(std::string("open ") + path + " " + std::to_string(flags) + " " +
+                              std::to_string(mode));
   if (systemCalls().lockFile.empty()) {
     errno = EACCES;
     return -1;
@@ -42,7 +33,7 @@ int redirected_open(const char* path, int flags, mode_t mode) {
 }
 
 int redirected_flock(int descriptor, int operation) {
-  logCall("flock ", operation);
+  systemCalls().log.push_back("flock " + std::to_string(operation));
   if (systemCalls().flockFails) {
     errno = EINTR;
     return -1;
@@ -51,7 +42,7 @@ int redirected_flock(int descriptor, int operation) {
 }
 
 int redirected_close(int descriptor) {
-  logCall("close");
+  systemCalls().log.emplace_back("close");
   return close(descriptor);
 }
 
