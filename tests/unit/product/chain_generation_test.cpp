@@ -51,6 +51,18 @@ TEST(CompileHook, FoldsByTheCountOfAListWhoseItemsDisagree) {
   EXPECT_EQ(compiledText(build(), "FORWARD"), tagged("-A FORWARD -p a -j A\n"));
 }
 
+// What is folded into the rule would lose the way around the second test.
+TEST(CompileHook, JumpsToAChainForATargetAndATestThatMayReturn) {
+  EXPECT_EQ(compiledText(buildProgram({"IF", "-4", "THEN", "-j A", "IF", "NOT -p tcp", "THEN",
+                                       "-j B", "FI", "FI"}),
+                         "FORWARD"),
+            tagged(":ipt_compiler_0 - [0:0]\n"
+                   "-A FORWARD -4 -j ipt_compiler_0\n"
+                   "-A ipt_compiler_0 -j A\n"
+                   "-A ipt_compiler_0 -p tcp -j RETURN\n"
+                   "-A ipt_compiler_0 -j B\n"));
+}
+
 TEST(CompileHook, CountsUpToTheLargestNumber) {
   std::uint32_t counter = 4294967295U;
   IptProg prog = If(cond("-4")).then({target("-j A"), target("-j B")});

@@ -229,6 +229,13 @@ TEST(RestoreText, LeavesOutHooksOfChainsThatAreNotDeclared) {
   EXPECT_EQ(restoreText(":INPUT ipt_compiler_\nCOMMIT\n", {{"INPUT", 0, "A"}}), "COMMIT\n");
 }
 
+TEST(RestoreText, GoesOnWhereItIsAtASecondDeclaration) {
+  EXPECT_EQ(restoreText(":INPUT A\n-A INPUT -j X\n:INPUT A\n-A INPUT -j Y\n",
+                        {{"INPUT", 0, "A"}, {"INPUT", 2, "B"}}),
+            ":INPUT A\n" + generatedRule("INPUT", "A") +
+                "-A INPUT -j X\n:INPUT A\n-A INPUT -j Y\n" + generatedRule("INPUT", "B"));
+}
+
 TEST(RestoreText, CopiesLinesOfAnyLengthAndByte) {
   const std::string saved = ":INPUT ACCEPT [0:0]\n-A INPUT --comment " + std::string(5000, 'x') +
                             std::string("\0\x80\xff\t\r", 5) + "\n";
