@@ -4,11 +4,15 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
+#include <linux/netfilter_ipv4/ip_tables.h>
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -87,6 +91,19 @@ TEST_F(TablesInFiles, AreReachedByTheCallsOfTheToolsOnly) {
   auto* openSocket = reinterpret_cast<decltype(&socket)>(dlsym(library, "socket"));
   auto* setOption = reinterpret_cast<decltype(&setsockopt)>(dlsym(library, "setsockopt"));
   auto* getOption = reinterpret_cast<decltype(&getsockopt)>(dlsym(library, "getsockopt"));
+  std::string request(sizeof(ipt_replace), '\0');
+  request.replace(0, 3, "nat");
+  const auto replaceWith = [&](std::size_t offset, std::uint32_t value) {
+    std::memcpy(request.data() + offset, &value, sizeof value);
+    const auto length = static_cast<socklen_t>(request.size());
+    return setOption(-1, IPPROTO_IP, IPT_SO_SET_REPLACE, request.data(), length) == 0 ? 0 : errno;
+  };
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, valid_hooks), 0x1f), EINVAL);
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, valid_hooks), 0x1b), EINVAL);
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, num_entries), 1U << 31), EINVAL);
+  EXPECT_EQ(replaceWith(offsetof(ipt_replace, size), 1U << 31), EINVAL);
+  EXPECT_FALSE(fs::exists(tables_));
+
   char value = 0;
   socklen_t length = sizeof value;
   EXPECT_DEATH(openSocket(AF_INET, SOCK_RAW, IPPROTO_ICMP), "such call: socket");

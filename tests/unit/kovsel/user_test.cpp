@@ -82,4 +82,14 @@ TEST(UserOptions, OfAnotherUserAreNotRead) {
   EXPECT_THAT(User(section(), "7").values("label_user"), IsEmpty());
 }
 
+TEST(UserOptions, HoldClassExceptionsUnderTheNameOfTheClass) {
+  setKovsel(
+      "list class_12_except_user7 'a'\nlist class_12_except_user7 'b'\n"
+      "option class__except_user7 'c'\n");
+  EXPECT_THAT(User(section(), "7").values("class_12_except_user"), ElementsAre("a", "b"));
+  EXPECT_THAT(User(section(), "7").values("class__except_user"), ElementsAre("c"));
+  EXPECT_THAT(User(section(), "7").values("class_1_except_user"), IsEmpty());
+  EXPECT_THAT(User(section(), "8").values("class_12_except_user"), IsEmpty());
+}
+
 }  // namespace

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "firewall_cpp/xtables_lock.h"
@@ -153,6 +154,16 @@ void checkCommit() {
         "failed to commit");
     EXPECT_EQ(readFile(restoreFile), text + "COMMIT\n");
   }
+
+  // A hook that fails starts no tool; what was written before stays.
+  commands.clear();
+  ChainHook continued = hook("INPUT", 1, "-j A");
+  sequence({continued.program, makeEmptyProg()});
+  IptCompiler compiler(lock, dir / "tool", "nat");
+  EXPECT_EQ(errorText<std::logic_error>([&] { compiler.commit(std::move(continued)); }),
+            "IPT compiler: Internal error. setNext() twice.");
+  EXPECT_EQ(commands, std::vector<std::string>());
+  EXPECT_EQ(readFile(restoreFile), "*nat\n:INPUT A\n-A INPUT -j X\n");
 }
 
 // In a process with a /tmp of its own.

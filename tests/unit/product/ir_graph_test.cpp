@@ -40,6 +40,13 @@ TEST(IrNode, SetNextTwiceThrowsAndChangesNothing) {
   EXPECT_EQ(second->predecessorCount, 0U);
 }
 
+TEST(IrNode, SetNextOfNothingLeavesTheSlotOpen) {
+  const auto node = makeProxy();
+  node->setNext(nullptr);
+  node->setNext(makeProxy());
+  EXPECT_NE(node->successor[1], nullptr);
+}
+
 TEST(IrNode, SetSuccessorMovesTheEdge) {
   const auto node = makeProxy();
   const auto old = makeProxy();
