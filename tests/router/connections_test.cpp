@@ -6,8 +6,6 @@
 namespace product_test {
 namespace {
 
-using test_support::ProcessResult;
-
 // Two hosts beside the router. Port 80 answers on server and router, port 8099 on the router.
 const std::string kNetwork = R"sh(
 # PORT GREETING [COMMAND...]: has a listener started by COMMAND. It greets every connection with a
@@ -58,10 +56,11 @@ server='10.9.2.2 fd00:9:2::2'
 other_server='10.9.2.3 fd00:9:2::3'
 )sh";
 
-class Connections : public HouseholdTest {
+class Connections : public ProductTest {
  protected:
-  static ProcessResult runNetwork(const std::string& userOptions, const std::string& script) {
-    return run("config kovsel 'kovsel'\n" + userOptions, kNetwork + script);
+  static void expectTalk(const std::string& userOptions, const std::string& script,
+                         const std::string& expected) {
+    expectOutput("config kovsel 'kovsel'\n" + userOptions, kNetwork + script, expected);
   }
 };
 INSTANTIATE_TEST_SUITE_P(Kinds, Connections, testing::Values("legacy", "nft"),
@@ -76,7 +75,9 @@ const std::string kRejectedUser =
     "  list user_list '7'\n  option label_user7 '7'\n  option reject_user7 '1'\n";
 
 TEST_P(Connections, OfARejectedUserAreAnsweredByTheLocalService) {
-  const ProcessResult result = runNetwork(kRejectedUser, R"sh(
+  const std::string open = twice("router's page") + twice("server's page");
+  const std::string blocked = twice("blocked, says the router");
+  expectTalk(kRejectedUser, R"sh(
 ask 80 $router $server
 configure
 echo rejected:
@@ -87,19 +88,16 @@ met ip6tables nat
 sed -i /user_list/d /tmp/household
 configure
 echo not listed:
-ask 80 $router $server)sh");
-  const std::string open = twice("router's page") + twice("server's page");
-  const std::string blocked = twice("blocked, says the router");
-  EXPECT_EQ(result.out,
-            open + "rejected:\n" + blocked + blocked + blocked +
-                twice("met: -p tcp -m tavrix-connlabel --label 7 -j REDIRECT --to-ports 8099") +
-                "not listed:\n" + open);
-  EXPECT_EQ(result.exitStatus, 0) << result.err;
+ask 80 $router $server)sh",
+             open + "rejected:\n" + blocked + blocked + blocked +
+                 twice("met: -p tcp -m tavrix-connlabel --label 7 -j REDIRECT --to-ports 8099") +
+                 "not listed:\n" + open);
 }
 
 // They have passed the nat table already, so the filter table must end them.
 TEST_P(Connections, OfARejectedUserThatAreUnderWayAreReset) {
-  const ProcessResult result = runNetwork(kRejectedUser, R"sh(
+  const std::string reset = "met: -p tcp -j REJECT --reject-with tcp-reset";
+  expectTalk(kRejectedUser, R"sh(
 for family in iptables ip6tables; do
   # A connection counts as under way when the kernel has followed it from its start.
   $family -A INPUT -m conntrack --ctstate ESTABLISHED
@@ -124,34 +122,34 @@ talk ip6tables fd00:9:1::1 80
 talk iptables 10.9.2.2 80
 talk ip6tables fd00:9:2::2 80
 talk iptables 10.9.1.1 8099
-talk ip6tables fd00:9:1::1 8099)sh");
-  const std::string reset = "met: -p tcp -j REJECT --reject-with tcp-reset";
-  EXPECT_EQ(result.out, twice("router's page; Connection reset by peer\n" + reset) +
-                            twice("server's page; Connection reset by peer\n" + reset) +
-                            twice("blocked, says the router; and more\n"
-                                  "met: -p tcp -m tcp --dport 8099 -j RETURN"));
-  EXPECT_EQ(result.exitStatus, 0) << result.err;
+talk ip6tables fd00:9:1::1 8099)sh",
+             twice("router's page; Connection reset by peer\n" + reset) +
+                 twice("server's page; Connection reset by peer\n" + reset) +
+                 twice("blocked, says the router; and more\n"
+                       "met: -p tcp -m tcp --dport 8099 -j RETURN"));
 }
 
 // No redirection here: new connections reach the filter table, which rejects those with the mark
 // bit.
 TEST_P(Connections, WithTheMarkBitAreReset) {
-  const ProcessResult result = runNetwork("  list user_list '1'\n  option label_user1 '1'\n", R"sh(
+  const std::string reject = "met: -p tcp -j REJECT --reject-with tcp-reset";
+  expectTalk("  list user_list '1'\n  option label_user1 '1'\n", R"sh(
 configure
 ask 80 $router $server
 ask 8099 $router
-for family in iptables ip6tables; do met $family filter | grep -e ': -p tcp'; done)sh");
-  const std::string reject = "met: -p tcp -j REJECT --reject-with tcp-reset";
-  EXPECT_EQ(result.out,
-            twice("Connection refused") + twice("Connection refused") +
-                twice("blocked, says the router") +
-                // The rules of INPUT, then the one of FORWARD.
-                twice("met: -p tcp -m tcp --dport 8099 -j RETURN\n" + reject + "\n" + reject));
-  EXPECT_EQ(result.exitStatus, 0) << result.err;
+for family in iptables ip6tables; do met $family filter | grep -e ': -p tcp'; done)sh",
+             twice("Connection refused") + twice("Connection refused") +
+                 twice("blocked, says the router") +
+                 // The rules of INPUT, then the one of FORWARD.
+                 twice("met: -p tcp -m tcp --dport 8099 -j RETURN\n" + reject + "\n" + reject));
 }
 
 TEST_P(Connections, ToBlacklistedDestinationsAreAnsweredByTheLocalService) {
-  const ProcessResult result = runNetwork(
+  const auto refreshed = [](const std::string& set) {
+    return "met: -m conntrack --ctdir ORIGINAL -j SET --add-set " + set + " dst --exist\n" +
+           "met: -p tcp -j REDIRECT --to-ports 8099\n";
+  };
+  expectTalk(
       "  list user_list '1'\n  option label_user1 '1'\n"
       "  option blacklist_v4_user1 'four'\n  option blacklist_v6_user1 'six'\n",
       R"sh(
@@ -159,19 +157,14 @@ ipset add four 10.9.2.2
 ipset add six fd00:9:2::2
 configure
 ask 80 $server $other_server
-for family in iptables ip6tables; do met $family nat | grep ^met; done)sh");
-  const auto refreshed = [](const std::string& set) {
-    return "met: -m conntrack --ctdir ORIGINAL -j SET --add-set " + set + " dst --exist\n" +
-           "met: -p tcp -j REDIRECT --to-ports 8099\n";
-  };
-  EXPECT_EQ(result.out, twice("blocked, says the router") + twice("Connection refused") +
-                            refreshed("four") + refreshed("six"));
-  EXPECT_EQ(result.exitStatus, 0) << result.err;
+for family in iptables ip6tables; do met $family nat | grep ^met; done)sh",
+      twice("blocked, says the router") + twice("Connection refused") + refreshed("four") +
+          refreshed("six"));
 }
 
 TEST_P(Connections, WithABlockedWordPutTheirDestinationOnTheBlacklist) {
   // Only what is not TCP gets past the redirection.
-  const ProcessResult result = runNetwork(
+  expectTalk(
       "  list user_list '1'\n  option label_user1 '1'\n  option keywords_user1 'words'\n"
       "  option blacklist_v4_user1 'four'\n  option blacklist_v6_user1 'six'\n",
       R"sh(
@@ -179,14 +172,21 @@ configure
 for address in $server; do at client bash -c "echo question > /dev/udp/$address/5000"; done
 until ipset test four 10.9.2.2 2> /dev/null && ipset test six fd00:9:2::2 2> /dev/null; do :; done
 ipset save | grep ^add
-ask 80 $server)sh");
-  EXPECT_EQ(result.out,
-            "add four 10.9.2.2\nadd six fd00:9:2::2\n" + twice("blocked, says the router"));
-  EXPECT_EQ(result.exitStatus, 0) << result.err;
+ask 80 $server)sh",
+      "add four 10.9.2.2\nadd six fd00:9:2::2\n" + twice("blocked, says the router"));
 }
 
 TEST_P(Connections, AreLabelledForTheUserOfTheirSource) {
-  const ProcessResult result = runNetwork(
+  std::string expected = twice("blocked, says the router");
+  // Without the mark bit at first, and with it from the third packet on: no label is remembered.
+  for (int family = 0; family < 2; ++family) {
+    expected +=
+        "met: -m tavrix-connlabel --set --mark 0x1 --label 1\n"
+        "met: -m tavrix-connlabel --set --label 1\n"
+        "not met: -m tavrix-connlabel --set --mark 0x1 --label 2\n"
+        "not met: -m tavrix-connlabel --set --label 2\n";
+  }
+  expectTalk(
       "  list user_list '1'\n  option label_user1 '1'\n  option mac_set_user1 'client_macs'\n"
       "  list user_list '2'\n  option label_user2 '2'\n  option mac_set_user2 'other_macs'\n"
       "  option reject_user1 '1'\n",
@@ -205,18 +205,8 @@ add_member client_macs 02:00:00:00:01:02 1
 add_member other_macs 02:00:00:00:09:02 9
 configure
 ask 80 $router
-for family in iptables ip6tables; do met $family mangle; done)sh");
-  std::string expected = twice("blocked, says the router");
-  // Without the mark bit at first, and with it from the third packet on: no label is remembered.
-  for (int family = 0; family < 2; ++family) {
-    expected +=
-        "met: -m tavrix-connlabel --set --mark 0x1 --label 1\n"
-        "met: -m tavrix-connlabel --set --label 1\n"
-        "not met: -m tavrix-connlabel --set --mark 0x1 --label 2\n"
-        "not met: -m tavrix-connlabel --set --label 2\n";
-  }
-  EXPECT_EQ(result.out, expected);
-  EXPECT_EQ(result.exitStatus, 0) << result.err;
+for family in iptables ip6tables; do met $family mangle; done)sh",
+      expected);
 }
 
 }  // namespace

@@ -7,19 +7,9 @@
 namespace product_test {
 namespace {
 
-const std::string kProgram = PRODUCT_PROGRAM;
-const std::string kExample = EXAMPLE_CONFIG;
+const std::string kForeignRules = FOREIGN_RULES;
 
 const std::string kFunctions = R"sh(
-show() { $1-save -t $2 | sed -e '/^#/d' -e 's/\[[0-9]*:[0-9]*\]$/[0:0]/'; }
-for_all() {
-  for family in iptables ip6tables; do
-    for table in mangle nat filter; do $1 $family $table; done
-  done
-}
-restore_one() { $1-restore < $foreign/$1.$2; }
-show_all() { for_all show; }
-restore_foreign() { for_all restore_one; }
 # Neighbours are known beforehand: rules that reject everything reject the search for them as well.
 add_host() {
   mkfifo /run/$1.ready /run/$1.end
@@ -54,89 +44,38 @@ at() {
 }
 )sh";
 
-// The mangle table of both families: the rules stand at the end of their hooks, after the
-// foreign ones.
-const std::string kSmallMangle = R"(*mangle
-:PREROUTING ACCEPT [0:0]
-:INPUT ACCEPT [0:0]
-:FORWARD ACCEPT [0:0]
-:OUTPUT ACCEPT [0:0]
-:POSTROUTING ACCEPT [0:0]
-:ipt_compiler_0 - [0:0]
-:ipt_compiler_1 - [0:0]
--A PREROUTING -i br-guest -m comment --comment "guest network" -j MARK --set-xmark 0x1/0xff
--A PREROUTING -p udp -m udp --dport 53 -m comment --comment ipt_compiler -j ipt_compiler_1
--A FORWARD -o eth1 -p tcp -m tcp --tcp-flags SYN,RST SYN -m comment --comment "zone wan MTU fixing" -j TCPMSS --clamp-mss-to-pmtu
--A OUTPUT -p udp -m udp --dport 53 -m comment --comment ipt_compiler -j ipt_compiler_0
--A ipt_compiler_0 -m mark --mark 0x1/0x1 -m comment --comment ipt_compiler -j RETURN
--A ipt_compiler_0 -m comment --comment ipt_compiler -j NFQUEUE --queue-num 2 --queue-bypass
--A ipt_compiler_1 -m mark --mark 0x1/0x1 -m comment --comment ipt_compiler -j RETURN
--A ipt_compiler_1 -m comment --comment ipt_compiler -j NFQUEUE --queue-num 2 --queue-bypass
-COMMIT
-)";
-
 }  // namespace
-
-const std::string kForeignRules = FOREIGN_RULES;
-const std::string kSmallConfig =
-    "config nfnlq 'nfnlq'\n"
-    "  option queue_first '2'\n"
-    "  option queue_last '2'\n"
-    "  list matches '-p udp -m udp --dport 53'\n"
-    "  list matches 'AND'\n"
-    "  list matches 'NOT -m mark --mark 0x1/0x1'\n";
 
 test_support::ProcessResult ProductTest::run(const std::string& config, const std::string& script) {
   const test_support::TempDir directory;
   test_support::writeFile(directory / "config", config);
   test_support::ProcessResult result = router_test::runScript(
       {"--tables=" + GetParam(), "--config=" + (directory / "config")},
-      "program='" + kProgram + "'; foreign='" + kForeignRules + "'" + kFunctions + script);
+      "program='" PRODUCT_PROGRAM "'; foreign='" + kForeignRules + "'" + kFunctions + script);
   result.err.erase(0, std::min(result.err.find('\n'), result.err.size() - 1) + 1);
   return result;
 }
 
-void HouseholdTest::SetUp() {
-  ProductTest::SetUp();
-  if (IsSkipped()) return;
-  const auto result = router_test::runScript(
-      {"--no-bus", "--tables=" + GetParam(), "--config=" + kExample}, "true");
-  // The kernel's tables are there, so the sets have to be.
-  ASSERT_EQ(result.exitStatus, 0) << result.err;
-}
-
-std::string household(const std::string& name) {
-  return test_support::readFile(GOLDEN_CASES "/" + name + ".config");
+void ProductTest::expectOutput(const std::string& config, const std::string& script,
+                               const std::string& expected) {
+  const test_support::ProcessResult result = run(config, script);
+  EXPECT_EQ(result.out, expected);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.err, "");
 }
 
 std::vector<std::string> households() {
-  std::vector<std::string> configurations = {test_support::readFile(kExample)};
+  std::vector<std::string> configurations = {test_support::readFile(EXAMPLE_CONFIG)};
   for (const auto& entry : std::filesystem::directory_iterator(GOLDEN_CASES)) {
-    const std::string name = entry.path().stem();
-    if (entry.path().extension() != ".config" || name.starts_with("refused")) continue;
-    configurations.push_back(household(name));
+    const std::string name = entry.path().filename();
+    if (!name.ends_with(".config") || name.starts_with("refused")) continue;
+    configurations.push_back(test_support::readFile(entry.path()));
   }
   return configurations;
 }
 
 std::string foreignTable(const std::string& family, const std::string& table) {
   return test_support::readFile(kForeignRules + "/" + family + "." + table);
-}
-
-std::string foreignTables() {
-  std::string text;
-  for (const char* family : {"iptables", "ip6tables"}) {
-    for (const char* table : {"mangle", "nat", "filter"}) text += foreignTable(family, table);
-  }
-  return text;
-}
-
-std::string tablesOfSmallConfig() {
-  std::string text;
-  for (const char* family : {"iptables", "ip6tables"}) {
-    text += kSmallMangle + foreignTable(family, "nat") + foreignTable(family, "filter");
-  }
-  return text;
 }
 
 }  // namespace product_test

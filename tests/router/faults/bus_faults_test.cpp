@@ -72,139 +72,116 @@ TEST_P(BusFaults, OfADaemonThatDiesInAnyMessage) {
 }
 
 TEST_P(BusFaults, OfADaemonThatIsNotThere) {
-  Fault fault;
-  fault.status = kAborted;
-  fault.err = kNoDaemon;
-  fault.keptTables = kAllTables;
-  fault.after = "start_bus\n";
-  std::vector<Fault> faults;
-
-  fault.name = "there is no daemon";
-  fault.before = "stop_bus\n";
-  faults.push_back(fault);
-  fault.name = "a killed one has left its socket";
-  fault.before = "kill_bus\n";
-  faults.push_back(fault);
-  fault.name = "it is killed before its first message";
-  fault.before = "kill -STOP $bus\n";
-  fault.during = "kill_bus\n";
-  faults.push_back(fault);
+  std::vector<Fault> faults = {
+      {.name = "there is no daemon", .before = "stop_bus\n"},
+      {.name = "a killed one has left its socket", .before = "kill_bus\n"},
+      {.name = "it is killed before its first message",
+       .before = "kill -STOP $bus\n",
+       .during = "kill_bus\n"},
+  };
+  for (Fault& fault : faults) {
+    fault.after = "start_bus\n";
+    fault.status = kAborted;
+    fault.err = kNoDaemon;
+    fault.keptTables = kAllTables;
+  }
   checkFaults("faults of a bus daemon that is not there", faults,
               {.tables = GetParam(), .bus = false});
 }
 
 TEST_P(BusFaults, OfADaemonThatIsKilledAfterAnyMessage) {
   if (const std::string reason = tracingRefusal(); !reason.empty()) GTEST_SKIP() << reason;
-  Fault fault;
-  fault.status = kAborted;
-  fault.err = kConnectionFailed;
-  fault.keptTables = kAllTables;
-  fault.after = "kill_bus; start_bus\n";
-  std::vector<Fault> faults;
-
   // The program receives a message in two steps, the start and the rest, if there is one.
-  const std::string kill = "--steps=bus --signal=9 --to=$bus --after=";
-  fault.name = "it is killed after its first message";
-  fault.options = kill + "1";
-  faults.push_back(fault);
-  fault.name = "it is killed when it has found the object";
-  fault.options = kill + "5";
-  faults.push_back(fault);
-  fault.name = "it is killed when it has sent the configuration";
-  fault.options = kill + "7";
-  fault.status = 0;
-  fault.err = "";
-  fault.keptTables = {};
-  faults.push_back(fault);
+  const std::string after = "kill_bus; start_bus\n";
+  const std::vector<Fault> faults = {
+      {.name = "it is killed after its first message",
+       .after = after,
+       .options = "bus 9 1 $bus",
+       .status = kAborted,
+       .err = kConnectionFailed,
+       .keptTables = kAllTables},
+      {.name = "it is killed when it has found the object",
+       .after = after,
+       .options = "bus 9 5 $bus",
+       .status = kAborted,
+       .err = kConnectionFailed,
+       .keptTables = kAllTables},
+      {.name = "it is killed when it has sent the configuration",
+       .after = after,
+       .options = "bus 9 7 $bus"},
+  };
   checkFaults("faults of a bus daemon that is killed", faults,
               {.tables = GetParam(), .bus = false});
 }
 
-// A configuration with as many rules as the bus carries in one message, and what the rules become.
-class LargestConfiguration {
- public:
-  LargestConfiguration() {
-    // A mebibyte, less the outer word, the object id and the data's own word.
-    const std::size_t limit = std::size_t{1024} * 1024 - 4 - 8 - 4;
-    constexpr std::size_t kBytesOfRule = 64;  // more than one takes
-    text_ =
-        "config nfnlq 'nfnlq'\n"
-        "  option queue_first '2'\n"
-        "  option queue_last '2'\n"
-        "  option filler ''\n"
-        "  list matches '-p udp'\n";
-    const std::size_t rules = (limit - replySize(0)) / kBytesOfRule;
-    while (rules_ < rules) {
-      ++rules_;
-      text_ += "  list matches 'OR'\n  list matches '" + condition(rules_) + "'\n";
-    }
-    room_ = limit - replySize(0);
-  }
+// A configuration with nearly as many rules as the bus carries in one message.
+constexpr std::size_t kConditions = 16000;
 
+std::string condition(std::size_t number) {
+  return "-p udp -m udp --dport " + std::to_string(number);
+}
+
+// A filler makes it as long as a message can be, and so much longer.
+std::string largestConfiguration(std::size_t beyond) {
+  std::string text =
+      "config nfnlq 'nfnlq'\n"
+      "  option queue_first '2'\n"
+      "  option queue_last '2'\n"
+      "  list matches '-p udp'\n";
+  for (std::size_t number = 1; number <= kConditions; ++number) {
+    text += "  list matches 'OR'\n  list matches '" + condition(number) + "'\n";
+  }
+  const auto withFiller = [&text](std::size_t length) {
+    return text + "  option filler '" + std::string(length, 'x') + "'\n";
+  };
+  testbed::BlobBuffer reply;
+  testbed::writeReply(testbed::parseUci(withFiller(0), "firewall_cpp"), reply.get());
+  // A mebibyte, less the outer word, the object id and the data's own word.
+  const std::size_t room = std::size_t{1024} * 1024 - 4 - 8 - 4 - reply.members().size();
   // Sizes go in steps of four bytes, and an empty value has its end in a step of its own.
-  std::string withFiller(std::size_t beyond) const {
-    return withFillerOf(room_ / 4 * 4 + 3 + beyond);
-  }
-  // The mangle table of a family; chains of OUTPUT, whose hook is first, then those of PREROUTING.
-  std::string mangleTable(int pass) const {
-    const std::string tag = " -m comment --comment ipt_compiler";
-    const std::string target = " -j NFQUEUE --queue-num 2 --queue-bypass\n";
-    std::string chains;
-    std::string rules;
-    for (const int chain : {0, 2}) {
-      const std::string name = "ipt_compiler_" + std::to_string(chain);
-      const std::string queue = "ipt_compiler_" + std::to_string(chain + 1);
-      chains += ":" + name + " - [0:0]\n:" + queue + " - [0:0]\n";
-      rules += "-A " + name + " -p udp" + tag + " -g " + queue + "\n";
-      for (std::size_t number = 1; number <= rules_; ++number) {
-        const bool isLast = number == rules_;
-        rules += "-A " + name + " " + condition(number) + tag +
-                 (isLast ? target : " -g " + queue + "\n");
-      }
-      rules += "-A " + queue + tag + target;
+  return withFiller(room / 4 * 4 + 3 + beyond);
+}
+
+// The mangle table of a family; chains of OUTPUT, whose hook is first, then those of PREROUTING.
+std::string largestMangle(int pass) {
+  const std::string tag = " -m comment --comment ipt_compiler";
+  const std::string target = " -j NFQUEUE --queue-num 2 --queue-bypass\n";
+  std::string chains;
+  std::string rules;
+  for (const int chain : {0, 2}) {
+    const std::string name = "ipt_compiler_" + std::to_string(chain);
+    const std::string queue = "ipt_compiler_" + std::to_string(chain + 1);
+    chains += ":" + name + " - [0:0]\n:" + queue + " - [0:0]\n";
+    rules += "-A " + name + " -p udp" + tag + " -g " + queue + "\n";
+    for (std::size_t number = 1; number <= kConditions; ++number) {
+      const bool isLast = number == kConditions;
+      rules +=
+          "-A " + name + " " + condition(number) + tag + (isLast ? target : " -g " + queue + "\n");
     }
-    std::string table = foreignTable(pass);
-    table = withRules(table, "PREROUTING", "-A PREROUTING" + tag + " -j ipt_compiler_2\n");
-    table = withRules(table, "OUTPUT", "-A OUTPUT" + tag + " -j ipt_compiler_0\n" + rules);
-    return table.insert(table.find("-A "), chains);
+    rules += "-A " + queue + tag + target;
   }
-
- private:
-  static std::string condition(std::size_t number) {
-    return "-p udp -m udp --dport " + std::to_string(number);
-  }
-  std::string withFillerOf(std::size_t length) const {
-    std::string text = text_;
-    return text.insert(text.find("filler '") + 8, std::string(length, 'x'));
-  }
-  std::size_t replySize(std::size_t filler) const {
-    testbed::BlobBuffer reply;
-    testbed::writeReply(testbed::parseUci(withFillerOf(filler), "firewall_cpp"), reply.get());
-    return reply.members().size();
-  }
-
-  std::string text_;
-  std::size_t rules_ = 0;
-  std::size_t room_ = 0;
-};
+  std::string table = foreignTable(pass);
+  table = withRules(table, "PREROUTING", "-A PREROUTING" + tag + " -j ipt_compiler_2\n");
+  table = withRules(table, "OUTPUT", "-A OUTPUT" + tag + " -j ipt_compiler_0\n" + rules);
+  return table.insert(table.find("-A "), chains);
+}
 
 TEST_P(BusFaults, OfAConfigurationOfALargestMessageAndOneBeyondIt) {
-  const LargestConfiguration largest;
   const std::string config = "cat > $TESTBED_CONFIG_DIR/firewall_cpp << 'END'\n";
-  const std::string small = config + product_test::kSmallConfig + "END\n";
-  Fault fits;
-  fits.name = "the largest one";
-  fits.before = config + largest.withFiller(0) + "END\n";
-  fits.after = small;
-  fits.otherTables = {{1, largest.mangleTable(1)}, {4, largest.mangleTable(4)}};
-  Fault beyond;
-  beyond.name = "one byte more";
-  beyond.before = config + largest.withFiller(1) + "END\n";
-  beyond.after = small;
-  beyond.status = kAborted;
-  beyond.err = uncaught("std::runtime_error", "Ubus: Unknown error");
-  beyond.keptTables = kAllTables;
-  checkFaults("faults of a configuration's size", {fits, beyond},
+  const std::string small = config + kSmallConfig + "END\n";
+  const std::vector<Fault> faults = {
+      {.name = "the largest one",
+       .before = config + largestConfiguration(0) + "END\n",
+       .after = small,
+       .otherTables = {{1, largestMangle(1)}, {4, largestMangle(4)}}},
+      {.name = "one byte more",
+       .before = config + largestConfiguration(1) + "END\n",
+       .after = small,
+       .status = kAborted,
+       .err = uncaught("std::runtime_error", "Ubus: Unknown error"),
+       .keptTables = kAllTables},
+  };
+  checkFaults("faults of a configuration's size", faults,
               {.tables = GetParam(),
                .err = "ubusd: /run/router/config/firewall_cpp: too long for a bus message\n"});
 }

@@ -2,8 +2,8 @@
 # Stands in the program's PATH under the names of the save and restore tools and of cat. Counts its
 # starts, runs what the row of the table has for this one, and then is the real tool.
 #
-# FAULT is the row's directory. A save or restore tool is start 1 to 12 of a
-# run, cat the start that its pass has in the run. A row's script knows `real`, which runs the real
+# FAULT is the row's directory. A save or restore tool is start 1 to 12 of a run, tool.1 to tool.12, and
+# cat is cat.1 to cat.6, by pass. A row's script knows `real`, which runs the real
 # tool, and ends the tool itself unless that is to do its work after it.
 name=${0##*/}
 preload=${LD_PRELOAD-}

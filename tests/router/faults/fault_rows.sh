@@ -16,9 +16,14 @@ ulimit -c 0
 REAL_TOOLS=$(dirname "$(command -v iptables-save)")
 export FAULT REAL_TOOLS
 
+# show_tables FILE: the table of each pass in FILE.1 and so on, without times and counters.
 show_tables() {
+  pass=0
   for family in iptables ip6tables; do
-    for table in mangle nat filter; do $family-save -t $table; done
+    for table in mangle nat filter; do
+      pass=$((pass + 1))
+      $family-save -t $table | sed -e '/^#/d' -e '/^:/s/ \[.*/ [0:0]/' > "$1.$pass"
+    done
   done
 }
 
@@ -58,7 +63,38 @@ change_unlocked() { LD_PRELOAD=/usr/lib/libxtlock_intercept.so "$@"; }
 await_tool() { read -r _ <&5 || die "no tool of $row came to its place"; }
 resume_tool() { (echo >&6) || :; }
 
-. "$HELD_LOCK_SCRIPT"
+die() {
+  echo "$1" >&2
+  exit 1
+}
+
+# Another process, $holder, holds the lock until release, or until it is killed. Both sides open both
+# FIFOs at once, so that nobody waits for a process that is gone.
+hold_lock() {
+  mkfifo /run/ready /run/end
+  flock --no-fork /run/xtables.lock sh -c 'echo >&7; read -r _ <&8' 7> /run/ready 8< /run/end &
+  holder=$!
+  exec 3< /run/ready 4> /run/end
+  rm /run/ready /run/end
+  read -r _ <&3
+}
+release() {
+  echo >&4
+  wait $holder
+}
+
+# await_waiting PROCESS...: until so many processes wait for the lock; ends the script when one of
+# these is gone. The kernel lists them with an arrow and names the file by its device and inode.
+# Where a container refuses a /proc of the run's own, the list has other tests' locks too.
+await_waiting() {
+  device=$(mountpoint -d /run)
+  file=$(printf %02x:%02x:%d "${device%:*}" "${device#*:}" "$(stat -c %i /run/xtables.lock)")
+  until [ "$(grep -c -e "-> FLOCK .* $file " /proc/locks)" -ge $# ]; do
+    for process; do
+      kill -0 "$process" 2> /dev/null || die 'a process that is to wait for the lock has ended'
+    done
+  done
+}
 
 [ -S /var/run/ubus/ubus.sock ] || start_bus
 for row in rows/*; do
@@ -72,7 +108,7 @@ for row in rows/*; do
   . "./$row/before"
   mkfifo /run/at /run/go
   # The options may name what was started before.
-  eval "run_program '$WATCH_PROGRAM' $(cat "$row/options") '$PWD/$row/report' '$PROGRAM'" \
+  eval "run_program '$WATCH_PROGRAM' '$PWD/$row/report' '$PROGRAM' $(cat "$row/options")" \
     > "$row/out" 2> "$row/err" 7> /run/at 8< /run/go &
   run=$!
   exec 5< /run/at 6> /run/go
@@ -81,11 +117,11 @@ for row in rows/*; do
   exec 5<&- 6>&-
   wait $run || { cat "$row/err" >&2; exit 1; }
   . "./$row/after"
-  show_tables > "$row/tables"
+  show_tables "$row/tables"
 
   status=0
   "$PROGRAM" > "$row/healed_out" 2> "$row/healed_err" || status=$?
   echo $status > "$row/healed_status"
-  show_tables > "$row/healed_tables"
+  show_tables "$row/healed_tables"
 done
 stop_bus

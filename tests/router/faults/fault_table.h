@@ -22,10 +22,8 @@ struct Fault {
   std::string before = {};  // in the shell, before the run
   std::string during = {};  // beside it
   std::string after = {};   // and after it, when the tables are not looked at yet
-  std::map<int, std::string> tools =
-      {};  // in the n-th save or restore tool, from 1; see failing_tool.sh
-  std::map<int, std::string> cats = {};  // in the `cat` of the n-th pass
-  std::string options = {};              // of watch_program
+  std::map<std::string, std::string> tools = {};  // in a tool of the run; see failing_tool.sh
+  std::string options = {};                       // of watch_program
 
   int status = 0;        // as a shell tells it
   std::string err = {};  // whole, but for the tools' versions
@@ -42,6 +40,23 @@ struct Fault {
 inline constexpr std::string_view kAnyLeft = "";  // nothing but that the lock is free in the end
 inline constexpr int kAborted = 128 + 6;
 inline constexpr int kPasses = 6;
+
+// The tools of a pass, as `tools` above has them.
+inline std::string saveOf(int pass) {
+  return "tool." + std::to_string(2 * pass - 1);
+}
+inline std::string restoreOf(int pass) {
+  return "tool." + std::to_string(2 * pass);
+}
+inline std::string catOf(int pass) {
+  return "cat." + std::to_string(pass);
+}
+inline std::string familyOf(int pass) {
+  return pass <= kPasses / 2 ? "iptables" : "ip6tables";
+}
+// A message of a tool, where @ stands for the family.
+std::string messageOf(int pass, std::string message);
+
 // The passes from one to the last.
 std::set<int> passesFrom(int first);
 inline const std::set<int> kAllTables = passesFrom(1);
@@ -51,9 +66,17 @@ inline const std::string kNoCommit =
 // What becomes of the table of the pass that a fault is in.
 enum class Table { Stays, IsReplaced };
 
+// The configuration: DNS over UDP to queue 2, unless marked.
+inline const std::string kSmallConfig =
+    "config nfnlq 'nfnlq'\n"
+    "  option queue_first '2'\n"
+    "  option queue_last '2'\n"
+    "  list matches '-p udp -m udp --dport 53'\n"
+    "  list matches 'AND'\n"
+    "  list matches 'NOT -m mark --mark 0x1/0x1'\n";
+
 struct Setup {
   std::string tables = "legacy";
-  std::string config = {};  // empty: the small setup of the product's tests
   bool bus = true;
   std::string err = {};  // what the router itself says, whole
 };
@@ -66,7 +89,7 @@ std::string foreignTable(int pass);
 
 // A saved table with further rules of another program, all of one chain, at the end of the chain's
 // own. The generated rules of mangle come after them.
-std::string withRules(const std::string& table, const std::string& chain, const std::string& rules);
+std::string withRules(std::string table, const std::string& chain, const std::string& rules);
 
 // Why the system does not let a process be traced, which options with --steps need; else empty. Any
 // other failure to trace one is the test's.
@@ -77,9 +100,9 @@ std::string tracingRefusal();
 std::vector<int> passesFor(const std::string& tables);
 
 // Runs the rows and compares all that is said above, and that the run after each row ends with 0
-// and makes every table new. Prints how many rows there were, unless `what` is empty. Returns, for
-// each row, watch_program's report without its first line; none if the router failed.
-std::vector<std::string> checkFaults(std::string_view what, const std::vector<Fault>& faults,
-                                     const Setup& setup = {});
+// and makes every table new. Prints how many rows there were, unless `what` is empty. Returns the
+// steps in watch_program's report of the last row.
+std::string checkFaults(std::string_view what, const std::vector<Fault>& faults,
+                        const Setup& setup = {});
 
 }  // namespace fault_test

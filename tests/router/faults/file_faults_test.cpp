@@ -124,7 +124,7 @@ TEST_P(FileFaults, OfAFullFileSystem) {
                    fullTmp(free);
     fault.after = kNoLongerFull;
     // The tool's own message depends on the word that the text ends in.
-    if (!fits && !isEmpty) fault.tools[2] = "exec 2> /dev/null";
+    if (!fits && !isEmpty) fault.tools[restoreOf(1)] = "exec 2> /dev/null";
     fault.status = fits || isEmpty ? 0 : kAborted;
     fault.err = fits || isEmpty ? "" : kNoCommit;
     if (!fits) fault.keptTables = kAllTables;
@@ -166,9 +166,14 @@ TEST_P(FileFaults, OfALockThatIsHeld) {
   const std::vector<Fault> faults = {
       {.name = "it is released, and the run goes on",
        .before = "hold_lock",
-       .during = "await_waiting $run; show_tables > /run/before; release\n",
-       .after = "grep -c comment.ipt_compiler /run/before > $row/noted",
+       .during = "await_waiting $run; show_tables /run/before; release\n",
+       .after = "cat /run/before.? | grep -c comment.ipt_compiler > $row/noted",
        .note = "6\n"},
+      {.name = "two runs before this one wait, and take turns",
+       .before = "hold_lock; \"$PROGRAM\" & first=$!; \"$PROGRAM\" & second=$!\n"
+                 "await_waiting $first $second; release; wait $first; wait $second\n"
+                 "show_tables /run/before; cat /run/before.? | grep -c ipt_compiler > $row/noted",
+       .note = "16\n"},
       {.name = "the program is killed while it waits",
        .before = "hold_lock",
        .during = "await_waiting $run; kill -KILL" + killProgram,
@@ -208,14 +213,14 @@ TEST_P(PreloadLibrary, ThatCannotBeLoadedKeepsTheRunWaitingUntilTheRestoreToolIs
                  .before = "umount " + library,
                  .during = "await_waiting $run; kill -KILL $(cat /run/restore)",
                  .after = "mount --bind $PRELOAD_LIBRARY " + library,
-                 .tools = {{2, "echo $$ > /run/restore"}},
+                 .tools = {{restoreOf(1), "echo $$ > /run/restore"}},
                  .status = kAborted,
                  .err = notLoaded + "Killed\n" + kNoCommit,
                  .keptTables = kAllTables};
   std::vector<Fault> faults = {fault};
   // The lock stays with the tool.
   fault.name = "the library cannot be loaded, and the program is ended first";
-  fault.tools[2] += "; { read -r _ <&9; echo >&7; } &";
+  fault.tools[restoreOf(1)] += "; { read -r _ <&9; echo >&7; } &";
   fault.during =
       "await_waiting $run; kill -TERM $(cat $row/report.pid)\n"
       "await_tool; kill -KILL $(cat /run/restore)";

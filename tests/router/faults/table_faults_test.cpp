@@ -13,7 +13,7 @@ const std::string kRule = "-A FORWARD -p icmp -j ACCEPT\n";
 // A tool of the run waits there until the change is made.
 const std::string kWaitForChange = "echo >&7; read -r _ <&8\n";
 
-Fault changed(const std::string& name, int tool, const std::string& script,
+Fault changed(const std::string& name, const std::string& tool, const std::string& script,
               const std::string& change) {
   Fault fault;
   fault.name = name;
@@ -32,12 +32,12 @@ TEST_P(TableFaults, OfAnotherProcessThatTakesNoLock) {
   const std::string change = "change_unlocked iptables" + kChange + "\n";
   const std::map<int, std::string> kept = {{1, withRules(newTable(1), "FORWARD", kRule)}};
   std::vector<Fault> faults = {
-      changed("before the save", 1, kWaitForChange, change),
-      changed("after the save", 1, "real \"$@\"\n" + kWaitForChange + "exit", change),
-      changed("before the restore", 2, kWaitForChange, change),
-      changed("after the restore", 2, "real \"$@\"\n" + kWaitForChange + "exit", change),
-      changed("in a later pass", 3, kWaitForChange, change),
-      changed("it empties the table between save and restore, and all is there again", 2,
+      changed("before the save", saveOf(1), kWaitForChange, change),
+      changed("after the save", saveOf(1), "real \"$@\"\n" + kWaitForChange + "exit", change),
+      changed("before the restore", restoreOf(1), kWaitForChange, change),
+      changed("after the restore", restoreOf(1), "real \"$@\"\n" + kWaitForChange + "exit", change),
+      changed("in a later pass", saveOf(2), kWaitForChange, change),
+      changed("it empties the table between save and restore, and all is there again", restoreOf(1),
               kWaitForChange, "change_unlocked iptables -t mangle -F\n"),
   };
   for (const std::size_t stays : {0U, 3U, 4U}) {
@@ -53,8 +53,9 @@ INSTANTIATE_TEST_SUITE_P(Kinds, LegacyTableFaults, testing::Values("legacy"),
                          [](const auto& kind) { return kind.param; });
 
 TEST_P(LegacyTableFaults, OfAnotherProcessThatWaitsForTheLock) {
-  Fault waiting = changed("it waits, and changes the table after the run", 2, kWaitForChange,
-                          "iptables" + kChange + " &\nchange=$!\nawait_waiting $change\n");
+  Fault waiting =
+      changed("it waits, and changes the table after the run", restoreOf(1), kWaitForChange,
+              "iptables" + kChange + " &\nchange=$!\nawait_waiting $change\n");
   waiting.after = "wait $change\n";
   waiting.left = kAnyLeft;
   waiting.otherTables = {{1, withRules(newTable(1), "FORWARD", kRule)}};
@@ -97,13 +98,13 @@ TEST_P(LegacyTableFaults, AmongTwentyThousandRulesOfAnotherProgramLoseNone) {
   std::vector<Fault> faults = {withManyRules("no fault", {})};
   // More than fits into a pipe is on its way.
   Fault fault = withManyRules("the save tool is killed half-way", kAllTables);
-  fault.tools[1] = "real \"$@\" | head -n 10000; kill -KILL $$";
+  fault.tools[saveOf(1)] = "real \"$@\" | head -n 10000; kill -KILL $$";
   fault.status = kAborted;
   const std::string noCommit = "iptables-restore: COMMIT expected at line 10000\n" + kNoCommit;
   fault.err = "Killed\n" + noCommit;
   faults.push_back(fault);
   fault = withManyRules("the program is killed while the restore tool reads", passesFrom(2));
-  fault.tools[2] = "kill -KILL $PROGRAM_PID; read -r _ <&9";
+  fault.tools[restoreOf(1)] = "kill -KILL $PROGRAM_PID; read -r _ <&9";
   fault.status = 128 + 9;
   fault.left = "left=some lock=held after=free";
   faults.push_back(fault);

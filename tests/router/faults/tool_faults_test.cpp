@@ -1,6 +1,7 @@
 // A save tool, restore tool, `cat` or shell that is missing, fails, dies or stops half-way, in each
 // of the six passes.
 #include <algorithm>
+#include <span>
 
 #include "tests/router/faults/fault_table.h"
 #include "tests/router/product_run.h"
@@ -12,7 +13,7 @@ enum class Run { GoesOn, Ends };
 
 struct ToolFault {
   const char* name;
-  const char* script;   // of the tool; see failing_tool.sh
+  const char* script;   // of the tool, see failing_tool.sh; null when it is missing
   const char* message;  // of the tools and the shell; @ is "iptables" or "ip6tables"
   Run run;
   Table table;  // of the pass
@@ -32,6 +33,7 @@ constexpr ToolFault kSaveFaults[] = {
     {"fails after its whole text", "real \"$@\"; exit 1", "", Run::GoesOn, Table::IsReplaced},
     {"is killed after its whole text", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn,
      Table::IsReplaced},
+    {"is missing", nullptr, "sh: 1: @-save: not found\n", Run::GoesOn, Table::Stays},
 };
 
 // A table is replaced in one step: either it was, or it is as before.
@@ -46,6 +48,7 @@ constexpr ToolFault kRestoreFaults[] = {
     {"fails after its work", "real \"$@\"; exit 1", "", Run::Ends, Table::IsReplaced},
     {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::Ends,
      Table::IsReplaced},
+    {"is missing", nullptr, "sh: 1: @-restore: not found\n", Run::Ends, Table::Stays},
 };
 
 // The shell's status of the pipeline is that of the restore tool, for which no text is no error.
@@ -58,26 +61,14 @@ constexpr ToolFault kCatFaults[] = {
     {"fails after its work", "real \"$@\"; exit 1", "", Run::GoesOn, Table::IsReplaced},
     {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn,
      Table::IsReplaced},
+    {"is missing", nullptr, "sh: 1: cat: not found\n", Run::GoesOn, Table::Stays},
 };
-
-std::string familyOf(int pass) {
-  return pass <= kPasses / 2 ? "iptables" : "ip6tables";
-}
-int saveOf(int pass) {
-  return 2 * pass - 1;
-}
-int restoreOf(int pass) {
-  return 2 * pass;
-}
 
 // What must hold when this goes wrong in the pass.
 Fault makeFault(const std::string& who, int pass, const ToolFault& tool) {
   Fault fault;
   fault.name = who + " of pass " + std::to_string(pass) + " " + tool.name;
-  fault.err = tool.message;
-  if (const std::size_t at = fault.err.find('@'); at != std::string::npos) {
-    fault.err.replace(at, 1, familyOf(pass));
-  }
+  fault.err = messageOf(pass, tool.message);
   if (tool.run == Run::Ends) {
     fault.status = kAborted;
     fault.err += kNoCommit;
@@ -87,65 +78,50 @@ Fault makeFault(const std::string& who, int pass, const ToolFault& tool) {
   return fault;
 }
 
-using ToolFaults = product_test::ProductTest;
+class ToolFaults : public product_test::ProductTest {
+ protected:
+  // remove: takes the tool away for the pass.
+  static void checkTool(const std::string& who, std::string (*toolOf)(int pass),
+                        std::span<const ToolFault> rows, void (*remove)(Fault& fault, int pass)) {
+    std::vector<Fault> faults;
+    for (const int pass : passesFor(GetParam())) {
+      for (const ToolFault& tool : rows) {
+        Fault& fault = faults.emplace_back(makeFault(who, pass, tool));
+        if (tool.script == nullptr) {
+          remove(fault, pass);
+        } else {
+          fault.tools[toolOf(pass)] = tool.script;
+        }
+      }
+    }
+    checkFaults("faults of the " + who, faults, {.tables = GetParam()});
+  }
+};
 INSTANTIATE_TEST_SUITE_P(Kinds, ToolFaults, testing::Values("legacy", "nft"),
                          [](const auto& kind) { return kind.param; });
 
 TEST_P(ToolFaults, OfTheSaveTool) {
-  std::vector<Fault> faults;
-  for (const int pass : passesFor(GetParam())) {
-    for (const ToolFault& tool : kSaveFaults) {
-      Fault fault = makeFault("save tool", pass, tool);
-      fault.tools[saveOf(pass)] = tool.script;
-      faults.push_back(fault);
-    }
+  checkTool("save tool", saveOf, kSaveFaults, [](Fault& fault, int pass) {
     const std::string file = "/run/tools/" + familyOf(pass) + "-save";
-    const ToolFault missing = {"is missing", "", "sh: 1: @-save: not found\n", Run::GoesOn,
-                               Table::Stays};
-    Fault fault = makeFault("save tool", pass, missing);
     const std::string remove = "mv " + file + " /run/taken\n";
     (pass == 1 ? fault.before : fault.tools[restoreOf(pass - 1)]) = remove;
     // The missing tool does not count, so the next one has its number.
     fault.tools[saveOf(pass)] = "mv /run/taken " + file;
-    faults.push_back(fault);
-  }
-  checkFaults("faults of the save tool", faults, {.tables = GetParam()});
+  });
 }
 
 TEST_P(ToolFaults, OfTheRestoreTool) {
-  std::vector<Fault> faults;
-  for (const int pass : passesFor(GetParam())) {
-    for (const ToolFault& tool : kRestoreFaults) {
-      Fault fault = makeFault("restore tool", pass, tool);
-      fault.tools[restoreOf(pass)] = tool.script;
-      faults.push_back(fault);
-    }
-    const ToolFault missing = {"is missing", "", "sh: 1: @-restore: not found\n", Run::Ends,
-                               Table::Stays};
-    Fault fault = makeFault("restore tool", pass, missing);
+  checkTool("restore tool", restoreOf, kRestoreFaults, [](Fault& fault, int pass) {
     fault.tools[saveOf(pass)] = "rm /run/tools/" + familyOf(pass) + "-restore";
-    faults.push_back(fault);
-  }
-  checkFaults("faults of the restore tool", faults, {.tables = GetParam()});
+  });
 }
 
 TEST_P(ToolFaults, OfCat) {
-  std::vector<Fault> faults;
-  for (const int pass : passesFor(GetParam())) {
-    for (const ToolFault& tool : kCatFaults) {
-      Fault fault = makeFault("cat", pass, tool);
-      fault.cats[pass] = tool.script;
-      faults.push_back(fault);
-    }
-    const ToolFault missing = {"is missing", "", "sh: 1: cat: not found\n", Run::GoesOn,
-                               Table::Stays};
-    Fault fault = makeFault("cat", pass, missing);
+  checkTool("cat", catOf, kCatFaults, [](Fault& fault, int pass) {
     fault.tools[saveOf(pass)] = "mv /run/tools/cat /run/taken";
     // The restore tool is started beside cat, so it is too early there.
     if (pass < kPasses) fault.tools[saveOf(pass + 1)] = "mv /run/taken /run/tools/cat";
-    faults.push_back(fault);
-  }
-  checkFaults("faults of cat", faults, {.tables = GetParam()});
+  });
 }
 
 TEST_P(ToolFaults, OfTheShell) {
@@ -184,21 +160,21 @@ TEST_P(ToolFaults, OfASaveToolThatStopsAfterAnyLine) {
         makeFault("save tool", 1, {"stops after a line", "", "", Run::Ends, Table::Stays});
     const std::string count = std::to_string(line);
     fault.name += ": " + count;
-    fault.tools[1] = "real \"$@\" | head -n " + count + "; exit 1";
+    fault.tools[saveOf(1)] = "real \"$@\" | head -n " + count + "; exit 1";
     fault.err = "iptables-restore: COMMIT expected at line " +
                 std::to_string(line < droppedLine ? line + 1 : line) + "\n" + kNoCommit;
     faults.push_back(fault);
   }
   Fault fault =
       makeFault("save tool", 1, {"stops in COMMIT's line", "", "", Run::Ends, Table::Stays});
-  fault.tools[1] = "real \"$@\" | sed '/^COMMIT/,$d'; printf COMM; exit 1";
+  fault.tools[saveOf(1)] = "real \"$@\" | sed '/^COMMIT/,$d'; printf COMM; exit 1";
   fault.err = "Bad argument `COMM'\nError occurred at line: " + std::to_string(lines - 1) +
               "\nTry `iptables-restore -h' or 'iptables-restore --help' for more information.\n" +
               kNoCommit;
   faults.push_back(fault);
   fault =
       makeFault("save tool", 1, {"stops at COMMIT's end", "", "", Run::GoesOn, Table::IsReplaced});
-  fault.tools[1] = "real \"$@\" | sed '/^COMMIT/,$d'; printf COMMIT; exit 1";
+  fault.tools[saveOf(1)] = "real \"$@\" | sed '/^COMMIT/,$d'; printf COMMIT; exit 1";
   faults.push_back(fault);
   checkFaults("faults of a save tool that breaks off", faults, {.tables = GetParam()});
 }

@@ -1,4 +1,4 @@
-// watch_program [--steps=run|bus] [--signal=NUMBER --after=STEP [--to=PROCESS]] REPORT PROGRAM
+// watch_program REPORT PROGRAM [run|bus [SIGNAL STEP [PROCESS]]]
 //
 // Runs the product and says in the file REPORT how it ended and what of it was left:
 //
@@ -8,9 +8,9 @@
 // its end. lock: the tables' lock at that moment; after: the same when the last of those processes
 // had ended, too. "free", "held" or "missing".
 //
-// With --steps the program is traced and its steps follow, a line each: those system calls through
-// which others see something of it. "run" has those from the lock on, "bus" what it receives. With
-// --signal the program, or another process, gets that signal right after the step of that number,
+// With a third argument the program is traced and its steps follow, a line each: those system calls
+// through which others see something of it. "run" has those from the lock on, "bus" what it
+// receives. The program, or another process, gets the signal right after the step of that number,
 // counted from 1, when the program has seen nothing of the step's result yet. Where the system
 // refuses tracing altogether the exit status is 77, which no other failure has.
 //
@@ -49,12 +49,12 @@ constexpr int kTracingRefused = 77;  // fault_table.cpp knows it, too
 class TracingRefused : public std::exception {};
 
 struct Options {
-  std::string steps;
+  std::string report;
+  std::string program;
+  std::string steps = {};  // empty: the program is not traced
   int signal = 0;
   int after = 0;
   pid_t to = 0;  // 0: the program
-  std::string report;
-  std::string program;
 };
 
 [[noreturn]] void fail(const std::string& what) {
@@ -62,22 +62,15 @@ struct Options {
 }
 
 // The calls that start a process have several names, and not each of them everywhere.
-const std::map<std::uint64_t, std::string_view>& runCalls() {
-  static const std::map<std::uint64_t, std::string_view> calls = {
-      {SYS_flock, "flock"}, {SYS_openat, "open"}, {SYS_write, "write"}, {SYS_writev, "write"},
-      {SYS_close, "close"}, {SYS_wait4, "wait"},  {SYS_clone, "start"}, {SYS_clone3, "start"},
+const std::map<std::uint64_t, std::string_view> kRunCalls = {
+    {SYS_flock, "flock"}, {SYS_openat, "open"}, {SYS_write, "write"}, {SYS_writev, "write"},
+    {SYS_close, "close"}, {SYS_wait4, "wait"},  {SYS_clone, "start"}, {SYS_clone3, "start"},
 #ifdef SYS_fork
-      {SYS_open, "open"},   {SYS_fork, "start"},  {SYS_vfork, "start"},
+    {SYS_open, "open"},   {SYS_fork, "start"},  {SYS_vfork, "start"},
 #endif
-  };
-  return calls;
-}
-
-const std::map<std::uint64_t, std::string_view>& busCalls() {
-  static const std::map<std::uint64_t, std::string_view> calls = {{SYS_recvfrom, "receive"},
-                                                                  {SYS_recvmsg, "receive"}};
-  return calls;
-}
+};
+const std::map<std::uint64_t, std::string_view> kBusCalls = {{SYS_recvfrom, "receive"},
+                                                             {SYS_recvmsg, "receive"}};
 
 // Follows one process, not those that it starts, from system call to system call.
 class Tracer {
@@ -85,7 +78,7 @@ class Tracer {
   Tracer(pid_t program, const Options& options)
       : program_(program),
         options_(options),
-        calls_(options.steps == "bus" ? busCalls() : runCalls()),
+        calls_(options.steps == "bus" ? kBusCalls : kRunCalls),
         counting_(options.steps == "bus") {}
 
   // The names of the steps until the signal was sent, or until the program's end with its status.
@@ -221,24 +214,13 @@ void watch(const Options& options) {
 }
 
 Options parseOptions(const std::vector<std::string>& arguments) {
-  Options options;
-  for (const std::string& argument : arguments) {
-    const std::size_t equals = argument.find('=');
-    const std::string value = argument.substr(equals + 1);
-    if (argument.starts_with("--steps=")) {
-      options.steps = value;
-    } else if (argument.starts_with("--signal=")) {
-      options.signal = std::stoi(value);
-    } else if (argument.starts_with("--after=")) {
-      options.after = std::stoi(value);
-    } else if (argument.starts_with("--to=")) {
-      options.to = std::stoi(value);
-    } else if (options.report.empty()) {
-      options.report = argument;
-    } else {
-      options.program = argument;
-    }
+  Options options = {.report = arguments.at(0), .program = arguments.at(1)};
+  if (arguments.size() > 2) options.steps = arguments[2];
+  if (arguments.size() > 4) {
+    options.signal = std::stoi(arguments[3]);
+    options.after = std::stoi(arguments[4]);
   }
+  if (arguments.size() > 5) options.to = std::stoi(arguments[5]);
   return options;
 }
 
