@@ -13,12 +13,14 @@ using router_test::kRouter;
 using test_support::ProcessResult;
 using test_support::TempDir;
 
-// Of a list the first set counts; other options and sections name none.
+// Of a list the first set counts; other options and sections name none. A set of the same name and
+// type is the same.
 const std::string kConfig =
     "config kovsel 'kovsel'\n"
     "  list mac_set_user1 'macs'\n"
     "  list mac_set_user1 'second'\n"
     "  option blacklist_v4_user1 \"four\"\n"
+    "  option blacklist_v4_user2 'four'\n"
     "  option blacklist_v6_user4294967295 six\n"
     "  option blacklist_v6_user2 ''\n"
     "  option mac_set_userx 'a'\n"
@@ -54,26 +56,21 @@ class RouterIpSets : public router_test::KernelTablesTest {
   }
 };
 
-TEST_F(RouterIpSets, AreThereEmptyWhenTheCommandStartsAndRulesOfBothFamiliesAcceptThem) {
-  const ProcessResult result = runWith(kConfig, {"--tables=legacy"}, kListSets + R"sh(
-for family in iptables ip6tables; do
-  $family -t mangle -A PREROUTING -m set --match-set macs src
-done)sh");
+TEST_F(RouterIpSets, AreThereEmptyWhenTheCommandStarts) {
+  const ProcessResult result = runWith(kConfig, {"--tables=legacy"}, kListSets);
   EXPECT_EQ(result.out, "four hash:ip inet\nmacs macs\nsix hash:ip inet6\n");
   EXPECT_EQ(result.err, kLegacyLine);
-  EXPECT_EQ(result.exitStatus, 0);
 }
 
-TEST_F(RouterIpSets, OfTheSameNameAndTypeAreOneAndOthersAreReported) {
+TEST_F(RouterIpSets, ThatCannotBeMadeAreReported) {
   const std::string config =
       "config kovsel 'kovsel'\n"
       "  option blacklist_v4_user1 'four'\n"
-      "  option blacklist_v4_user2 'four'\n"
       "  option mac_set_user2 'four'\n"
       "  option blacklist_v6_user3 'a_name_of_more_than_31_characters'\n"
       "  option blacklist_v6_user4 'six'\n";
-  const ProcessResult result = runWith(config, {"--tables=legacy"}, kListSets);
-  EXPECT_EQ(result.out, "four hash:ip inet\nsix hash:ip inet6\n");
+  const ProcessResult result = runWith(config, {"--tables=legacy"}, "ipset list -name | sort");
+  EXPECT_EQ(result.out, "four\nsix\n");
   EXPECT_THAT(result.err,
               testing::MatchesRegex("router: no IP set four: ipset v[0-9.]*: Set cannot be "
                                     "created: set with the same name already exists\n"
@@ -83,7 +80,6 @@ TEST_F(RouterIpSets, OfTheSameNameAndTypeAreOneAndOthersAreReported) {
                                     "characters\n"
                                     "router: tables in the kernel .legacy tools., namespaces of "
                                     "its own\n"));
-  EXPECT_EQ(result.exitStatus, 0);
 }
 
 // The machine without the tool is the private one of an outer run.
