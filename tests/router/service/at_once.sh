@@ -1,13 +1,7 @@
 # Two at once: each has its turn, the tables are whole, and what came last holds.
-# shellcheck source=tests/router/service/common.sh
-. "$1/tests/router/service/common.sh"
 
-install_packages
-count_runs
-queue 1
-reload_config
+install_with_rules
 once=$(tables)
-runs > /var/run/shown
 
 service start &
 first=$!
@@ -35,16 +29,13 @@ until_gone() {
 }
 # begin: a reload, $begun, whose run of the program waits for go_on.
 mkfifo /var/run/go
-mv /usr/sbin/firewall_cpp /usr/sbin/firewall_cpp.begun
-cat > /usr/sbin/firewall_cpp << 'END'
-#!/bin/sh
+replace /usr/sbin/firewall_cpp << 'END'
 if [ -e /var/run/hold ]; then
   rm /var/run/hold
   read -r _ < /var/run/go
 fi
-exec /usr/sbin/firewall_cpp.begun
+exec $real
 END
-chmod +x /usr/sbin/firewall_cpp
 begin() {
   touch /var/run/hold /var/run/free
   service reload &
@@ -56,18 +47,14 @@ go_on() {
   wait $begun || check 'the run that waited' 0 $?
 }
 # The turn of a run is a lock on descriptor 8, the tables' lock of a stop one on 9.
-flock=$(realpath /usr/bin/flock)
-rm /usr/bin/flock
-cat > /usr/bin/flock << END
-#!/bin/sh
-if [ "\$1" = 8 ] && ! $flock -n 8; then rm -f /var/run/free; fi
-if [ "\$1" = 9 ] && [ -e /var/run/start_comes ]; then
+replace /usr/bin/flock << 'END'
+if [ "$1" = 8 ] && ! $real -n 8; then rm -f /var/run/free; fi
+if [ "$1" = 9 ] && [ -e /var/run/start_comes ]; then
   rm /var/run/start_comes
   /etc/init.d/firewall_cpp start
 fi
-exec $flock "\$@"
+exec $real "$@"
 END
-chmod +x /usr/bin/flock
 
 # The first run may have read a configuration that is old by now.
 begin

@@ -1,6 +1,5 @@
-# The service at boot: after the firewall, once, and not at all without a configuration.
-# shellcheck source=tests/router/service/common.sh
-. "$1/tests/router/service/common.sh"
+# The service at boot and with the firewall, of both generations: a run after each start and reload,
+# nobody waits for the other's lock, and nothing runs without a configuration.
 
 install_packages
 count_runs
@@ -23,9 +22,23 @@ for generation in iptables nft; do
   check 'the firewall ran its includes' 1 "$(wc -l < /var/run/included)"
   check 'one run' 1 "$(runs)"
   check 'its rules are there' '1 ' "$(queues)"
+  for action in restart reload start; do
+    check "$generation: $action" 0 "$(status_of /etc/init.d/firewall $action)"
+    check "$generation: rules after $action" '1 ' "$(queues)"
+    check "$generation: one run" 1 "$(runs)"
+    check "$generation: the firewall's lock is free" 0 "$(status_of flock -n /var/run/firewall.lock true)"
+  done
 
   : > /etc/config/firewall_cpp
 done
+check 'nothing to tell' '' "$(log)"
+
+# A run that fails is not the firewall's fault, and its own rules stand.
+queue none
+check 'the firewall after a failing run' 0 "$(status_of /etc/init.d/firewall reload)"
+check 'its rules' "$(foreign_tables)" "$(tables)"
+check 'what the log says' 'daemon.err firewall_cpp:   what():  failed to commit' "$(log | tail -n 1)"
+runs > /var/run/shown
 
 queue 1
 service disable

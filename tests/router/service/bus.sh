@@ -1,20 +1,15 @@
 # No bus: the service tries five times, says so, and takes the rules up as soon as there is one.
-# shellcheck source=tests/router/service/common.sh
-. "$1/tests/router/service/common.sh"
 
 install_packages
 count_runs
 queue 1
 /etc/init.d/rpcd stop
 # Nobody waits here; the bus may come meanwhile.
-rm /usr/bin/sleep
-cat > /usr/bin/sleep << 'END'
-#!/bin/sh
+replace /usr/bin/sleep << 'END'
 echo "$1" >> /var/run/sleeps
 if [ -e /var/run/stop_comes ]; then /etc/init.d/firewall_cpp stop; fi
 if [ "$1" = "$(cat /var/run/bus_comes 2> /dev/null)" ]; then /etc/init.d/rpcd start; fi
 END
-chmod +x /usr/bin/sleep
 noted() { log | sed -n -e 's/terminate called.*/(the runtime)/' -e 's/^daemon\.//p'; }
 try='err firewall_cpp: (the runtime)
 err firewall_cpp:   what():  Ubus: Failed to connect to ubusd.'

@@ -1,5 +1,5 @@
-# Sourced by each scenario, with the root of the sources as $1. A scenario ends at the first check that
-# fails.
+# What the scenarios share; the last line takes up the one that $1 names. It ends at the first check
+# that fails. $2 is the kind of the tools.
 # shellcheck shell=sh
 service() { /etc/init.d/firewall_cpp "$1"; }
 
@@ -49,29 +49,27 @@ log() {
   : > /var/run/log
 }
 
+# replace FILE: a script, from standard input, takes the place of a program, which it finds as $real.
+replace() {
+  real=$(mktemp -d /var/run/XXXXXX)/${1##*/}
+  mv "$1" "$real"
+  (printf '#!/bin/sh\nreal=%s\n' "$real" && cat) > "$1"
+  chmod +x "$1"
+}
+# put_back FILE: the program that was replaced last.
+put_back() { mv "$real" "$1"; }
+
 # Has the runs of the program counted, and the runs since the last call.
 count_runs() {
-  mv /usr/sbin/firewall_cpp /usr/sbin/firewall_cpp.counted
-  cat > /usr/sbin/firewall_cpp << 'END'
-#!/bin/sh
+  replace /usr/sbin/firewall_cpp << 'END'
 echo >> /var/run/runs
-exec /usr/sbin/firewall_cpp.counted
+exec $real
 END
-  chmod +x /usr/sbin/firewall_cpp
 }
 runs() {
   touch /var/run/runs
   wc -l < /var/run/runs
   : > /var/run/runs
-}
-
-# replace TOOL: a script, from standard input, takes the place of a tool, which it finds as $real.
-replace() {
-  mv "/usr/sbin/$1" "/usr/sbin/$1.real"
-  (printf '#!/bin/sh\nreal=/usr/sbin/.real/%s\n' "$1" && cat) > "/usr/sbin/$1"
-  mkdir -p /usr/sbin/.real
-  mv "/usr/sbin/$1.real" "/usr/sbin/.real/$1"
-  chmod +x "/usr/sbin/$1"
 }
 
 # A router with the packages, the bus and the firewall, and nothing configured.
@@ -81,3 +79,12 @@ install_packages() {
   opkg install libxtlock-intercept firewall_cpp
   reload_config
 }
+# The same with the rules of one queue, and runs are counted from then on.
+install_with_rules() {
+  install_packages
+  queue 1
+  reload_config
+  count_runs
+}
+
+. "$(dirname "$0")/$1.sh"

@@ -1,6 +1,4 @@
 # A whole life of the packages on a router. What it prints stands in docs/router.md.
-# shellcheck source=tests/router/service/common.sh
-. "$1/tests/router/service/common.sh"
 
 # step COMMAND: shows the command, how it ends, what it has written to the log, and the rules after it.
 step() {
@@ -27,5 +25,5 @@ step 'boot'
 step '/etc/init.d/firewall_cpp stop'
 step '/etc/init.d/firewall restart'
 step '/etc/init.d/firewall_cpp start'
-mv /usr/sbin/firewall_cpp.counted /usr/sbin/firewall_cpp
+put_back /usr/sbin/firewall_cpp
 step 'opkg remove firewall_cpp libxtlock-intercept'

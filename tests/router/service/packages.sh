@@ -1,6 +1,4 @@
 # Installation over a configuration, into an image, upgrade and removal.
-# shellcheck source=tests/router/service/common.sh
-. "$1/tests/router/service/common.sh"
 
 registered() { grep -c "^config include 'firewall_cpp'" /etc/config/firewall || :; }
 # files PACKAGE...: those that are there.

@@ -1,15 +1,9 @@
 # Without a working preload library a run would wait for its own lock, for ever. The service says what
-# is wrong and ends. $2 is the kind of the tools: those of nft need no library.
-# shellcheck source=tests/router/service/common.sh
-. "$1/tests/router/service/common.sh"
+# is wrong and ends. The tools of nft need no library.
 
 library=/usr/lib/libxtlock_intercept.so
-install_packages
-count_runs
-queue 1
-reload_config
+install_with_rules
 check 'with the library' '1 ' "$(queues)"
-runs > /var/run/shown
 queue 2
 
 refused() {

@@ -1,6 +1,4 @@
 # A changed configuration, a broken one and an emptied one.
-# shellcheck source=tests/router/service/common.sh
-. "$1/tests/router/service/common.sh"
 
 install_packages
 count_runs

@@ -13,7 +13,7 @@ status=0
 # The IP sets of the example stand ready, as other programs make them.
 "$build/testbed/router" "--tables=$tables" --no-bus --config="$sources/examples/firewall_cpp" -- \
   "$sources/testbed/image/enter" "$work/packages" "$build/testbed/ubusd" \
-  sh -eu "/machine$sources/tests/router/service/$scenario.sh" "/machine$sources" "$tables" \
+  sh -eu "/machine$sources/tests/router/service/common.sh" "$scenario" "$tables" \
   > "$work/out" 2> "$work/err" || status=$?
 if [ "$status" -eq 125 ] && [ "$(id -u)" -ne 0 ]; then
   printf '%s: Skipped\n' "$scenario"

@@ -1,6 +1,4 @@
 # What stop takes out and what it leaves, also when a tool fails.
-# shellcheck source=tests/router/service/common.sh
-. "$1/tests/router/service/common.sh"
 
 install_packages
 example() {
@@ -27,7 +25,7 @@ check 'stopped is stopped, also after the firewall' 0 "$(generated)"
 
 # The tools note when nobody has the lock.
 for tool in iptables-save ip6tables-save iptables-restore ip6tables-restore; do
-  replace $tool << 'END'
+  replace /usr/sbin/$tool << 'END'
 LD_PRELOAD='' flock -n /var/run/xtables.lock true && echo "$0 without the lock" >> /var/run/unlocked
 exec "$real" "$@"
 END
@@ -43,15 +41,11 @@ fault() {
   example
   nat=$(iptables-save -t nat | plain)
   rest=$(foreign_tables | sed '/^\*nat/,/^COMMIT/d')
-  cp "/usr/sbin/$1" /var/run/tool
-  printf '%s\n' "$2" > /var/run/fault
-  cat > "/usr/sbin/$1" << END
-#!/bin/sh
-real=/usr/sbin/.real/$1
-. /var/run/fault
+  replace "/usr/sbin/$1" << END
+$2
 END
   check "stop with $2" 1 "$(status_of service stop)"
-  cp /var/run/tool "/usr/sbin/$1"
+  put_back "/usr/sbin/$1"
   check "the log of $2" "$3" "$(log)"
   check "nat after $2" "$nat" "$(iptables-save -t nat | plain)"
   check "the rest after $2" "$rest" \
