@@ -41,14 +41,3 @@ for name in $reasons; do
   grep -q "\`$name\`" docs/router.md || same 'docs/router.md' "the dependency $name" nothing
 done
 grep -q '^# PKG_LICENSE.*owner' openwrt/Makefile || same 'licence' 'a line that leaves it' nothing
-
-# The stand-in refuses what it does not know: a part of a package, a variable.
-cp -r openwrt testbed examples "$work"
-for line in 'define Package/firewall_cpp/unknown' 'PKG_RELEASE:=$(PKG_UNKNOWN)1'; do
-  sed "s|^include .*cmake.mk|&\n$line\n$(case $line in define*) echo endef ;; esac)|" openwrt/Makefile \
-    > "$work/openwrt/Makefile"
-  if "$work/$packages" "$build" "$work/out" > "$work/log" 2>&1; then
-    same 'the stand-in' "refuses $line" 'it does not'
-  fi
-  grep -qi 'unknown' "$work/log"
-done

@@ -21,19 +21,20 @@ struct ToolFault {
 
 // What a save tool prints is taken for the whole table, however it ends. A text that breaks off has
 // no COMMIT line and is refused; no text at all changes nothing, and the run goes on without a
-// word.
+// word. The same happens to cat: the shell's status of the pipeline is that of the restore tool,
+// for which no text is no error. Only the first row is the save tool's alone.
 constexpr ToolFault kSaveFaults[] = {
+    {"prints a first comment only", "real \"$@\" | head -n 1; exit 1", "", Run::GoesOn,
+     Table::Stays},
     {"fails", "exit 1", "", Run::GoesOn, Table::Stays},
     {"is killed", "kill -KILL $$", "Killed\n", Run::GoesOn, Table::Stays},
     {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::GoesOn, Table::Stays},
     {"stops half-way", "real \"$@\" | head -n 3; exit 1", "@-restore: COMMIT expected at line 4\n",
      Run::Ends, Table::Stays},
-    {"prints a first comment only", "real \"$@\" | head -n 1; exit 1", "", Run::GoesOn,
-     Table::Stays},
-    {"fails after its whole text", "real \"$@\"; exit 1", "", Run::GoesOn, Table::IsReplaced},
-    {"is killed after its whole text", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn,
+    {"fails after its work", "real \"$@\"; exit 1", "", Run::GoesOn, Table::IsReplaced},
+    {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn,
      Table::IsReplaced},
-    {"is missing", nullptr, "sh: 1: @-save: not found\n", Run::GoesOn, Table::Stays},
+    {"is missing", nullptr, "", Run::GoesOn, Table::Stays},
 };
 
 // A table is replaced in one step: either it was, or it is as before.
@@ -48,20 +49,7 @@ constexpr ToolFault kRestoreFaults[] = {
     {"fails after its work", "real \"$@\"; exit 1", "", Run::Ends, Table::IsReplaced},
     {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::Ends,
      Table::IsReplaced},
-    {"is missing", nullptr, "sh: 1: @-restore: not found\n", Run::Ends, Table::Stays},
-};
-
-// The shell's status of the pipeline is that of the restore tool, for which no text is no error.
-constexpr ToolFault kCatFaults[] = {
-    {"fails", "exit 1", "", Run::GoesOn, Table::Stays},
-    {"is killed", "kill -KILL $$", "Killed\n", Run::GoesOn, Table::Stays},
-    {"crashes", "kill -SEGV $$", "Segmentation fault\n", Run::GoesOn, Table::Stays},
-    {"stops half-way", "real \"$@\" | head -n 3; exit 1", "@-restore: COMMIT expected at line 4\n",
-     Run::Ends, Table::Stays},
-    {"fails after its work", "real \"$@\"; exit 1", "", Run::GoesOn, Table::IsReplaced},
-    {"is killed after its work", "real \"$@\"; kill -KILL $$", "Killed\n", Run::GoesOn,
-     Table::IsReplaced},
-    {"is missing", nullptr, "sh: 1: cat: not found\n", Run::GoesOn, Table::Stays},
+    {"is missing", nullptr, "", Run::Ends, Table::Stays},
 };
 
 // What must hold when this goes wrong in the pass.
@@ -78,30 +66,37 @@ Fault makeFault(const std::string& who, int pass, const ToolFault& tool) {
   return fault;
 }
 
+struct Tool {
+  const char* name;
+  std::string command;  // @ as above
+  std::string (*startOf)(int pass);
+};
+
 class ToolFaults : public product_test::ProductTest {
  protected:
   // remove: takes the tool away for the pass.
-  static void checkTool(const std::string& who, std::string (*toolOf)(int pass),
-                        std::span<const ToolFault> rows, void (*remove)(Fault& fault, int pass)) {
+  static void checkTool(const Tool& tool, std::span<const ToolFault> rows,
+                        void (*remove)(Fault& fault, int pass)) {
     std::vector<Fault> faults;
     for (const int pass : passesFor(GetParam())) {
-      for (const ToolFault& tool : rows) {
-        Fault& fault = faults.emplace_back(makeFault(who, pass, tool));
-        if (tool.script == nullptr) {
-          remove(fault, pass);
+      for (const ToolFault& row : rows) {
+        Fault& fault = faults.emplace_back(makeFault(tool.name, pass, row));
+        if (row.script != nullptr) {
+          fault.tools[tool.startOf(pass)] = row.script;
         } else {
-          fault.tools[toolOf(pass)] = tool.script;
+          fault.err.insert(0, messageOf(pass, "sh: 1: " + tool.command + ": not found\n"));
+          remove(fault, pass);
         }
       }
     }
-    checkFaults("faults of the " + who, faults, {.tables = GetParam()});
+    checkFaults("faults of the tools", faults, {.tables = GetParam()});
   }
 };
 INSTANTIATE_TEST_SUITE_P(Kinds, ToolFaults, testing::Values("legacy", "nft"),
                          [](const auto& kind) { return kind.param; });
 
 TEST_P(ToolFaults, OfTheSaveTool) {
-  checkTool("save tool", saveOf, kSaveFaults, [](Fault& fault, int pass) {
+  checkTool({"save tool", "@-save", saveOf}, kSaveFaults, [](Fault& fault, int pass) {
     const std::string file = "/run/tools/" + familyOf(pass) + "-save";
     const std::string remove = "mv " + file + " /run/taken\n";
     (pass == 1 ? fault.before : fault.tools[restoreOf(pass - 1)]) = remove;
@@ -111,13 +106,13 @@ TEST_P(ToolFaults, OfTheSaveTool) {
 }
 
 TEST_P(ToolFaults, OfTheRestoreTool) {
-  checkTool("restore tool", restoreOf, kRestoreFaults, [](Fault& fault, int pass) {
+  checkTool({"restore tool", "@-restore", restoreOf}, kRestoreFaults, [](Fault& fault, int pass) {
     fault.tools[saveOf(pass)] = "rm /run/tools/" + familyOf(pass) + "-restore";
   });
 }
 
 TEST_P(ToolFaults, OfCat) {
-  checkTool("cat", catOf, kCatFaults, [](Fault& fault, int pass) {
+  checkTool({"cat", "cat", catOf}, std::span(kSaveFaults).subspan(1), [](Fault& fault, int pass) {
     fault.tools[saveOf(pass)] = "mv /run/tools/cat /run/taken";
     // The restore tool is started beside cat, so it is too early there.
     if (pass < kPasses) fault.tools[saveOf(pass + 1)] = "mv /run/taken /run/tools/cat";

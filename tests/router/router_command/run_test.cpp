@@ -201,7 +201,6 @@ ip -o -4 address show | awk '{ print $2, $4 }'
 echo $TESTBED_TABLES_KIND ${TESTBED_TABLES-none})sh";
   for (const auto& [asked, kind, name, line] :
        {std::tuple("auto", "legacy", "legacy\n", kLegacyLine),
-        std::tuple("legacy", "legacy", "legacy\n", kLegacyLine),
         std::tuple("nft", "nft", "nf_tables\n", kNftLine)}) {
     std::string expected;
     for (int tool = 0; tool < 6; ++tool) expected += name;
