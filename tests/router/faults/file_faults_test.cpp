@@ -170,10 +170,25 @@ TEST_P(FileFaults, OfALockThatIsHeld) {
        .after = "cat /run/before.? | grep -c comment.ipt_compiler > $row/noted",
        .note = "6\n"},
       {.name = "two runs before this one wait, and take turns",
-       .before = "hold_lock; \"$PROGRAM\" & first=$!; \"$PROGRAM\" & second=$!\n"
-                 "await_waiting $first $second; release; wait $first; wait $second\n"
-                 "show_tables /run/before; cat /run/before.? | grep -c ipt_compiler > $row/noted",
-       .note = "16\n"},
+       .before = R"sh(hold_lock
+mkdir /run/noting
+for tool in $(ls tools); do
+  printf '#!/bin/sh\necho $RUN >> /run/order\nexec %s "$@"\n' "$(command -v $tool)" \
+    > /run/noting/$tool
+  chmod +x /run/noting/$tool
+done
+RUN=one PATH=/run/noting:$PATH "$PROGRAM" &
+one=$!
+RUN=two PATH=/run/noting:$PATH "$PROGRAM" &
+two=$!
+await_waiting $one $two
+release
+wait $one
+wait $two
+uniq -c /run/order | sort | sed 's/^ *//' > $row/noted
+rm -r /run/noting /run/order
+)sh",
+       .note = "18 one\n18 two\n"},
       {.name = "the program is killed while it waits",
        .before = "hold_lock",
        .during = "await_waiting $run; kill -KILL" + killProgram,

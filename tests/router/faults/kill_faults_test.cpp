@@ -31,6 +31,7 @@ TEST_P(KillFaults, AfterEveryStepFromTheLockToTheEnd) {
   std::istringstream words(checkFaults("", {whole}, {.tables = GetParam()}));
   const std::vector<std::string> steps{std::istream_iterator<std::string>(words), {}};
   EXPECT_EQ(std::count(steps.begin(), steps.end(), "start"), 2 * kPasses);
+  EXPECT_EQ(std::count(steps.begin(), steps.end(), "flock"), 1);
 
   std::vector<Fault> faults;
   int started = 0;

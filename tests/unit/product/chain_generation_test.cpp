@@ -7,12 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "ipt_compiler/export/ipt_lang.h"
 #include "tests/support/graph_text.h"
 #include "tests/support/rule_source.h"
+#include "tests/unit/product/error_text.h"
 #include "tests/unit/product/rule_texts.h"
 
 namespace tavrix {
@@ -21,6 +23,7 @@ namespace {
 using test_support::buildProgram;
 using test_support::compiledText;
 using test_support::cond;
+using test_support::errorText;
 using test_support::graphText;
 using test_support::target;
 
@@ -92,6 +95,16 @@ TEST(CompileHook, LeavesNoScratchDataInTheGraph) {
     EXPECT_EQ(node->topoMembership, 0U);
     EXPECT_EQ(node->rulesIndex, ProxyIrNode::kNowhere);
   }
+}
+
+TEST(CompileHook, LetsGoOfTheNodesThatItHasWhenOneBelongsToAnotherAnalysis) {
+  const IptProg held = target("-j A");
+  held.first->rulesIndex = 3;
+  IptProg prog = If(cond("-4")).then({held});
+  std::uint32_t counter = 0;
+  EXPECT_EQ(errorText<std::invalid_argument>([&] { generate(prog, counter); }),
+            "DfsVertex conflict!");
+  EXPECT_EQ(prog.first->rulesIndex, ProxyIrNode::kNowhere);
 }
 
 TEST(CompileHook, WritesLongListsOfStatements) {

@@ -90,6 +90,13 @@ different successors
 )");
 }
 
+TEST(SimplifyNode, LeavesNoPlaceInADroppedCondition) {
+  const ProxyIrNode::Pointer node = graphOf("0: if \"-p a\" then 1 else 1\n1: exit end\n");
+  EXPECT_TRUE(runPasses(*node));
+  EXPECT_EQ(node->matches().file, nullptr);
+  EXPECT_EQ(node->matches().line, 0);
+}
+
 TEST(SimplifyNode, BypassesNodesThatOnlyPassControlOn) {
   expectPasses(R"(
 as the next node
