@@ -379,7 +379,7 @@ Case caseOf(std::uint64_t seed, std::size_t size, const std::string& family) {
 }
 
 TEST_P(Echo, OfRandomProgramsMeansWhatTheProgramsMean) {
-  constexpr std::uint64_t kSeeds = 7;
+  constexpr std::uint64_t kSeeds = 9;
   const std::uint64_t fresh = std::random_device()();
   std::cout << "echo, " << GetParam() << ": " << kSeeds + 1 << " seeds, fresh one " << fresh
             << "\n";
