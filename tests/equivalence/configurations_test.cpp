@@ -208,25 +208,11 @@ INSTANTIATE_TEST_SUITE_P(
                           "\tlist pre_targets 'THEN'\n"
                           "\tlist pre_targets '-j MARK --set-xmark 0x1'\n"
                           "\tlist pre_targets 'FI'\n"},
-                    Wrong{"RETURN", 1,
-                          "config nfnlq 'nfnlq'\n"
-                          "\toption queue_first '1'\n"
-                          "\tlist queue_last '02'\n"
-                          "\tlist pre_targets 'IF'\n"
-                          "\tlist pre_targets 'NOT-m mark ! --mark 0x2'\n"
-                          "\tlist pre_targets 'THEN'\n"
-                          "\tlist pre_targets '-m mark --mark 0x3'\n"
-                          "\tlist pre_targets 'FI'\n"},
                     Wrong{"--add-set", 2,
                           "config kovsel 'kovsel'\n"
                           "\tlist user_list 'guest'\n"
                           "\tlist label_user0 '4'\n"
                           "\tlist blacklist_v4_user0 'black_a'\n"},
-                    Wrong{"--set-name", 3,
-                          "config kovsel 'kovsel'\n"
-                          "\tlist user_list 'guest'\n"
-                          "\tlist label_user0 '4'\n"
-                          "\tlist keywords_user0 'hosts_a'\n"},
                     Wrong{"0x20/0x20", 4,
                           "config kovsel 'kovsel'\n"
                           "\tlist user_list '2'\n"

@@ -37,7 +37,7 @@ TEST(ProgramsOfTheRuleSets, AreSimplifiedToTheSameProgramAndPostDominatedAsBoost
       }
     }
   }
-  EXPECT_GE(programs, 11 * kHookedChains.size());
+  EXPECT_GE(programs, 10 * kHookedChains.size());
   std::cout << "rule sets: " << programs << " programs, " << graphs.packets() << " packets, "
             << graphs.distinctGraphs() << " graphs, " << graphs.emptiedJunctions()
             << " emptied junctions\n";

@@ -1,7 +1,6 @@
 #include "tests/support/chain_walker.h"
 
 #include <algorithm>
-#include <array>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -9,33 +8,12 @@
 namespace test_support {
 namespace {
 
-constexpr std::array<std::string_view, 24> kOptionWords = {"-4",
-                                                           "-6",
-                                                           "-p",
-                                                           "-s",
-                                                           "-d",
-                                                           "-i",
-                                                           "-o",
-                                                           "-f",
-                                                           "-c",
-                                                           "-m",
-                                                           "-j",
-                                                           "-g",
-                                                           "--ipv4",
-                                                           "--ipv6",
-                                                           "--protocol",
-                                                           "--source",
-                                                           "--destination",
-                                                           "--in-interface",
-                                                           "--out-interface",
-                                                           "--fragment",
-                                                           "--set-counters",
-                                                           "--match",
-                                                           "--jump",
-                                                           "--goto"};
+constexpr std::string_view kOptionWords =
+    " -4 -6 -p -s -d -i -o -f -c -m -j -g --ipv4 --ipv6 --protocol --source --destination"
+    " --in-interface --out-interface --fragment --set-counters --match --jump --goto ";
 
-bool isOptionWord(std::string_view word) {
-  return std::ranges::find(kOptionWords, word) != kOptionWords.end();
+bool isOptionWord(const std::string& word) {
+  return word.starts_with('-') && kOptionWords.find(" " + word + " ") != std::string_view::npos;
 }
 
 std::vector<std::string> splitWords(const std::string& line) {

@@ -76,7 +76,8 @@ constexpr std::array<std::string_view, 3> kOddValues = {"", "two words", "5 -p t
 
 class ConfigurationMaker {
  public:
-  explicit ConfigurationMaker(std::uint64_t seed) : random_(seed) {}
+  ConfigurationMaker(std::uint64_t seed, bool hasOddValues)
+      : random_(seed), hasOddValues_(hasOddValues) {}
 
   std::string text() {
     if (!oneIn(12)) addQueue();
@@ -90,7 +91,8 @@ class ConfigurationMaker {
 
   template <class Values>
   std::string_view oneOf(const Values& values) {
-    return oneIn(500) ? kOddValues.at(below(kOddValues.size())) : values[below(values.size())];
+    return hasOddValues_ && oneIn(500) ? kOddValues.at(below(kOddValues.size()))
+                                       : values[below(values.size())];
   }
 
   // A single value may be written as a list too.
@@ -167,6 +169,7 @@ class ConfigurationMaker {
   }
 
   std::mt19937_64 random_;
+  bool hasOddValues_;
   std::string text_;
 };
 
@@ -248,8 +251,8 @@ class Shrinking {
 
 }  // namespace
 
-std::string randomConfiguration(std::uint64_t seed) {
-  return ConfigurationMaker(seed).text();
+std::string randomConfiguration(std::uint64_t seed, bool hasOddValues) {
+  return ConfigurationMaker(seed, hasOddValues).text();
 }
 
 std::string shrinkConfiguration(const std::string& configuration, const ConfigurationFails& fails) {

@@ -11,8 +11,9 @@ namespace test_support {
 // absent, with one value or with more than are read; queue numbers or not; statements and a
 // condition of every shape. A small share is no program: a label is missing, a value breaks the
 // rule text that it is put into, a token is lost. The rules of nearly all others are taken by the
-// tools. The same seed gives the same text on every machine.
-std::string randomConfiguration(std::uint64_t seed);
+// tools. The same seed gives the same text on every machine. Without odd values every value is
+// alone in its rule text.
+std::string randomConfiguration(std::uint64_t seed, bool hasOddValues = true);
 
 // A failing configuration with as many lines dropped as possible, so that it still fails. `fails`
 // is not called for texts that are no configuration; it has to give false, and not throw, for
