@@ -1,5 +1,6 @@
 // The bus at start-up: without the configuration there is no run. The process ends with the text of
 // the stage that failed, whatever the bus says; what each stage refuses is in its unit test.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -7,6 +8,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/golden/golden_run.h"
@@ -21,6 +23,7 @@ namespace {
 using test_support::Conversation;
 using test_support::kScriptedObject;
 using test_support::objectFound;
+using testing::ElementsAreArray;
 
 const std::string kNoDaemon = uncaught("std::runtime_error", "Ubus: Failed to connect to ubusd.");
 const std::string kDisconnected = uncaught("std::runtime_error", "Ubus: Connection failed");
@@ -49,12 +52,7 @@ TEST(Bus, WithoutItOrThePackageNoToolIsStarted) {
   }
 }
 
-struct End {
-  int status = -1;
-  std::string err;
-
-  friend bool operator==(const End&, const End&) = default;
-};
+using End = std::pair<int, std::string>;  // status and standard error
 const End kGoodEnd = {0, ""};
 
 constexpr std::string_view kReplayScript = R"(
@@ -93,7 +91,7 @@ std::vector<End> endsOf(const std::vector<Conversation>& conversations) {
   std::istringstream statuses(test_support::readFile(dir / "statuses"));
   for (int status = 0; statuses >> status;) {
     const std::string err = test_support::readFile(dir / ("err." + std::to_string(ends.size())));
-    ends.push_back({status, test_support::plainError(err)});
+    ends.emplace_back(status, test_support::plainError(err));
   }
   return ends;
 }
@@ -123,14 +121,9 @@ TEST(Bus, EndsTheProcessWithTheTextOfTheStageThatFails) {
   std::vector<End> expected;
   for (const auto& [conversation, err] : rows) {
     conversations.push_back(conversation);
-    expected.push_back({kAborted, err});
+    expected.emplace_back(kAborted, err);
   }
-  const std::vector<End> ends = endsOf(conversations);
-  ASSERT_EQ(ends.size(), expected.size());
-  for (std::size_t i = 0; i < ends.size(); ++i) {
-    EXPECT_EQ(ends[i].status, expected[i].status) << i;
-    EXPECT_EQ(ends[i].err, expected[i].err) << i;
-  }
+  EXPECT_THAT(endsOf(conversations), ElementsAreArray(expected));
 }
 
 // There is no time limit: the program sleeps in its call until it is killed.
@@ -156,17 +149,13 @@ TEST(Conversation, ThatEndsAtAnyByteEndsTheRunUntilItsLast) {
   const std::string& whole = kWholeConversation;
   const std::size_t helloSize = wire::hello(1).size();
   std::vector<Conversation> conversations;
+  std::vector<End> expected;
   for (std::size_t size = 0; size <= whole.size(); ++size) {
     conversations.push_back({whole.substr(0, size)});
+    expected.emplace_back(kAborted, size < helloSize ? kNoDaemon : kDisconnected);
   }
-  const std::vector<End> ends = endsOf(conversations);
-  ASSERT_EQ(ends.size(), conversations.size());
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    EXPECT_EQ(ends[size].status, kAborted) << "after " << size << " bytes";
-    EXPECT_EQ(ends[size].err, size < helloSize ? kNoDaemon : kDisconnected)
-        << "after " << size << " bytes";
-  }
-  EXPECT_EQ(ends.back(), kGoodEnd);
+  expected.back() = kGoodEnd;
+  EXPECT_THAT(endsOf(conversations), ElementsAreArray(expected));
 }
 
 class AlteredByte : public testing::TestWithParam<unsigned int> {};
@@ -192,8 +181,9 @@ TEST_P(AlteredByte, AnywhereInTheConversationHasASpecifiedEnd) {
       ++goodEnds;
       continue;
     }
-    EXPECT_EQ(ends[i].status, kAborted) << "at byte " << i;
-    EXPECT_TRUE(std::regex_match(ends[i].err, failure)) << "at byte " << i << ": " << ends[i].err;
+    const auto& [status, err] = ends[i];
+    EXPECT_EQ(status, kAborted) << "at byte " << i;
+    EXPECT_TRUE(std::regex_match(err, failure)) << "at byte " << i << ": " << err;
   }
   // Padding, values and the names of what is not read may be anything.
   EXPECT_GT(goodEnds, 0U);

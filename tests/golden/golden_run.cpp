@@ -40,15 +40,6 @@ for config in configs/*; do
   if [ -f /tmp/ipt_compiler_out ]; then
     cp /tmp/ipt_compiler_out "$RECORD/output_file"
   fi
-  mkdir "$RECORD/tables"
-  for table in tables/*tables.*; do
-    table=${table#tables/}
-    if [ -n "$TEXTS" ]; then
-      cp "$TEXTS/$table" "$RECORD/tables"
-    elif [ -e "tables/$table" ]; then
-      "$FILE_TOOLS/${table%.*}-save" -t "${table#*.}" >"$RECORD/tables/$table" || exit 125
-    fi
-  done
 done
 )";
 
@@ -102,9 +93,6 @@ RunRecord readRecord(const fs::path& directory, Tools tools) {
   if (fs::exists(directory / "output_file")) {
     record.outputFile = readTable(directory / "output_file", tools);
   }
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory / "tables")) {
-    record.tables[entry.path().filename()] = readTable(entry.path(), tools);
-  }
   return record;
 }
 
@@ -129,8 +117,7 @@ std::string programUnderTest() {
 std::vector<RunRecord> runAll(const Scenario& scenario) {
   const TempDir dir;
   prepare(dir, scenario);
-  std::vector<std::string> command = {ROUTER_PATH, "--tables=files",
-                                      "--table-files=" + dir / "tables"};
+  std::vector<std::string> command = {ROUTER_PATH, "--tables=files"};
   if (!scenario.bus) command.emplace_back("--no-bus");
   if (scenario.bus && scenario.configs.front())
     command.emplace_back("--config=" + dir / "configs/1");

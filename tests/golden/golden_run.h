@@ -1,6 +1,5 @@
 // Runs the real program on the testbed's router, as a user would, and keeps all that can be seen of
-// the run: its end, its error text, every start of a save or restore tool, the restore texts and
-// what became of the tables.
+// the run: its end, its error text, every start of a save or restore tool and the restore texts.
 #pragma once
 
 #include <array>
@@ -54,9 +53,8 @@ struct RunRecord {
   std::string err;  // of the program and of the tools
   // "[LD_PRELOAD=<value> ]<tool>[ <arguments>]" of each start of a tool.
   std::vector<std::string> calls;
-  std::vector<std::string> restoreTexts;      // standard input of each restore tool
-  std::optional<std::string> outputFile;      // what the run left at "/tmp/ipt_compiler_out"
-  std::map<std::string, std::string> tables;  // as in Scenario, those that were restored
+  std::vector<std::string> restoreTexts;  // standard input of each restore tool
+  std::optional<std::string> outputFile;  // what the run left at "/tmp/ipt_compiler_out"
 };
 
 inline constexpr int kAborted = 128 + 6;

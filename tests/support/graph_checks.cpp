@@ -151,7 +151,7 @@ std::string GraphChecks::check(const ProgramSource& program) {
   if (checkOnce(program).empty()) return {};
   const ProgramSource smallest =
       shrink(program, [this](const ProgramSource& smaller) { return !checkOnce(smaller).empty(); });
-  return configurationOf(smallest) + checkOnce(smallest);
+  return configurationOf(tokensOf(smallest)) + checkOnce(smallest);
 }
 
 }  // namespace test_support

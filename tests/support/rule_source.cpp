@@ -180,6 +180,8 @@ bool means(const ConditionSource& condition, const Holds& holds) {
   return false;
 }
 
+// The targets that a packet meets by what the program says. `holds` is asked for whole texts, of
+// more than one option perhaps.
 void addMeaning(const ProgramSource& program, const Holds& holds, std::vector<std::string>& met) {
   for (const StatementSource& statement : program) {
     if (!statement.target.empty()) {
@@ -204,22 +206,12 @@ std::vector<std::string> tokensOf(const ProgramSource& program) {
   return tokens;
 }
 
-std::string configurationOf(const ProgramSource& program) {
-  return configurationOf(tokensOf(program));
-}
-
 std::string configurationOf(const std::vector<std::string>& tokens) {
   std::string text = "config nfnlq 'nfnlq'\n\toption queue_first '0'\n\toption queue_last '0'\n";
   for (const std::string& token : tokens) {
     text += "\tlist pre_targets '" + token + "'\n";
   }
   return text;
-}
-
-std::vector<std::string> meaningOf(const ProgramSource& program, const Holds& holds) {
-  std::vector<std::string> met;
-  addMeaning(program, holds, met);
-  return met;
 }
 
 bool isMisread(const ProgramSource& program, const Runs& runs) {
@@ -232,7 +224,9 @@ bool isMisread(const ProgramSource& program, const Runs& runs) {
       if (isNew) options->second = splitOptions(text);
       return std::ranges::all_of(options->second, holds);
     };
-    if (meaningOf(program, textHolds) != runs.met[i]) return true;
+    std::vector<std::string> met;
+    addMeaning(program, textHolds, met);
+    if (met != runs.met[i]) return true;
   }
   return false;
 }

@@ -41,14 +41,9 @@ std::vector<std::string> tokensOf(const ProgramSource& program);
 
 // The program as a configuration, which puts it before the queue decision.
 std::string configurationOf(const std::vector<std::string>& tokens);
-std::string configurationOf(const ProgramSource& program);
 
 // The rule program as the readers of the language build it.
 tavrix::IptProg buildProgram(const std::vector<std::string>& tokens);
-
-// The targets that a packet meets by what the program says, as it stands in the tree. `holds` is
-// asked for whole texts, of more than one option perhaps.
-std::vector<std::string> meaningOf(const ProgramSource& program, const Holds& holds);
 
 // Whether the tree is another program than the graph that the readers built of it, whose runs are
 // given: some packet meets other targets in it.
