@@ -43,64 +43,54 @@ Made make(const HookedChain& hook) {
   }
 }
 
-class ConfigurationChecks {
- public:
-  // Returns what is wrong, empty if nothing is. A configuration that is no program is counted; a
-  // program for which the compiler throws is wrong.
-  std::string check(const std::string& configuration) {
-    setConfiguration(configuration);
-    std::string wrong;
-    for (const HookedChain& hook : kHookedChains) {
-      Made made = make(hook);
-      if (!made.program) {
-        ++errors_;
-        continue;
-      }
-      ++programs_;
-      const std::string found = check(hook, *std::exchange(made.program, {}));
-      if (found.empty()) continue;
-      wrong += std::string(hook.table) + ' ' + std::string(hook.chain) + ": " + found;
-    }
-    return wrong;
-  }
-
-  std::uint64_t programs() const { return programs_; }
-  std::uint64_t errors() const { return errors_; }
-  const GraphChecks& graphs() const { return graphs_; }
-
- private:
-  std::string check(const HookedChain& hook, tavrix::IptProg program) {
-    try {
-      const Runs runs = runsOf(program);
-      const std::string wrong = graphs_.check(std::move(program), runs);
-      const auto difference = findDifference(runs, hook.makeProgram(), hook.chain);
-      return difference ? wrong + describe(*difference) : wrong;
-    } catch (const std::exception& error) {
-      return std::string("thrown: ") + error.what() + "\n";
-    }
-  }
-
-  std::uint64_t programs_ = 0;
-  std::uint64_t errors_ = 0;
-  GraphChecks graphs_;
+struct Checks {
+  std::uint64_t programs = 0;
+  std::uint64_t errors = 0;  // configurations that are no program for a chain
+  GraphChecks graphs;
 };
+
+std::string check(const HookedChain& hook, tavrix::IptProg program, GraphChecks& graphs) {
+  try {
+    const Runs runs = runsOf(program);
+    const std::string wrong = graphs.check(std::move(program), runs);
+    const auto difference = findDifference(runs, hook.makeProgram(), hook.chain);
+    return difference ? wrong + describe(*difference) : wrong;
+  } catch (const std::exception& error) {
+    return std::string("thrown: ") + error.what() + "\n";
+  }
+}
+
+// Returns what is wrong, empty if nothing is. A program for which the compiler throws is wrong.
+std::string check(const std::string& configuration, Checks& checks) {
+  setConfiguration(configuration);
+  std::string wrong;
+  for (const HookedChain& hook : kHookedChains) {
+    Made made = make(hook);
+    ++(made.program ? checks.programs : checks.errors);
+    if (!made.program) continue;
+    const std::string found = check(hook, *std::exchange(made.program, {}), checks.graphs);
+    if (found.empty()) continue;
+    wrong += std::string(hook.table) + ' ' + std::string(hook.chain) + ": " + found;
+  }
+  return wrong;
+}
 
 TEST(RandomConfigurations, GiveChainsThatMeanWhatTheirProgramsMean) {
   const std::uint64_t fresh = std::random_device()();
   std::cout << "configurations: " << kSeeds + 1 << " seeds, fresh one " << fresh << "\n";
-  ConfigurationChecks checks;
+  Checks checks;
   for (std::uint64_t seed = 0; seed <= kSeeds; ++seed) {
     const std::uint64_t used = seed == 0 ? fresh : seed;
     const std::string configuration = randomConfiguration(used);
-    if (checks.check(configuration).empty()) continue;
+    if (check(configuration, checks).empty()) continue;
     const std::string smallest = shrinkConfiguration(
-        configuration, [&](const std::string& smaller) { return !checks.check(smaller).empty(); });
-    FAIL() << "seed " << used << "\n" << smallest << checks.check(smallest);
+        configuration, [&](const std::string& smaller) { return !check(smaller, checks).empty(); });
+    FAIL() << "seed " << used << "\n" << smallest << check(smallest, checks);
   }
-  std::cout << "configurations: " << checks.programs() << " programs, " << checks.graphs().packets()
-            << " packets, " << checks.graphs().distinctGraphs() << " graphs; " << checks.errors()
+  std::cout << "configurations: " << checks.programs << " programs, " << checks.graphs.packets()
+            << " packets, " << checks.graphs.distinctGraphs() << " graphs; " << checks.errors
             << " more are no program\n";
-  EXPECT_LT(checks.errors(), checks.programs() / 10);
+  EXPECT_LT(checks.errors, checks.programs / 10);
 }
 
 // A rule text without the value at its end, and an error without what it quotes.

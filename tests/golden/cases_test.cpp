@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,16 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using test_support::readFile;
-
-// The lines of a restore text that the program has added, or the others.
-std::string linesOf(const std::string& restoreText, bool generated) {
-  std::istringstream in(restoreText);
-  std::string lines;
-  for (std::string line; std::getline(in, line);) {
-    if ((line.find("ipt_compiler") != std::string::npos) == generated) lines += line + "\n";
-  }
-  return lines;
-}
 
 std::vector<fs::path> configurations() {
   std::vector<fs::path> files;

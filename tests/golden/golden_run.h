@@ -83,14 +83,7 @@ std::string programError(const std::string& err);
 // The starts of tools in a whole run, or in its first `count`.
 std::vector<std::string> expectedCalls(std::size_t count = 2 * kPasses.size());
 
-// What the tables in files print for a table without rules.
-std::string emptyTable(const PassName& pass);
-
-// Turns the generated lines of mangle OUTPUT into those of both hooks: PREROUTING's follow, with
-// the same rules and the next chain numbers.
-std::string forBothHooks(const std::string& outputBlock);
-
-// The six restore texts on tables without rules when the mangle tables get this block.
-std::vector<std::string> restoreTextsWith(const std::string& mangleBlock);
+// The lines of a restore text that the program has added, or the others.
+std::string linesOf(const std::string& restoreText, bool generated);
 
 }  // namespace golden

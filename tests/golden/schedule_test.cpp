@@ -135,8 +135,8 @@ config kovsel 'kovsel'
   EXPECT_EQ(run.status, kAborted);
   // The tables of the two passes before are restored; filter was saved, and its text begun.
   EXPECT_EQ(run.calls, expectedCalls(5));
-  EXPECT_EQ(run.restoreTexts,
-            (std::vector<std::string>{emptyTable(kPasses[0]), emptyTable(kPasses[1])}));
+  ASSERT_EQ(run.restoreTexts.size(), 2U);
+  for (const std::string& text : run.restoreTexts) EXPECT_EQ(linesOf(text, true), "");
 }
 
 }  // namespace

@@ -195,59 +195,38 @@ bool isConfiguration(const std::string& text) {
   }
 }
 
-class Shrinking {
- public:
-  Shrinking(Lines lines, const ConfigurationFails& fails)
-      : lines_(std::move(lines)), fails_(fails) {}
+Lines without(Lines lines, std::size_t begin, std::size_t length) {
+  const auto first = lines.begin() + static_cast<std::ptrdiff_t>(begin);
+  lines.erase(first, first + static_cast<std::ptrdiff_t>(length));
+  return lines;
+}
 
-  // Neither way goes back to where something was dropped before; both until nothing more is.
-  Lines smallest() {
-    while (dropRuns() || dropRunsWithOneMore()) {
+// Takes smaller lines for the lines, if they still fail.
+using Use = std::function<bool(Lines smaller)>;
+
+// Sections, options, blocks.
+bool dropRuns(const Lines& lines, const Use& use) {
+  const std::size_t before = lines.size();
+  for (std::size_t length = lines.size(); length > 0; --length) {
+    for (std::size_t begin = 0; begin + length <= lines.size();) {
+      if (!use(without(lines, begin, length))) ++begin;
     }
-    return lines_;
   }
+  return lines.size() < before;
+}
 
- private:
-  // Sections, options, blocks.
-  bool dropRuns() {
-    const std::size_t before = lines_.size();
-    for (std::size_t length = lines_.size(); length > 0; --length) {
-      for (std::size_t begin = 0; begin + length <= lines_.size();) {
-        if (!use(without(lines_, begin, length))) ++begin;
+// What is around the statements of a block: its condition before them, its end after them.
+bool dropRunsWithOneMore(const Lines& lines, const Use& use) {
+  for (std::size_t length = 1; length < lines.size(); ++length) {
+    for (std::size_t begin = 0; begin + length < lines.size(); ++begin) {
+      const Lines rest = without(lines, begin, length);
+      for (std::size_t other = begin; other < rest.size(); ++other) {
+        if (use(without(rest, other, 1))) return true;
       }
     }
-    return lines_.size() < before;
   }
-
-  // What is around the statements of a block: its condition before them, its end after them.
-  bool dropRunsWithOneMore() {
-    for (std::size_t length = 1; length < lines_.size(); ++length) {
-      for (std::size_t begin = 0; begin + length < lines_.size(); ++begin) {
-        const Lines rest = without(lines_, begin, length);
-        for (std::size_t other = begin; other < rest.size(); ++other) {
-          if (use(without(rest, other, 1))) return true;
-        }
-      }
-    }
-    return false;
-  }
-
-  static Lines without(Lines lines, std::size_t begin, std::size_t length) {
-    const auto first = lines.begin() + static_cast<std::ptrdiff_t>(begin);
-    lines.erase(first, first + static_cast<std::ptrdiff_t>(length));
-    return lines;
-  }
-
-  bool use(Lines smaller) {
-    const std::string text = joined(smaller);
-    if (!isConfiguration(text) || !fails_(text)) return false;
-    lines_ = std::move(smaller);
-    return true;
-  }
-
-  Lines lines_;
-  const ConfigurationFails& fails_;
-};
+  return false;
+}
 
 }  // namespace
 
@@ -256,7 +235,17 @@ std::string randomConfiguration(std::uint64_t seed, bool hasOddValues) {
 }
 
 std::string shrinkConfiguration(const std::string& configuration, const ConfigurationFails& fails) {
-  return joined(Shrinking(linesOf(configuration), fails).smallest());
+  Lines lines = linesOf(configuration);
+  const Use use = [&](Lines smaller) {
+    const std::string text = joined(smaller);
+    const bool isSmaller = isConfiguration(text) && fails(text);
+    if (isSmaller) lines = std::move(smaller);
+    return isSmaller;
+  };
+  // Neither way goes back to where something was dropped before; both until nothing more is.
+  while (dropRuns(lines, use) || dropRunsWithOneMore(lines, use)) {
+  }
+  return joined(lines);
 }
 
 }  // namespace test_support

@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/algorithm/hex.hpp>
 #include <cerrno>
 #include <csignal>
 #include <fstream>
-#include <iomanip>
 #include <sstream>
 #include <system_error>
 
@@ -86,20 +86,11 @@ std::string converse(int client, const Conversation& conversation) {
 
 // With a letter first, so that an empty segment is a word too.
 std::string toWord(const std::string& segment) {
-  if (segment == kSilence) return segment;
-  std::ostringstream word;
-  word << 'x' << std::hex << std::setfill('0');
-  for (const char byte : segment) word << std::setw(2) << int{static_cast<unsigned char>(byte)};
-  return word.str();
+  return segment == kSilence ? segment : 'x' + boost::algorithm::hex(segment);
 }
 
 std::string toSegment(const std::string& word) {
-  if (word == kSilence) return word;
-  std::string segment;
-  for (std::size_t i = 1; i < word.size(); i += 2) {
-    segment += static_cast<char>(std::stoi(word.substr(i, 2), nullptr, 16));
-  }
-  return segment;
+  return word == kSilence ? word : boost::algorithm::unhex(word.substr(1));
 }
 
 }  // namespace
