@@ -22,7 +22,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdint>
 #include <iostream>
 #include <string>
 #include <utility>
@@ -116,29 +115,6 @@ StatementSource block(ConditionSource condition, ProgramSource body, ProgramSour
   return {{}, {{std::move(condition), std::move(body)}}, std::move(otherwise)};
 }
 
-// Counts what was checked and stops at the first difference.
-class Checker {
- public:
-  // Returns false if the test is to end.
-  bool check(const ProgramSource& program) {
-    ++programs_;
-    const std::string wrong = graphs_.check(program);
-    if (!wrong.empty()) ADD_FAILURE() << wrong;
-    return wrong.empty();
-  }
-
-  // For a test that has come to its end. Graphs are those that are different within the test.
-  void print(const char* family) const {
-    std::cout << family << ": " << programs_ << " programs, " << graphs_.packets() << " packets, "
-              << graphs_.distinctGraphs() << " graphs, " << graphs_.emptiedJunctions()
-              << " emptied junctions\n";
-  }
-
- private:
-  std::uint64_t programs_ = 0;
-  GraphChecks graphs_;
-};
-
 class EveryProgram : public testing::TestWithParam<Texts> {};
 
 // How many targets stand after THEN, after ELSE (-1: there is no ELSE) and after the block.
@@ -171,39 +147,39 @@ ProgramSource program(const ConditionSource& condition, const Shape& shape) {
 }
 
 TEST_P(EveryProgram, OfOneBlock) {
-  Checker checker;
+  GraphChecks graphs;
   for (const ConditionSource& condition : conditions(GetParam(), 2)) {
     for (const Shape& shape : everyShape()) {
-      if (!checker.check(program(condition, shape))) return;
+      ASSERT_EQ(graphs.check(program(condition, shape)), "");
     }
   }
   for (const ConditionSource& condition : conditionsOfThree(leavesOf(GetParam()))) {
     for (const Shape& shape : everyShape()) {
-      if (!checker.check(program(condition, shape))) return;
+      ASSERT_EQ(graphs.check(program(condition, shape)), "");
     }
   }
-  checker.print("one block");
+  std::cout << "one block: " << graphs.counts() << "\n";
 }
 
 // IF c1 THEN .. ELSEIF c2 THEN .. [ELSE ..].
 TEST_P(EveryProgram, OfAnElseifChain) {
-  Checker checker;
+  GraphChecks graphs;
   const Texts& texts = GetParam();
   for (const ConditionSource& first : conditions(texts, 2)) {
     for (const ConditionSource& second : conditions({texts[2], texts[0], texts[1]}, 2)) {
       for (const int elseCount : {-1, 1}) {
         StatementSource chain{{}, {{first, targets("a", 1)}, {second, targets("b", 2)}}, {}};
         if (elseCount >= 0) chain.otherwise = targets("c", elseCount);
-        if (!checker.check({chain})) return;
+        ASSERT_EQ(graphs.check({chain}), "");
       }
     }
   }
-  checker.print("ELSEIF");
+  std::cout << "ELSEIF: " << graphs.counts() << "\n";
 }
 
 // A block inside a block, in each branch and beside each kind of neighbour.
 TEST_P(EveryProgram, OfABlockInABlock) {
-  Checker checker;
+  GraphChecks graphs;
   const Texts& texts = GetParam();
   for (const ConditionSource& outer : conditions(texts, 2)) {
     for (const ConditionSource& inner : conditions({texts[2], texts[0], texts[1]}, 1)) {
@@ -217,13 +193,13 @@ TEST_P(EveryProgram, OfABlockInABlock) {
                                                ProgramSource{block(outer, body, targets("e", 1))},
                                                ProgramSource{block(outer, targets("t", 1), body)},
                                                ProgramSource{block(outer, body, body)}}) {
-            if (!checker.check(program)) return;
+            ASSERT_EQ(graphs.check(program), "");
           }
         }
       }
     }
   }
-  checker.print("nested");
+  std::cout << "nested: " << graphs.counts() << "\n";
 }
 
 // Every block with the first of the conditions, and with ELSEIF and the second one if `hasElseif`,
@@ -244,7 +220,7 @@ std::vector<StatementSource> blocks(const std::string& name, const Texts& texts,
 }
 
 TEST_P(EveryProgram, OfNestedElseifChains) {
-  Checker checker;
+  GraphChecks graphs;
   const Texts& texts = GetParam();
   for (const auto& [outerHas, innerHas] : {std::pair(true, false), {false, true}, {true, true}}) {
     for (const StatementSource& outer : blocks("out", texts, outerHas)) {
@@ -257,19 +233,19 @@ TEST_P(EveryProgram, OfNestedElseifChains) {
           ProgramSource& branch =
               place < whole.branches.size() ? whole.branches[place].statements : *whole.otherwise;
           branch.push_back(inner);  // after a target
-          if (!checker.check({whole})) return;
+          ASSERT_EQ(graphs.check({whole}), "");
           branch = {inner};
-          if (!checker.check({whole})) return;
+          ASSERT_EQ(graphs.check({whole}), "");
         }
       }
     }
   }
-  checker.print("nested ELSEIF");
+  std::cout << "nested ELSEIF: " << graphs.counts() << "\n";
 }
 
 // Up to three statements one after another, each a target or a block.
 TEST_P(EveryProgram, OfThreeStatements) {
-  Checker checker;
+  GraphChecks graphs;
   const Texts& texts = GetParam();
   std::vector<std::vector<StatementSource>> choices;
   for (std::size_t place = 0; place < 3; ++place) {
@@ -282,23 +258,23 @@ TEST_P(EveryProgram, OfThreeStatements) {
     }
     choices.push_back(std::move(statements));
   }
-  if (!checker.check({})) return;
+  ASSERT_EQ(graphs.check({}), "");
   for (const StatementSource& a : choices[0]) {
-    if (!checker.check({a})) return;
+    ASSERT_EQ(graphs.check({a}), "");
     for (const StatementSource& b : choices[1]) {
-      if (!checker.check({a, b})) return;
+      ASSERT_EQ(graphs.check({a, b}), "");
       for (const StatementSource& c : choices[2]) {
-        if (!checker.check({a, b, c})) return;
+        ASSERT_EQ(graphs.check({a, b, c}), "");
       }
     }
   }
-  checker.print("sequence");
+  std::cout << "sequence: " << graphs.counts() << "\n";
 }
 
 class EveryProgramWithARepeatedText : public testing::TestWithParam<Texts> {};
 
 TEST_P(EveryProgramWithARepeatedText, InOneCondition) {
-  Checker checker;
+  GraphChecks graphs;
   const auto a = textOrNot(GetParam()[0]);
   const auto b = textOrNot(GetParam()[1]);
   std::vector<ConditionSource> all = combined(a, a);
@@ -307,14 +283,14 @@ TEST_P(EveryProgramWithARepeatedText, InOneCondition) {
   }
   for (const ConditionSource& condition : all) {
     for (const Shape& shape : kFewShapes) {
-      if (!checker.check(program(condition, shape))) return;
+      ASSERT_EQ(graphs.check(program(condition, shape)), "");
     }
   }
-  checker.print("repeated in a condition");
+  std::cout << "repeated in a condition: " << graphs.counts() << "\n";
 }
 
 TEST_P(EveryProgramWithARepeatedText, InTwoConditions) {
-  Checker checker;
+  GraphChecks graphs;
   const auto a = textOrNot(GetParam()[0]);
   const auto b = textOrNot(GetParam()[1]);
   std::vector<ConditionSource> outer = a;
@@ -332,11 +308,11 @@ TEST_P(EveryProgramWithARepeatedText, InTwoConditions) {
                                            {block(first, targets("then", 1), {nested})},
                                            {chain},
                                            {plain, nested}}) {
-        if (!checker.check(program)) return;
+        ASSERT_EQ(graphs.check(program), "");
       }
     }
   }
-  checker.print("repeated in two conditions");
+  std::cout << "repeated in two conditions: " << graphs.counts() << "\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, EveryProgram, testing::ValuesIn(textSets()),

@@ -33,9 +33,7 @@ TEST(RandomPrograms, MeanTheSameAsTreeAsGraphAndAsChainsAndAreSimplifiedToTheSam
           << "seed " << used << ", size " << size;
     }
   }
-  std::cout << "random: " << kSizes.size() * (kProgramSeeds + 1) << " programs, "
-            << graphs.packets() << " packets, " << graphs.distinctGraphs() << " graphs, "
-            << graphs.emptiedJunctions() << " emptied junctions\n";
+  std::cout << "random: " << graphs.counts() << "\n";
 }
 
 // What a failing test prints. A comparison that takes a goto for a jump, which would come back to

@@ -1,6 +1,7 @@
 #include "tests/support/graph_checks.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -78,6 +79,13 @@ bool isEmptied(const ProxyIrNode& node, const ProxyIrNode& next) {
 
 }  // namespace
 
+std::string GraphChecks::counts() const {
+  std::ostringstream text;
+  text << programs_ << " programs, " << packets_ << " packets, " << compared_.size() << " graphs, "
+       << emptiedJunctions_ << " emptied junctions";
+  return text.str();
+}
+
 std::string GraphChecks::checkPostDominators(const NodeNumbers& nodes, const ProxyIrNode& exit) {
   const Edges edges = edgesOf(nodes);
   if (compared_.contains(edges)) return {};
@@ -92,6 +100,7 @@ std::string GraphChecks::checkPostDominators(const NodeNumbers& nodes, const Pro
 }
 
 std::string GraphChecks::check(tavrix::IptProg program, const Runs& expected) {
+  ++programs_;
   packets_ += expected.packets.size();
   const ProxyIrNode::Pointer exit = tavrix::makeProxy();
   program = tavrix::sequence({program, {exit, exit}});

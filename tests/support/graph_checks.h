@@ -2,7 +2,6 @@
 // post-dominators before and after it, chains.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -31,18 +30,17 @@ class GraphChecks {
   // as small as possible first.
   std::string check(const ProgramSource& program);
 
-  // How many packets were run.
-  std::uint64_t packets() const { return packets_; }
-  // How many different graphs the post-dominators were compared on.
-  std::size_t distinctGraphs() const { return compared_.size(); }
-  // How many emptied junctions stayed.
-  std::uint64_t emptiedJunctions() const { return emptiedJunctions_; }
+  std::uint64_t programs() const { return programs_; }
+  // How many programs, packets, different graphs whose post-dominators were compared, and emptied
+  // junctions that stayed.
+  std::string counts() const;
 
  private:
   std::string checkOnce(const ProgramSource& program);
   std::string checkPostDominators(const NodeNumbers& nodes, const tavrix::ProxyIrNode& exit);
 
   std::set<Edges> compared_;
+  std::uint64_t programs_ = 0;
   std::uint64_t packets_ = 0;
   std::uint64_t emptiedJunctions_ = 0;
 };

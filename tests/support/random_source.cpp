@@ -117,42 +117,28 @@ class ProgramMaker {
 }  // namespace
 
 const RandomTexts& allKindsOfTexts() {
-  static const RandomTexts kTexts = {
-      {"-4",
-       "! -4",
-       "--ipv4",
-       "-6",
-       "! --ipv6",
-       "-p tcp",
-       "! -p udp",
-       "--protocol 47",
-       "-p ! icmp",
-       "-s 10.0.0.1",
-       "-s ! 10.1.0.0/16",
-       "! --source 10.2.0.0/16",
-       "-d 192.168.0.0/24",
-       "! -d 192.168.1.1",
-       "--destination 192.168.2.2",
-       "-i br-lan",
-       "! --in-interface br-guest",
-       "-o eth1",
-       "! -o eth2",
-       "--out-interface eth3",
-       "-f",
-       "! -f",
-       "--fragment",
-       "-c 1 2",
-       "--set-counters 3 4",
-       "-m mark --mark 0x1",
-       "-m mark ! --mark 0x2",
-       "-m comment --comment \"two words\"",
-       "--match set --match-set a src",
-       "-m conntrack --ctstate NEW",
-       "-m tcp --dport 53"},
-      // The one with "mark" also comes out as a text that is among the matches.
-      {"-j T", "-j MARK --set-mark 0x", "--jump U", "-m mark --mark 0x",
-       "--match counter --inc 0x"},
-      false};
+  static const RandomTexts kTexts = [] {
+    const std::vector<std::string> kinds[] = {
+        {"-4", "! -4", "--ipv4"},
+        {"-6", "! --ipv6"},
+        {"-p tcp", "! -p udp", "--protocol 47", "-p ! icmp"},
+        {"-s 10.0.0.1", "-s ! 10.1.0.0/16", "! --source 10.2.0.0/16"},
+        {"-d 192.168.0.0/24", "! -d 192.168.1.1", "--destination 192.168.2.2"},
+        {"-i br-lan", "! --in-interface br-guest"},
+        {"-o eth1", "! -o eth2", "--out-interface eth3"},
+        {"-f", "! -f", "--fragment"},
+        {"-c 1 2", "--set-counters 3 4"},
+        {"-m mark --mark 0x1", "-m mark ! --mark 0x2", "-m comment --comment \"two words\"",
+         "--match set --match-set a src", "-m conntrack --ctstate NEW", "-m tcp --dport 53"}};
+    RandomTexts texts;
+    for (const auto& kind : kinds) {
+      texts.matches.insert(texts.matches.end(), kind.begin(), kind.end());
+    }
+    // The one with "mark" also comes out as a text that is among the matches.
+    texts.targets = {"-j T", "-j MARK --set-mark 0x", "--jump U", "-m mark --mark 0x",
+                     "--match counter --inc 0x"};
+    return texts;
+  }();
   return kTexts;
 }
 
