@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 #include <random>
 #include <set>
 #include <sstream>
@@ -18,19 +19,13 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// An entry of the list of users, and the number by which its options are named.
-struct ListedUser {
-  std::string_view entry;
-  std::string_view number;
-};
+constexpr std::array<std::string_view, 7> kUsers = {"1", "2", "3", "03", "2nd", "guest", "-1"};
 
-constexpr std::array<ListedUser, 7> kUsers = {{{"1", "1"},
-                                               {"2", "2"},
-                                               {"3", "3"},
-                                               {"03", "3"},
-                                               {"2nd", "2"},
-                                               {"guest", "0"},
-                                               {"-1", "4294967295"}}};
+// The number by which the options of a listed user are named.
+std::string numberOf(std::string_view user) {
+  const long number = std::strtol(std::string(user).c_str(), nullptr, 10);
+  return std::to_string(static_cast<unsigned>(number));
+}
 
 // From few values, so that users share them.
 struct UserOption {
@@ -99,11 +94,8 @@ class ConfigurationMaker {
   void add(std::string_view option, const Lines& values) {
     const std::string_view keyword = values.size() == 1 && oneIn(2) ? "option" : "list";
     for (const std::string& value : values) {
-      for (const std::string_view piece :
-           {std::string_view("\t"), keyword, std::string_view(" "), option, std::string_view(" '"),
-            std::string_view(value), std::string_view("'\n")}) {
-        text_ += piece;
-      }
+      text_.append("\t").append(keyword).append(" ").append(option);
+      text_.append(" '").append(value).append("'\n");
     }
   }
 
@@ -145,21 +137,19 @@ class ConfigurationMaker {
     text_ += "config kovsel 'kovsel'\n";
     Lines entries;
     // One user may have options and not be listed.
-    std::set<std::string_view> numbers = {kUsers.at(below(kUsers.size())).number};
+    std::set<std::string> numbers = {numberOf(kUsers.at(below(kUsers.size())))};
     for (std::size_t count = below(5); count > 0; --count) {
-      const ListedUser& user = kUsers.at(below(kUsers.size()));
-      entries.emplace_back(user.entry);
-      numbers.insert(user.number);
+      const std::string_view user = kUsers.at(below(kUsers.size()));
+      entries.emplace_back(user);
+      numbers.insert(numberOf(user));
     }
     add("user_list", entries);
-    for (const std::string_view number : numbers) addUser(number);
+    for (const std::string& number : numbers) addUser(number);
   }
 
-  void addUser(std::string_view number) {
+  void addUser(const std::string& number) {
     constexpr std::array<std::string_view, 3> kLabels = {"4", "5", "6"};
-    const auto named = [number](std::string_view option) {
-      return std::string(option) + std::string(number);
-    };
+    const auto named = [number](std::string_view option) { return std::string(option) + number; };
     if (!oneIn(40)) addSome(named("label_user"), kLabels);
     // Some users have nearly everything, some nearly nothing.
     const std::size_t share = 1 + below(4);
