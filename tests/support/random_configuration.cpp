@@ -23,7 +23,7 @@ constexpr std::array<std::string_view, 7> kUsers = {"1", "2", "3", "03", "2nd", 
 
 // The number by which the options of a listed user are named.
 std::string numberOf(std::string_view user) {
-  const long number = std::strtol(std::string(user).c_str(), nullptr, 10);
+  const auto number = std::strtol(std::string(user).c_str(), nullptr, 10);
   return std::to_string(static_cast<unsigned>(number));
 }
 
