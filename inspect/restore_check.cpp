@@ -183,8 +183,8 @@ class TableCheck {
   }
 
  private:
-  // Adds the findings for a refused line. Returns the text that is refused wherever it stands;
-  // empty if that is not known.
+  // Adds the findings for a refused line. Returns the text that is refused wherever it stands, with
+  // a blank on either side, so that it is no part of another; empty if that is not known.
   std::string add(const std::string& line, const Sources& sources, const std::string& reason,
                   const std::string& message) {
     const std::string rule = withoutMark(line);
@@ -231,7 +231,8 @@ class TableCheck {
       findings_.push_back(
           {Finding::Effect::kRefused, nullptr, whose, line, 0, line.size(), reason});
     }
-    return parts.empty() ? std::string() : normalizeTokens(parts.front().noted->text);
+    if (parts.empty()) return {};
+    return " " + normalizeTokens(parts.front().noted->text) + " ";
   }
 
   const NotedTexts& texts_;
