@@ -12,6 +12,7 @@
 #include "ipt_compiler/export/ipt_lang.h"
 #include "ipt_compiler/rule_model.h"
 #include "tests/support/configuration.h"
+#include "tests/support/graph_text.h"
 #include "tests/support/program_comparison.h"
 #include "tests/unit/product/error_text.h"
 
@@ -19,6 +20,7 @@ namespace tavrix {
 namespace {
 
 using test_support::errorText;
+using test_support::graphText;
 
 // lines: the section's "option" and "list" lines.
 void configure(const std::string& lines) {
@@ -38,9 +40,18 @@ std::string queueRule(const std::string& arguments) {
          " -m comment --comment ipt_compiler\n";
 }
 
-TEST(Nfnlq, IsConfiguredWithBothQueueOptionsOnly) {
+TEST(Nfnlq, WithoutASectionIsAProgramThatNeverRuns) {
   test_support::setConfiguration("");
+  const IptTokens matches;
+  auto position = matches.begin();
+  const IptIfBlock queue =
+      If(parseSerializedMatches(position, matches.end())).then({makeEmptyProg()});
+  const IptProg program = If(makeConstCond(false)).then({makeEmptyProg(), queue});
+  EXPECT_EQ(graphText(nfnlq::queueProgram().first), graphText(program.first));
   EXPECT_EQ(generated(), "");
+}
+
+TEST(Nfnlq, IsConfiguredWithBothQueueOptionsOnly) {
   for (const char* lines :
        {"option queue_first 2\n", "option queue_last 2\nlist pre_targets '-j A'\n"}) {
     configure(lines);

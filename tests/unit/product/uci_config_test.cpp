@@ -101,6 +101,17 @@ TEST_F(UciConfigTest, ReadsWhatIsMissingAsEmpty) {
   EXPECT_EQ(config.size(), 1U);
 }
 
+TEST_F(UciConfigTest, IsLookedUpByAnyKindOfText) {
+  setText("config t nfnlq\n option option x");
+  const UciConfig config("p");
+  const char* const terminated = "option";
+  const Values& values = config["nfnlq"]["option"];
+  EXPECT_EQ(values, (Values{"x"}));
+  EXPECT_EQ(&config[std::string("nfnlq")][std::string("option")], &values);
+  EXPECT_EQ(&config[std::string_view("nfnlq")][std::string_view("options", 6)], &values);
+  EXPECT_EQ(&config["nfnlq"][terminated], &values);
+}
+
 TEST_F(UciConfigTest, MakesNoEntryForAnEmptyList) {
   setReply(replyOf(namedSection("s", wire::array("list", ""))));
   const UciConfig config("p");
@@ -169,7 +180,8 @@ TEST_F(UciConfigTest, FailsWithTheStatusOfTheCallEvenAfterAReply) {
   fakeBus().invokeStatus = 7;
   EXPECT_EQ(errorText<std::runtime_error>([] { UciConfig("p"); }), "Ubus: text of status 7");
   setText("");
-  EXPECT_EQ(errorText<std::runtime_error>([] { UciConfig("p"); }), "Ubus: text of status 7");
+  fakeBus().invokeStatus = -1;
+  EXPECT_EQ(errorText<std::runtime_error>([] { UciConfig("p"); }), "Ubus: text of status -1");
 }
 
 // Reads replies without a bus call around them, so that an error comes out.
