@@ -38,9 +38,8 @@ FLAGS = {
 # The fast tests: what is run of which program, by a name of their own. What takes seconds or more
 # comes last or not at all. Names that begin with "sanitized" are of that build.
 TESTS = {
-    'compiler': ('product_compiler_test', '-*Long*:*Agree*:*Thousand*:CompileHook.GeneratesRules*'),
-    'compiler, long': ('product_compiler_test',
-                       '*Long*:*Agree*:CompileHook.GeneratesRules*:-*Thousand*'),
+    'compiler': ('product_compiler_test', '-*Long*:*Agree*:*Thousand*'),
+    'compiler, long': ('product_compiler_test', '*Long*:*Agree*:-*Thousand*'),
     'literal': ('literal_test', 'LiteralCompiler.*:*/0:-*RichInFamilies*'),
     'literal, families': ('literal_test', '*RichInFamilies*/0'),
     'equivalence': ('equivalence_test', 'RandomPrograms.Mean*'),
@@ -50,8 +49,7 @@ TESTS = {
     'bus': ('product_bus_test', '*'),
     'configuration': ('product_config_test', '*'),
     'kovsel': ('kovsel_test', '*'),
-    'sanitized compiler': ('product_compiler_test',
-                           '-*Long*:*Agree*:*Thousand*:CompileHook.GeneratesRules*'),
+    'sanitized compiler': ('product_compiler_test', '-*Long*:*Agree*:*Thousand*'),
     'sanitized configuration': ('product_config_test', '*'),
     'policy': ('policy_test', '-RandomHouseholds.*'),
     'golden': ('golden_test', '-AlteredByte*:DocPage*'),
