@@ -18,13 +18,13 @@ export FAULT REAL_TOOLS
 
 # show_tables FILE: the table of each pass in FILE.1 and so on, without times and counters.
 show_tables() {
-  pass=0
   for family in iptables ip6tables; do
-    for table in mangle nat filter; do
-      pass=$((pass + 1))
-      $family-save -t $table | sed -e '/^#/d' -e '/^:/s/ \[.*/ [0:0]/' > "$1.$pass"
-    done
-  done
+    for table in mangle nat filter; do $family-save -t $table; done
+  done | awk -v file="$1" '
+    /^#/ { next }
+    /^\*/ { pass++ }
+    /^:/ { sub(/ \[.*/, " [0:0]") }
+    { print > (file "." pass) }'
 }
 
 run_program() { PATH=/run/tools "$@"; }
