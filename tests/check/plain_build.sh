@@ -9,7 +9,7 @@ trap 'rm -rf "$work"' EXIT
 # Unoptimised and joined, for time: in its release build ./check refuses the warnings of the optimiser
 # and compiles each file by itself.
 "$cmake" -S . -B "$work/build" -G 'Unix Makefiles' -DCMAKE_BUILD_TYPE=None \
-  -DCMAKE_UNITY_BUILD=ON > "$work/log" 2>&1
+  -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=0 > "$work/log" 2>&1
 "$cmake" --build "$work/build" -j 2 >> "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 if grep -q 'warning:' "$work/log"; then cat "$work/log"; exit 1; fi
 if [ -d "$work/build/tests" ]; then echo 'tests were built without being asked for'; exit 1; fi

@@ -31,7 +31,8 @@ find "$work/root/include" -name '*.h' -exec sed -i '/#ifdef __cplusplus/,/#endif
 # asked for exactly when TIMER is "timer". Unoptimised: what is linked is the question.
 build() {
   "$cmake" -S . -B "$work/build" -DPLATFORM=system -DCMAKE_PREFIX_PATH="$work/root" \
-    -DCMAKE_BUILD_TYPE=None -DCMAKE_UNITY_BUILD=ON -DWARNINGS_AS_ERRORS=ON > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+    -DCMAKE_BUILD_TYPE=None -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=0 \
+    -DWARNINGS_AS_ERRORS=ON > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
   grep -q "Platform libraries: system ($work/root/lib/libubus.so, $work/root/lib/libubox.so)" "$work/log"
   "$cmake" --build "$work/build" -j 2 --target "$1" > "$work/log" 2>&1 || { cat "$work/log"; exit 1; }
   timer=none
